@@ -1,0 +1,32 @@
+# enhance_depth_flags: what every target of this project is compiled and linked with. Nothing here is set globally,
+# so that a parent project keeps its own flags.
+add_library(enhance_depth_flags INTERFACE)
+target_compile_features(enhance_depth_flags INTERFACE cxx_std_17 c_std_11)
+target_compile_options(enhance_depth_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<BOOL:${ENHANCE_DEPTH_WERROR}>:-Werror>
+  # Paths of the build machine stay out of the binaries.
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
+if(ENHANCE_DEPTH_SANITIZE)
+  target_compile_options(enhance_depth_flags INTERFACE
+    -fsanitize=${ENHANCE_DEPTH_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(enhance_depth_flags INTERFACE -fsanitize=${ENHANCE_DEPTH_SANITIZE})
+endif()
+
+# enhance_depth_hardening: the shared library's and the tool's defence against being misused.
+add_library(enhance_depth_hardening INTERFACE)
+target_compile_options(enhance_depth_hardening INTERFACE -fstack-protector-strong)
+target_link_options(enhance_depth_hardening INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack,-z,defs)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
+  target_compile_options(enhance_depth_hardening INTERFACE -mbranch-protection=standard)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  target_compile_options(enhance_depth_hardening INTERFACE -fcf-protection=full)
+endif()
+if(ENHANCE_DEPTH_SANITIZE)
+  # Sanitizers resolve their runtime in the executable and check more than fortified functions would.
+  set_property(TARGET enhance_depth_hardening PROPERTY INTERFACE_LINK_OPTIONS LINKER:-z,relro,-z,now,-z,noexecstack)
+else()
+  target_compile_options(enhance_depth_hardening INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()

@@ -1,0 +1,17 @@
+# GoogleTest for the tests, built from Debian's source package with this build's own compiler and sanitizers: the
+# packaged binaries fit neither the AArch64 build nor the thread sanitizer.
+set(googletest_source /usr/src/googletest)
+if(NOT EXISTS ${googletest_source}/CMakeLists.txt)
+  message(FATAL_ERROR "${googletest_source} is missing: install the package googletest, "
+    "or configure with -DENHANCE_DEPTH_BUILD_TESTS=OFF")
+endif()
+set(INSTALL_GTEST OFF)
+set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)
+set(CMAKE_WARN_DEPRECATED OFF)
+add_subdirectory(${googletest_source} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+if(ENHANCE_DEPTH_SANITIZE)
+  foreach(target IN ITEMS gtest gtest_main)
+    target_compile_options(${target} PRIVATE -fsanitize=${ENHANCE_DEPTH_SANITIZE})
+  endforeach()
+endif()
+include(GoogleTest)

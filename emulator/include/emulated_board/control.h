@@ -1,0 +1,91 @@
+// Control of the emulated board: produce its failures at will and see what a program did to it. Without any call
+// from here the board just works.
+//
+// Functions are named as the board's callers write them: "cudaMalloc", "createInferRuntime",
+// "IRuntime::deserializeCudaEngine", "ICudaEngine::getNbIOTensors", "IExecutionContext::enqueueV3",
+// "ob_log_external_message" and so on; all_functions() lists them. All functions here may be called from any thread.
+#ifndef EMULATED_BOARD_CONTROL_H
+#define EMULATED_BOARD_CONTROL_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace emulated_board {
+
+// What a failing call reports when the plan does not say: the function's own usual error.
+inline constexpr int kDefaultStatus = -1;
+
+// Fails the `nth` call (from 1, counted from now on, over all threads) of `function`, once. `status` is the cudaError
+// that a CUDA function then returns; the others fail in their only way: a null object, false, a shape of -1 extents.
+// A function that releases something releases it all the same and reports the failure, as CUDA reports the
+// asynchronous errors of earlier work. Throws std::invalid_argument for a name that is not in all_functions().
+void fail_call(std::string_view function, int nth, int status = kDefaultStatus);
+
+// The same for the `nth` call and every later one.
+void fail_calls_from(std::string_view function, int nth, int status = kDefaultStatus);
+
+// Forgets all planned failures, what was recorded and the call counts. Live objects stay.
+void reset();
+
+// How often a planned failure was produced since reset().
+int failures_produced();
+
+// Calls of `function` since reset().
+int calls(std::string_view function);
+
+// The names of all functions of the board.
+std::vector<std::string> all_functions();
+
+// One call, in the order of arrival. `arguments` is a readable summary, e.g. "host to device, 921600 bytes, stream 1"
+// or "rgb (1, 3, 480, 640)"; streams are numbered from 1 in the order of creation, 0 is the default stream.
+struct Call {
+  std::string function;
+  std::string arguments;
+};
+
+// Starts or stops recording the order of calls (off at first) and returns what was recorded since reset().
+void record_calls(bool on);
+std::vector<Call> recorded_calls();
+
+// What is alive on the board now.
+struct LiveObjects {
+  int streams = 0;
+  int events = 0;
+  int allocations = 0;
+  std::size_t allocated_bytes = 0;
+  int runtimes = 0;
+  int engines = 0;
+  int contexts = 0;
+  int camera_errors = 0;  // error objects that the camera SDK handed out and did not get back
+  bool operator==(const LiveObjects& other) const;
+};
+LiveObjects live_objects();
+
+// One line of the camera SDK's log.
+struct LogLine {
+  int severity = 0;
+  std::string module;
+  std::string message;
+  std::string file;
+  std::string function;
+  int line = 0;
+};
+
+// While on, the camera SDK's log lines are kept for captured_log() instead of going to standard error. Turning it
+// on, and reset(), empty what was kept.
+void capture_log(bool on);
+std::vector<LogLine> captured_log();
+
+// Makes TensorRT send `message` to the logger of the most recently created runtime (severity as in
+// nvinfer1::ILogger::Severity). Does nothing when no runtime is alive.
+void send_tensorrt_message(int severity, const char* message);
+
+// True while the calling thread runs code of the board, so that a test that counts or fails a program's memory
+// allocations can leave the board's own alone.
+bool inside() noexcept;
+
+}  // namespace emulated_board
+
+#endif  // EMULATED_BOARD_CONTROL_H
