@@ -1,0 +1,63 @@
+// TrtEngineWrapper, initialisation: from an engine file to an object that is ready for 640 x 480.
+// Runs every other phase once, in order; the first that fails ends it.
+#include "engine/cuda_check.h"
+#include "engine/engine_file.h"
+#include "engine/trt_engine_wrapper.h"
+#include "log/trt_logger.h"
+
+namespace enhance_depth {
+namespace {
+
+// The serialized engine is as large as the network and of no use once it is deserialized.
+class EngineDataGuard {
+ public:
+  explicit EngineDataGuard(TrtEngineWrapper& wrapper) : wrapper_(wrapper) {}
+  ~EngineDataGuard() {
+    wrapper_.engine_data.reset();
+    wrapper_.engine_size = 0;
+  }
+  EngineDataGuard(const EngineDataGuard&) = delete;
+  EngineDataGuard& operator=(const EngineDataGuard&) = delete;
+
+ private:
+  TrtEngineWrapper& wrapper_;
+};
+
+}  // namespace
+
+bool TrtEngineWrapper::init(const char* engine_path) {
+  if (initialized) {
+    return true;
+  }
+  if (engine_path == nullptr) {
+    return fail(ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT, "Engine path must not be null.");
+  }
+  if (!timer.initialized()) {
+    check_cuda(timer.init_error(), "cudaEventCreate(timer)", error_detail);
+    return fail(ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED, error_detail);
+  }
+  const EngineDataGuard engine_data_guard(*this);
+  if (!read_engine_file(engine_path, engine_data, engine_size, error_detail)) {
+    return fail(ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT, error_detail);
+  }
+  runtime.reset(nvinfer1::createInferRuntime(g_logger));
+  if (runtime == nullptr) {
+    return fail(ENHANCE_DEPTH_ERROR_RUNTIME_CREATE_FAILED, "Failed to create TensorRT runtime.");
+  }
+  engine.reset(runtime->deserializeCudaEngine(engine_data.get(), engine_size));
+  if (engine == nullptr) {
+    return fail(ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED, "Failed to deserialize TensorRT engine.");
+  }
+  context.reset(engine->createExecutionContext(nvinfer1::ExecutionContextAllocationStrategy::kSTATIC));
+  if (context == nullptr) {
+    return fail(ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED, "Failed to create TensorRT execution context.");
+  }
+  if (!validate_engine_io() || !allocate() || !warmup()) {
+    return false;
+  }
+  initialized = true;
+  clear_error();
+  return true;
+}
+
+}  // namespace enhance_depth
