@@ -132,12 +132,13 @@ typedef struct enhance_error {
   char args[ENHANCE_ERROR_TEXT_SIZE];     /* the offending arguments joined by "/", e.g. "rgb/depth"; for
                                              enhance_depth_reset the stage that failed, "allocate" or "warmup";
                                              for a failed engine load the engine path; otherwise empty */
-  int32_t line;                           /* where in the library it was reported: the file's number in the
-                                             thousands (1 lifecycle, 2 process, 3 settings), the line within
-                                             src/api/<file>.cpp in the rest; 0 in a host's own record */
-  int32_t exception_type;                 /* class of the failure: 2 argument or engine layout, 3 wrong state,
-                                             6 exception, 7 TensorRT, 8 CUDA, 0 unknown; 4, 9 and 10 belong to
-                                             the reserved codes */
+  int32_t line;           /* where in the library it was reported: the file in the thousands (1
+                             lifecycle, 2 process, 3 settings), the line within src/api/<file>.cpp
+                             below, and for codes 34 and 35 the kind of exception in the
+                             ten-thousands; 0 in a host's own record */
+  int32_t exception_type; /* class of the failure: 2 argument or engine layout, 3 wrong state,
+                             6 exception, 7 TensorRT, 8 CUDA, 0 unknown; 4, 9 and 10 belong to
+                             the reserved codes */
 } enhance_error;
 
 /* An engine with everything that belongs to it. Made by enhance_depth_create(), never copied. */

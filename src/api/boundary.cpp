@@ -10,10 +10,8 @@ namespace {
 constexpr char kOutOfMemory[] = "out of memory";
 
 int exception_line(const EntryPoint& entry, bool standard, bool has_handle) {
-  if (standard) {
-    return has_handle ? entry.standard_exception_line : entry.standard_exception_without_handle_line;
-  }
-  return has_handle ? entry.unknown_exception_line : entry.unknown_exception_without_handle_line;
+  const int kind = standard ? (has_handle ? 1 : 2) : (has_handle ? 3 : 4);
+  return kind * 10000 + entry.line;
 }
 
 std::string exception_text(const EntryPoint& entry, const char* what) {

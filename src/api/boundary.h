@@ -19,21 +19,19 @@ inline enhance_depth_handle to_handle(TrtEngineWrapper* wrapper) {
 }
 
 // The files that report failures. A record's `line` is the file's number in the thousands and the line within
-// the file in the rest, so that it names one place of the library and not one of several.
+// the file below it, so that it names one place of the library and not one of several.
 enum class ApiFile : int { kLifecycle = 1, kProcess = 2, kSettings = 3 };
 
 constexpr int reporting_line(ApiFile file, int line = __builtin_LINE()) {
   return static_cast<int>(file) * 1000 + line;
 }
 
-// An exported function as its failures name it. The lines are those that its records carry for an exception,
-// by kind and by whether the call had a handle to record it on; 0 where it never makes such a record.
+// An exported function as its failures name it. `line` is where its frame stands; the record of an exception
+// carries it with the kind of the exception in the ten-thousands: 1 standard, 2 standard without a handle to
+// record it on, 3 any other, 4 any other without a handle.
 struct EntryPoint {
   const char* name;
-  int standard_exception_without_handle_line = 0;
-  int unknown_exception_without_handle_line = 0;
-  int standard_exception_line = 0;
-  int unknown_exception_line = 0;
+  int line;
 };
 
 // Each report records the failure and fills the caller's out-place `error` from what was recorded. They may

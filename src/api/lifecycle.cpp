@@ -11,18 +11,11 @@ namespace {
 
 constexpr ApiFile kFile = ApiFile::kLifecycle;
 
-constexpr EntryPoint kCreate{
-    "enhance_depth_create",
-    reporting_line(kFile),
-    reporting_line(kFile),
-};
+constexpr EntryPoint kCreate{"enhance_depth_create", reporting_line(kFile)};
 
-constexpr EntryPoint kReset{
-    "enhance_depth_reset", reporting_line(kFile), reporting_line(kFile),
-    reporting_line(kFile), reporting_line(kFile),
-};
+constexpr EntryPoint kReset{"enhance_depth_reset", reporting_line(kFile)};
 
-constexpr EntryPoint kDestroy{"enhance_depth_destroy"};  // makes no records
+constexpr EntryPoint kDestroy{"enhance_depth_destroy", reporting_line(kFile)};  // makes no records
 
 enhance_depth_handle create(const char* engine_path, enhance_error** error) {
   clear_error_result(error);

@@ -10,10 +10,7 @@ namespace {
 
 constexpr ApiFile kFile = ApiFile::kProcess;
 
-constexpr EntryPoint kProcess{
-    "enhance_depth_process", reporting_line(kFile), reporting_line(kFile),
-    reporting_line(kFile),   reporting_line(kFile),
-};
+constexpr EntryPoint kProcess{"enhance_depth_process", reporting_line(kFile)};
 
 // height * width * bytes_per_pixel in 32 bits, wrapping around as the records' fields do.
 std::int32_t image_bytes(std::int32_t height, std::int32_t width, std::uint32_t bytes_per_pixel) {
