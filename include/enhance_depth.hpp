@@ -1,0 +1,266 @@
+/**
+ * @file enhance_depth.hpp
+ * C++17 over enhance_depth.h: an owning engine, exceptions for failures, and views for borrowed images.
+ *
+ *     enhance_depth::Engine engine("model.engine");
+ *     engine.reset(1280, 720);
+ *     const enhance_depth::RefinedFrame refined = engine.process({1280, 720, rgb, depth});
+ *     show(refined.depth);                       // borrowed: valid until the next process() or reset()
+ *     keep(refined.depth.copy());                // a std::vector of one's own
+ *
+ * Units, threads and versions are those of enhance_depth.h. This header adds no compiled code to the library:
+ * it needs that header and the standard library only.
+ */
+#ifndef ENHANCE_DEPTH_HPP
+#define ENHANCE_DEPTH_HPP
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "enhance_depth.h"
+
+/// The C++ interface of the library.
+namespace enhance_depth {
+
+/// A failed call. Holds a copy of the C error record by value, so that copying the exception cannot fail.
+class Error : public std::exception {
+ public:
+  /// Copies the record; the caller keeps it.
+  explicit Error(const enhance_error& record) noexcept : record_(record) {}
+
+  /// What went wrong, as the library says it.
+  const char* what() const noexcept override { return record_.message; }
+  /// Which failure it is.
+  EnhanceDepthErrorCode code() const noexcept {
+    return static_cast<EnhanceDepthErrorCode>(record_.error_code);
+  }
+  /// The C function that reported it, e.g. "enhance_depth_process".
+  const char* function() const noexcept { return record_.function; }
+  /// The offending arguments, the failed stage or the engine path; see enhance_error::args.
+  const char* args() const noexcept { return record_.args; }
+  /// Where in the library it was reported; see enhance_error::line.
+  std::int32_t line() const noexcept { return record_.line; }
+  /// The class of the failure; see enhance_error::exception_type.
+  std::int32_t exception_type() const noexcept { return record_.exception_type; }
+  /// The whole record.
+  const enhance_error& record() const noexcept { return record_; }
+
+ private:
+  enhance_error record_;
+};
+
+/// Pixels that somebody else owns, one after the other. Refers and never copies: the owner must outlive it.
+/// @tparam T the type of a pixel's value, without const
+template <typename T>
+class Pixels {
+ public:
+  /// Refers to `size` values from `data` on.
+  constexpr Pixels(const T* data, std::size_t size) noexcept : data_(data), size_(size) {}
+  /// Refers to the contents of a container with data() and size(), such as a std::vector.
+  template <typename Container,
+            typename = decltype(static_cast<const T*>(std::declval<const Container&>().data()))>
+  constexpr Pixels(const Container& container) noexcept : data_(container.data()), size_(container.size()) {}
+
+  /// The first value.
+  constexpr const T* data() const noexcept { return data_; }
+  /// The number of values.
+  constexpr std::size_t size() const noexcept { return size_; }
+  /// The first value.
+  constexpr const T* begin() const noexcept { return data_; }
+  /// Behind the last value.
+  constexpr const T* end() const noexcept { return data_ + size_; }
+
+ private:
+  const T* data_;
+  std::size_t size_;
+};
+
+/// One frame to refine. The images are read during the call only.
+struct Frame {
+  int width;                    ///< columns
+  int height;                   ///< rows
+  Pixels<std::uint8_t> rgb;     ///< width * height * 3 values, planar or interleaved as the engine was built
+  Pixels<std::uint16_t> depth;  ///< width * height values, row by row, 0 where the camera saw nothing
+};
+
+/// An image that lives in an Engine: valid until that engine's next process() or reset(), or its end. Moving
+/// the engine does not move the image. Take a copy() of what is needed for longer.
+/// @tparam T the type of a pixel
+template <typename T>
+class BorrowedImage {
+ public:
+  /// Refers to `width` * `height` pixels from `data` on.
+  BorrowedImage(const T* data, int width, int height) noexcept
+      : data_(data), width_(width), height_(height) {}
+
+  /// The first pixel of the first row; rows follow one another without a gap.
+  const T* data() const noexcept { return data_; }
+  /// Columns.
+  int width() const noexcept { return width_; }
+  /// Rows.
+  int height() const noexcept { return height_; }
+  /// The number of pixels.
+  std::size_t size() const noexcept {
+    return static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
+  }
+  /// The first pixel.
+  const T* begin() const noexcept { return data_; }
+  /// Behind the last pixel.
+  const T* end() const noexcept { return data_ + size(); }
+  /// The first pixel of row `y`, 0 <= y < height().
+  const T* row(int y) const noexcept {
+    return data_ + static_cast<std::size_t>(y) * static_cast<std::size_t>(width_);
+  }
+  /// The pixel in column `x` of row `y`.
+  T operator()(int x, int y) const noexcept { return row(y)[x]; }
+  /// The pixels in memory of the caller's own.
+  std::vector<T> copy() const { return std::vector<T>(begin(), end()); }
+
+ private:
+  const T* data_;
+  int width_;
+  int height_;
+};
+
+/// What process() returns; its images are borrowed from the engine.
+struct RefinedFrame {
+  BorrowedImage<std::uint16_t> depth;              ///< refined depth, in the unit of the input depth
+  std::optional<BorrowedImage<float>> confidence;  ///< confidence map, if the engine has one
+};
+
+/// A loaded engine. Movable and not copyable; after a move the source may only be destroyed or assigned to,
+/// and any other call on it fails with ENHANCE_DEPTH_ERROR_NULL_HANDLE. One thread at a time.
+class Engine {
+ public:
+  /// Loads the engine file and configures it for 640 x 480; see enhance_depth_create(). Throws Error.
+  explicit Engine(const std::string& engine_path) {
+    ErrorPlace error;
+    handle_ = enhance_depth_create(engine_path.c_str(), error.address());
+    if (handle_ == nullptr) {
+      error.raise("enhance_depth_create", nullptr);
+    }
+  }
+  ~Engine() {
+    if (handle_ != nullptr) {
+      enhance_depth_destroy(handle_);
+    }
+  }
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+  /// Takes the engine over. Images that were borrowed from `other` stay valid and now belong to this one.
+  Engine(Engine&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  /// Takes the engine over and releases the one held so far.
+  Engine& operator=(Engine&& other) noexcept {
+    Engine(std::move(other)).swap(*this);
+    return *this;
+  }
+  /// Exchanges two engines.
+  void swap(Engine& other) noexcept { std::swap(handle_, other.handle_); }
+
+  /// Configures another image size; see enhance_depth_reset(). Borrowed images become invalid. Throws Error;
+  /// process() then fails until a reset succeeds.
+  void reset(int width, int height) {
+    ErrorPlace error;
+    if (enhance_depth_reset(handle_, width, height, error.address()) == 0) {
+      error.raise("enhance_depth_reset", handle_);
+    }
+  }
+
+  /// Refines one frame of the configured size and waits for the result; see enhance_depth_process(). Images
+  /// of another number of values than the frame's size asks for are refused. Images borrowed earlier become
+  /// invalid. Throws Error; the engine stays usable.
+  RefinedFrame process(const Frame& frame) & {
+    const enhance_depth_input input = {frame.rgb.data(),       byte_size(frame.rgb), frame.depth.data(),
+                                       byte_size(frame.depth), frame.height,         frame.width};
+    enhance_depth_output output = {};
+    ErrorPlace error;
+    if (enhance_depth_process(handle_, &input, &output, error.address()) == 0) {
+      error.raise("enhance_depth_process", handle_);
+    }
+    RefinedFrame refined = {{output.pred, frame.width, frame.height}, std::nullopt};
+    if (output.conf != nullptr) {
+      refined.confidence.emplace(output.conf, frame.width, frame.height);
+    }
+    return refined;
+  }
+  /// Not on a temporary, whose images would be gone before they could be read.
+  RefinedFrame process(const Frame& frame) && = delete;
+
+  /// Stores a confidence threshold; see enhance_depth_set_confidence_threshold(). Throws Error.
+  void set_confidence_threshold(float threshold) {
+    ErrorPlace error;
+    if (enhance_depth_set_confidence_threshold(handle_, threshold, error.address()) == 0) {
+      error.raise("enhance_depth_set_confidence_threshold", handle_);
+    }
+  }
+  /// The stored confidence threshold. Throws Error.
+  float confidence_threshold() const {
+    float threshold = 0.0F;
+    ErrorPlace error;
+    if (enhance_depth_get_confidence_threshold(handle_, &threshold, error.address()) == 0) {
+      error.raise("enhance_depth_get_confidence_threshold", handle_);
+    }
+    return threshold;
+  }
+
+  /// Milliseconds that the network ran on the device in the last frame; nothing before the first frame.
+  std::optional<float> last_inference_time() const noexcept {
+    const float milliseconds = enhance_GetLastInferenceTime(handle_);
+    return milliseconds < 0.0F ? std::nullopt : std::optional<float>(milliseconds);
+  }
+
+  /// The C handle, for what this class does not offer. The engine keeps it: do not destroy it.
+  enhance_depth_handle handle() const noexcept { return handle_; }
+
+ private:
+  // The out-place of one C call: frees the record however the call ends.
+  class ErrorPlace {
+   public:
+    ErrorPlace() = default;
+    ~ErrorPlace() { enhance_delete_error(record_); }
+    ErrorPlace(const ErrorPlace&) = delete;
+    ErrorPlace& operator=(const ErrorPlace&) = delete;
+    enhance_error** address() noexcept { return &record_; }
+
+    // Memory can be too short for a record; the last error's text then stands in for it.
+    [[noreturn]] void raise(const char* function, enhance_depth_handle handle) const {
+      if (record_ != nullptr) {
+        throw Error(*record_);
+      }
+      enhance_error record = {};
+      record.status = ENHANCE_DEPTH_ERROR_STD_EXCEPTION;
+      record.error_code = record.status;
+      record.exception_type = 6;
+      std::strncpy(record.message, enhance_depth_get_last_error(handle), ENHANCE_ERROR_TEXT_SIZE - 1);
+      std::strncpy(record.function, function, ENHANCE_ERROR_TEXT_SIZE - 1);
+      throw Error(record);
+    }
+
+   private:
+    enhance_error* record_ = nullptr;
+  };
+
+  // The size that the C record wants, from the pixels that are there. No valid image is larger than 2 GiB.
+  template <typename T>
+  static std::int32_t byte_size(const Pixels<T>& pixels) noexcept {
+    constexpr auto kLargest = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());
+    return static_cast<std::int32_t>(std::min(pixels.size(), kLargest / sizeof(T)) * sizeof(T));
+  }
+
+  enhance_depth_handle handle_ = nullptr;
+};
+
+/// The loaded library's version and build time; see enhance_depth_get_version().
+inline const char* version() noexcept { return enhance_depth_get_version(); }
+
+}  // namespace enhance_depth
+
+#endif  // ENHANCE_DEPTH_HPP
