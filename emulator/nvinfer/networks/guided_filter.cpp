@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 
 #include "sliding_window.h"
 
@@ -35,7 +36,9 @@ double reference_depth(const float* depth, std::size_t size) {
   double sum = 0.0;
   double count = 0.0;
   for (std::size_t i = 0; i < size; ++i) {
-    if (!is_valid(depth[i])) continue;
+    if (!is_valid(depth[i])) {
+      continue;
+    }
     sum += static_cast<double>(depth[i]);
     count += 1.0;
   }
@@ -57,7 +60,9 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
   const std::size_t size = window.size();
   Plane count(size), i(size), d(size), ii(size), id(size), dd(size);
   for (std::size_t p = 0; p < size; ++p) {
-    if (!is_valid(depth[p])) continue;
+    if (!is_valid(depth[p])) {
+      continue;
+    }
     count[p] = 1.0;
     i[p] = guide[p];
     d[p] = static_cast<double>(depth[p]) - reference;
@@ -65,7 +70,9 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
     id[p] = i[p] * d[p];
     dd[p] = d[p] * d[p];
   }
-  for (Plane* plane : {&count, &i, &d, &ii, &id, &dd}) window.sum(*plane, *plane);
+  for (Plane* plane : {&count, &i, &d, &ii, &id, &dd}) {
+    window.sum(*plane, *plane);
+  }
 
   WindowFits fits{Plane(size), Plane(size), Plane(size), Plane(size), Plane(size), Plane(size)};
   Plane& area = fits.share;
@@ -74,7 +81,9 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
     const double n = count[p];
     fits.fillable[p] = n > 0.0 && 100.0 * n >= parameters.fill_percent * area[p] ? 1.0 : 0.0;
     fits.share[p] = n / area[p];
-    if (n == 0.0) continue;
+    if (n == 0.0) {
+      continue;
+    }
     const double mean_i = i[p] / n;
     const double mean_d = d[p] / n;
     const double var_i = std::max(ii[p] / n - mean_i * mean_i, 0.0);
@@ -103,8 +112,10 @@ Plane fit_weights(const WindowFits& fits) {
 Plane far_weights(const GuidedFilterParameters& parameters, const WindowFits& fits, Plane weight, int height,
                   int width) {
   Plane farthest(weight.size());
-  for (std::size_t p = 0; p < weight.size(); ++p) farthest[p] = fits.fillable[p] * fits.mean_depth[p];
-  SlidingWindow(height, width, 2 * parameters.radius).maximum(farthest, farthest);
+  for (std::size_t p = 0; p < weight.size(); ++p) {
+    farthest[p] = fits.fillable[p] * fits.mean_depth[p];
+  }
+  SlidingWindow(height, width, 2 * std::int64_t{parameters.radius}).maximum(farthest, farthest);
   for (std::size_t p = 0; p < weight.size(); ++p) {
     const double nearer = std::max(farthest[p] - fits.mean_depth[p], 0.0);
     // The 1 only matters where no window is fillable: nothing is nearer there than 0.
@@ -124,10 +135,14 @@ class WeightedMean {
 
   Plane of(const Plane& values) {
     Plane result(values.size());
-    for (std::size_t p = 0; p < result.size(); ++p) result[p] = weight_[p] * values[p];
+    for (std::size_t p = 0; p < result.size(); ++p) {
+      result[p] = weight_[p] * values[p];
+    }
     window_.sum(result, result);
     for (std::size_t p = 0; p < result.size(); ++p) {
-      if (total_weight_[p] > 0.0) result[p] /= total_weight_[p];
+      if (total_weight_[p] > 0.0) {
+        result[p] /= total_weight_[p];
+      }
     }
     return result;
   }
@@ -136,7 +151,9 @@ class WeightedMean {
   Plane of_lines(const WindowFits& fits, const Plane& guide) {
     Plane result = of(fits.slope);
     const Plane offset = of(fits.offset);
-    for (std::size_t p = 0; p < result.size(); ++p) result[p] = result[p] * guide[p] + offset[p];
+    for (std::size_t p = 0; p < result.size(); ++p) {
+      result[p] = result[p] * guide[p] + offset[p];
+    }
     return result;
   }
 
@@ -174,7 +191,9 @@ void guided_filter(const GuidedFilterParameters& parameters, const std::uint8_t*
       result = filled[p] + reference + 0.5;
     }
     refined[p] = static_cast<float>(result);
-    if (confidence != nullptr) confidence[p] = static_cast<float>(trust * fits.share[p] * mean_fit[p]);
+    if (confidence != nullptr) {
+      confidence[p] = static_cast<float>(trust * fits.share[p] * mean_fit[p]);
+    }
   }
 }
 

@@ -1,8 +1,8 @@
 /*
  * The reference network: a guided filter for depth images.
  *
- * From K. He, J. Sun, X. Tang, "Guided Image Filtering", IEEE TPAMI 35(6), 2013. The luminance I of the colour
- * image guides, the depth d is filtered. In every window k, d is approximated by the line a_k I + b_k,
+ * From K. He, J. Sun, X. Tang, "Guided Image Filtering", IEEE TPAMI 35(6), 2013. The luminance I of the
+ * colour image guides, the depth d is filtered. In every window k, d is approximated by the line a_k I + b_k,
  *
  *     a_k = cov_k(I, d) / (var_k(I) + epsilon),   b_k = mean_k(d) - a_k mean_k(I),
  *
@@ -20,8 +20,8 @@
  *     A window across an object's border fits badly, so that each side is made from windows of that side. The
  *     1 in f_k is the square of the depth's quantum.
  *
- *  3. Holes are filled from the farther surface, since the shadow of a structured-light or stereo camera falls
- *     on what is behind. For a pixel that is not valid, window k has the weight
+ *  3. Holes are filled from the farther surface, since the shadow of a structured-light or stereo camera
+ *     falls on what is behind. For a pixel that is not valid, window k has the weight
  *
  *         w_k / (1 + (max(F_k - mean_k(d), 0) / (surface_tolerance F_k))^4),
  *
@@ -35,10 +35,11 @@
  *
  *     noise is smoothed, what disagrees with its surroundings stays as it was measured.
  *
- * The confidence is n / A times the weighted mean of f_k, at valid pixels times m; it is 0 where the depth is 0.
+ * The confidence is n / A times the weighted mean of f_k, at valid pixels times m; it is 0 where the depth
+ * is 0.
  *
- * The refined depth carries + 0.5, so that a reader that truncates rounds to the nearest integer. It is exactly
- * 0 where nothing is known.
+ * The refined depth carries + 0.5, so that a reader that truncates rounds to the nearest integer. It is
+ * exactly 0 where nothing is known.
  */
 #ifndef EMULATED_BOARD_NVINFER_NETWORKS_GUIDED_FILTER_H
 #define EMULATED_BOARD_NVINFER_NETWORKS_GUIDED_FILTER_H

@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <type_traits>
 #include <vector>
 
 namespace emulated_board {
@@ -24,7 +26,7 @@ using Plane = std::vector<double>;
 class SlidingWindow {
  public:
   /* height, width >= 1; radius >= 0, which may exceed the image. */
-  SlidingWindow(int height, int width, int radius)
+  SlidingWindow(int height, int width, std::int64_t radius)
       : height_(static_cast<std::size_t>(height)),
         width_(static_cast<std::size_t>(width)),
         radius_(static_cast<std::size_t>(radius)),
@@ -54,6 +56,8 @@ class SlidingWindow {
   }
 
  private:
+  using OneValue = std::integral_constant<std::size_t, 1>;
+
   std::size_t extent(std::size_t position, std::size_t length) const {
     return std::min(position + radius_, length - 1) + 1 - (position - std::min(position, radius_));
   }
@@ -61,39 +65,55 @@ class SlidingWindow {
   template <typename Operation>
   void reduce(const Plane& input, Plane& output, double identity, Operation operation) {
     for (std::size_t y = 0; y < height_; ++y) {
-      reduce_line(&input[y * width_], &rows_[y * width_], width_, 1, identity, operation);
+      reduce_line(&input[y * width_], &rows_[y * width_], width_, OneValue(), identity, operation);
     }
     output.resize(size());
     reduce_line(rows_.data(), output.data(), height_, width_, identity, operation);
   }
 
-  /* Reduces windows along a line of `length` elements, each of `depth` neighbouring values. */
-  template <typename Operation>
-  void reduce_line(const double* input, double* output, std::size_t length, std::size_t depth,
-                   double identity, Operation operation) {
+  /*
+   * Reduces windows along a line of `length` elements, each of `depth` neighbouring values: a row of pixels,
+   * or a column of rows. Depth is a type for rows, so that the loops over one value vanish.
+   */
+  template <typename Depth, typename Operation>
+  void reduce_line(const double* input, double* output, std::size_t length, Depth depth, double identity,
+                   Operation operation) {
     const std::size_t radius = std::min(radius_, length - 1);
     const std::size_t window = 2 * radius + 1;
     suffix_.resize(window * depth);
     prefix_.resize(depth);
-    // Block b begins at element b * window - radius; what lies outside the line is the identity.
-    const auto element = [&](std::size_t padded) -> const double* {
-      return padded < radius || padded - radius >= length ? nullptr : input + (padded - radius) * depth;
-    };
-    const auto combine = [&](const double* a, const double* b, double* result) {
-      for (std::size_t i = 0; i < depth; ++i) result[i] = operation(a[i], b[i]);
+    double* const prefix = prefix_.data();
+    // Adds an element of the line to `sum`. Block b begins at element b * window - radius; what lies outside
+    // the line changes nothing.
+    const auto accumulate = [&](double* sum, std::size_t element) {
+      if (element < radius || element - radius >= length) {
+        return;
+      }
+      const double* const values = input + (element - radius) * depth;
+      for (std::size_t i = 0; i < depth; ++i) {
+        sum[i] = operation(sum[i], values[i]);
+      }
     };
     for (std::size_t block = 0; block < length; block += window) {
-      std::fill(prefix_.begin(), prefix_.end(), identity);
-      for (std::size_t t = window; t-- > 0;) {  // prefix_ is borrowed as the suffix that has been reached
-        if (const double* values = element(block + t)) combine(prefix_.data(), values, prefix_.data());
-        std::copy(prefix_.begin(), prefix_.end(), &suffix_[t * depth]);
-      }
-      std::fill(prefix_.begin(), prefix_.end(), identity);
-      for (std::size_t t = 0; t < std::min(window, length - block); ++t) {
-        combine(&suffix_[t * depth], prefix_.data(), output + (block + t) * depth);
-        if (const double* values = element(block + window + t)) {
-          combine(prefix_.data(), values, prefix_.data());
+      double* suffix = suffix_.data() + window * depth;
+      for (std::size_t t = window; t-- > 0;) {
+        suffix -= depth;
+        for (std::size_t i = 0; i < depth; ++i) {
+          suffix[i] = t + 1 < window ? suffix[i + depth] : identity;
         }
+        accumulate(suffix, block + t);
+      }
+      for (std::size_t i = 0; i < depth; ++i) {
+        prefix[i] = identity;
+      }
+      double* result = output + block * depth;
+      for (std::size_t t = 0; t < std::min(window, length - block); ++t) {
+        for (std::size_t i = 0; i < depth; ++i) {
+          result[i] = operation(suffix[i], prefix[i]);
+        }
+        accumulate(prefix, block + window + t);
+        suffix += depth;
+        result += depth;
       }
     }
   }

@@ -1,0 +1,58 @@
+// A network of the emulated board: a computation from the input tensors to the output tensors of an engine.
+#ifndef EMULATED_BOARD_NVINFER_NETWORKS_NETWORK_H
+#define EMULATED_BOARD_NVINFER_NETWORKS_NETWORK_H
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include <NvInferRuntimeBase.h>
+
+namespace emulated_nvinfer {
+
+// A tensor as it is bound for one run.
+struct BoundTensor {
+  std::string_view name;
+  bool output = false;
+  nvinfer1::DataType type{};
+  nvinfer1::Dims shape{};
+  std::byte* data = nullptr;  // `bytes` bytes, aligned as device memory is
+  std::size_t elements = 0;
+  std::size_t bytes = 0;
+};
+
+class Network {
+ public:
+  virtual ~Network() = default;
+
+  // Runs on any thread, and on several at a time. Must cope with tensors of any number, name, type and shape:
+  // descriptions of unfit engines exist. Anything but cudaSuccess surfaces at the next synchronise.
+  virtual cudaError_t run(const std::vector<BoundTensor>& tensors) const = 0;
+};
+
+// The tensor of this name, type and direction, or null.
+const BoundTensor* find_input(const std::vector<BoundTensor>& tensors, std::string_view name,
+                              nvinfer1::DataType type);
+
+// The elements of a tensor whose type has been looked at.
+template <typename Element>
+Element* elements_of(const BoundTensor& tensor) {
+  return reinterpret_cast<Element*>(tensor.data);
+}
+
+// Calls `fill(tensor, floats)` for the float outputs and zeroes all others.
+template <typename Fill>
+void fill_outputs(const std::vector<BoundTensor>& tensors, const Fill& fill) {
+  for (const BoundTensor& tensor : tensors) {
+    if (!tensor.output) continue;
+    if (tensor.type == nvinfer1::DataType::kFLOAT) {
+      fill(tensor, elements_of<float>(tensor));
+    } else {
+      for (std::size_t i = 0; i < tensor.bytes; ++i) tensor.data[i] = std::byte{0};
+    }
+  }
+}
+
+}  // namespace emulated_nvinfer
+
+#endif  // EMULATED_BOARD_NVINFER_NETWORKS_NETWORK_H

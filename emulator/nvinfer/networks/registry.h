@@ -1,0 +1,54 @@
+// The networks by name.
+#ifndef EMULATED_BOARD_NVINFER_NETWORKS_REGISTRY_H
+#define EMULATED_BOARD_NVINFER_NETWORKS_REGISTRY_H
+
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "nvinfer/networks/network.h"
+
+namespace emulated_nvinfer {
+
+// Says in a sentence why a network cannot be made.
+class NetworkError : public std::invalid_argument {
+ public:
+  using std::invalid_argument::invalid_argument;
+};
+
+// The parameters of a network. Each is taken once; what is left at the end is unknown to the network.
+class Parameters {
+ public:
+  explicit Parameters(std::map<std::string, double, std::less<>> values) : values_(std::move(values)) {}
+
+  // Removes and returns a parameter, or returns `fallback`. Throws NetworkError outside of `least` to `most`;
+  // without those any value is taken, also NaN.
+  double take(std::string_view name, double fallback);
+  double take(std::string_view name, double fallback, double least, double most);
+  // The same for one that must be a whole number.
+  int take_integer(std::string_view name, int fallback, int least, int most);
+
+  // Throws NetworkError when any is left.
+  void expect_none_left(std::string_view network) const;
+
+ private:
+  std::map<std::string, double, std::less<>> values_;
+};
+
+// Throws NetworkError for an unknown name and for unknown or unfit parameters.
+std::unique_ptr<const Network> make_network(std::string_view name, Parameters parameters);
+
+// The makers, one per network.
+std::unique_ptr<const Network> make_scale_offset(Parameters& parameters);
+std::unique_ptr<const Network> make_constant(Parameters& parameters);
+std::unique_ptr<const Network> make_special_values(Parameters& parameters);
+std::unique_ptr<const Network> make_rgb_sum(Parameters& parameters);
+std::unique_ptr<const Network> make_nothing(Parameters& parameters);
+std::unique_ptr<const Network> make_fail(Parameters& parameters);
+
+}  // namespace emulated_nvinfer
+
+#endif  // EMULATED_BOARD_NVINFER_NETWORKS_REGISTRY_H

@@ -1,0 +1,5 @@
+# The reference network that the emulated board runs.
+add_executable(guided_filter_test guided_filter_test.cpp ${PROJECT_SOURCE_DIR}/emulator/nvinfer/networks/guided_filter.cpp)
+target_include_directories(guided_filter_test PRIVATE ${PROJECT_SOURCE_DIR}/emulator)
+target_link_libraries(guided_filter_test PRIVATE enhance_depth_flags GTest::gtest_main)
+gtest_discover_tests(guided_filter_test)
