@@ -41,10 +41,10 @@
  * it delivers confidence, "confidence_output" (output, FLOAT); a fourth tensor of another name is ignored,
  * and more are refused. For an image of W x H pixels "rgb" takes the shape (1, 3, H, W) when it is declared
  * with four extents and (H, W, 3) with three, "dep" takes (1, 1, H, W), and "pred" and "confidence_output"
- * must then have H * W elements, row by row. Output extents come from the engine; one with more elements is
- * truncated and one with fewer is followed by zeros, so that reading H * W elements is always safe, but
- * neither is a depth image. The optimization profiles of the engine must admit 640 x 480, the size that
- * enhance_depth_create() configures.
+ * must then have H * W elements, row by row. Output extents come from the engine: of an
+ * output with more elements the host sees the first H * W, and in one with fewer the rest has no meaning.
+ * Reading H * W elements is always safe. The optimization profiles of the engine must admit 640 x 480, the
+ * size that enhance_depth_create() configures.
  *
  * VERSIONS. The library follows semantic versioning; the numbers below are those of this header, and
  * enhance_depth_get_version() names those of the library that was loaded. Records only grow at their end, and
@@ -53,7 +53,7 @@
 #ifndef ENHANCE_DEPTH_H
 #define ENHANCE_DEPTH_H
 
-#include <stdint.h>
+#include <cstdint>
 
 #define ENHANCE_DEPTH_VERSION_MAJOR 0
 #define ENHANCE_DEPTH_VERSION_MINOR 7
@@ -124,7 +124,7 @@ typedef enum EnhanceDepthErrorCode {
  * One failure. Owned by the host, which frees it with enhance_delete_error(). It has no pointers: a copy of
  * it is complete. Texts that are too long are cut to 255 characters.
  */
-typedef struct enhance_error {
+using enhance_error = struct enhance_error {
   int32_t status;                         /* an EnhanceDepthErrorCode */
   int32_t error_code;                     /* the same value again */
   char message[ENHANCE_ERROR_TEXT_SIZE];  /* what went wrong */
@@ -139,16 +139,16 @@ typedef struct enhance_error {
   int32_t exception_type; /* class of the failure: 2 argument or engine layout, 3 wrong state,
                              6 exception, 7 TensorRT, 8 CUDA, 0 unknown; 4, 9 and 10 belong to
                              the reserved codes */
-} enhance_error;
+};
 
 /* An engine with everything that belongs to it. Made by enhance_depth_create(), never copied. */
-typedef struct enhance_depth_engine* enhance_depth_handle;
+using enhance_depth_handle = struct enhance_depth_engine;
 
 /*
  * One frame, filled by the host. The two strides are the sizes of the *whole images* in bytes, not of a row.
  * The products are formed in 32 bits and wrap around: an image's size must stay below 2 GiB.
  */
-typedef struct enhance_depth_input {
+using enhance_depth_input = struct enhance_depth_input {
   const uint8_t*
       rgb; /* colour image, height * width * 3 bytes, in the layout the engine was built for: planar
               (all red, all green, all blue) when "rgb" has four extents, interleaved with three */
@@ -157,15 +157,15 @@ typedef struct enhance_depth_input {
   int32_t depth_stride;  /* height * width * 2 */
   int32_t height;        /* rows; note that height comes before width */
   int32_t width;         /* columns */
-} enhance_depth_input;
+};
 
 /* One result, filled by the library. Both images belong to the handle (see OWNERSHIP). */
-typedef struct enhance_depth_output {
+using enhance_depth_output = struct enhance_depth_output {
   uint16_t* pred;      /* refined depth, height * width values in the unit of the input depth */
   int32_t pred_stride; /* height * width * 2 */
   float* conf;         /* confidence map, height * width floats, or NULL when the engine has none */
   int32_t conf_stride; /* height * width * 4, or 0 when conf is NULL */
-} enhance_depth_output;
+};
 
 /*
  * Makes a record, for hosts that report their own failures in the same form. `line` is 0, `status` goes into

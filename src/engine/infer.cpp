@@ -43,7 +43,7 @@ bool TrtEngineWrapper::infer(const std::uint8_t* rgb, float* depth, std::uint16_
   if (!copy_inputs_to_device() || !run_network() || !copy_outputs_to_host()) {
     return false;
   }
-  if (pred_u16.size() != h_pred.size()) {
+  if (pred_u16.size() != h_pred.size() || pred_u16.capacity() < pixel_count()) {
     resize_host_image(pred_u16, h_pred.size(), pixel_count());
   }
   convert_pred_f32_to_u16_neon(h_pred.data(), pred_u16.data(), h_pred.size());
