@@ -1,0 +1,25 @@
+# Run by CPack between the installation into its staging tree and the making of the packages: adds what Debian asks of
+# each package beyond what `cmake --install` installs.
+file(STRINGS "${CMAKE_CURRENT_LIST_DIR}/changelog" changelog_head LIMIT_COUNT 1)
+set(package_version "${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
+string(FIND "${changelog_head}" "(${package_version})" position)
+if(position EQUAL -1)
+  message(FATAL_ERROR "packaging/debian/changelog begins with \"${changelog_head}\"; it needs an entry for "
+    "${package_version}")
+endif()
+
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER "${component}" upper)
+  set(root "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/${component}/usr")
+  set(documents "${root}/share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}")
+  file(MAKE_DIRECTORY "${documents}")
+  configure_file("${CMAKE_CURRENT_LIST_DIR}/copyright" "${documents}/copyright" COPYONLY)
+  configure_file("${CMAKE_CURRENT_LIST_DIR}/changelog" "${documents}/changelog.Debian" COPYONLY)
+  configure_file("${CPACK_ENHANCE_DEPTH_SOURCE_DIR}/CHANGELOG.md" "${documents}/changelog" COPYONLY)
+  file(GLOB_RECURSE compressible "${root}/share/man/*.[1-9]" "${documents}/changelog*")
+  foreach(file IN LISTS compressible)
+    execute_process(COMMAND gzip -9nf "${file}" COMMAND_ERROR_IS_FATAL ANY)
+    file(CHMOD "${file}.gz" PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  endforeach()
+  file(CHMOD "${documents}/copyright" PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+endforeach()

@@ -1,0 +1,71 @@
+# Debian packages by CPack, one per component; scripts/package builds them. Configure with -DCMAKE_INSTALL_PREFIX=/usr,
+# which gives the folders that Debian uses.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME enhance-depth)
+set(CPACK_PACKAGE_VENDOR "enhance_depth maintainers")
+set(CPACK_PACKAGE_CONTACT "enhance_depth maintainers <maintainers@enhance-depth.invalid>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+set(CPACK_COMPONENTS_ALL runtime development)
+if(ENHANCE_DEPTH_BUILD_TOOLS)
+  list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+if(CMAKE_LIBRARY_ARCHITECTURE MATCHES "aarch64")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+endif()
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libenhance-depth${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "depth refinement for RGB-D cameras - shared library
+ Refines the depth image of an RGB-D camera, frame by frame, with a neural
+ network that TensorRT runs, and reports how far each pixel can be trusted.
+ .
+ The library needs TensorRT 10 (libnvinfer.so.10), the CUDA 12 runtime
+ (libcudart.so.12) and the camera SDK (libOrbbecSDK.so.2), which come from
+ their vendors. The first two are recommended, as Debian does not have them;
+ the camera SDK is no Debian package at all.")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "libnvinfer10 (>= 10.3), libcudart12 | cuda-cudart-12-6")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libenhance-depth-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "depth refinement for RGB-D cameras - development files
+ The C and C++ headers of the library that refines the depth image of an
+ RGB-D camera, with its CMake package and its pkg-config file.")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "libenhance-depth${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME enhance-depth-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "depth refinement for RGB-D cameras - command-line tool
+ Refines depth images from files: a 16-bit depth PNG and a colour picture in,
+ the refined depth, the confidence map and a preview picture out.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
+  "libenhance-depth${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_LIST_DIR}/triggers")
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/finish_packages.cmake")
+set(CPACK_ENHANCE_DEPTH_SOURCE_DIR "${PROJECT_SOURCE_DIR}")
+
+# dpkg-shlibdeps has to see the board's libraries, which no Debian package owns. Where they are is known only when the
+# build system has been generated.
+set(CPACK_PROJECT_CONFIG_FILE "${CMAKE_CURRENT_BINARY_DIR}/cpack_project.cmake")
+get_target_property(platform_libraries enhance_depth_platform INTERFACE_LINK_LIBRARIES)
+list(REMOVE_ITEM platform_libraries enhance_depth_platform_headers)
+list(TRANSFORM platform_libraries REPLACE "^(.+)$" "$<TARGET_FILE_DIR:\\1>" OUTPUT_VARIABLE platform_directories)
+file(GENERATE OUTPUT "${CPACK_PROJECT_CONFIG_FILE}" CONTENT
+  "set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS \"${platform_directories}\")\n")
+if(NOT CMAKE_CROSSCOMPILING)
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+endif()
+include(CPack)
