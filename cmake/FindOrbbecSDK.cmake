@@ -16,7 +16,7 @@ endif()
 
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(OrbbecSDK
-  REQUIRED_VARS OrbbecSDK_LIBRARY OrbbecSDK_INCLUDE_DIR VERSION_VAR OrbbecSDK_VERSION)
+  REQUIRED_VARS OrbbecSDK_LIBRARY OrbbecSDK_INCLUDE_DIR VERSION_VAR OrbbecSDK_VERSION HANDLE_VERSION_RANGE)
 
 if(OrbbecSDK_FOUND AND NOT TARGET OrbbecSDK::OrbbecSDK)
   add_library(OrbbecSDK::OrbbecSDK UNKNOWN IMPORTED)

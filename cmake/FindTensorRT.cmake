@@ -29,7 +29,7 @@ endif()
 
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(TensorRT
-  REQUIRED_VARS TensorRT_LIBRARY TensorRT_INCLUDE_DIR VERSION_VAR TensorRT_VERSION)
+  REQUIRED_VARS TensorRT_LIBRARY TensorRT_INCLUDE_DIR VERSION_VAR TensorRT_VERSION HANDLE_VERSION_RANGE)
 
 if(TensorRT_FOUND AND NOT TARGET TensorRT::nvinfer)
   add_library(TensorRT::nvinfer UNKNOWN IMPORTED)
