@@ -42,6 +42,7 @@ class Parameters {
 std::unique_ptr<const Network> make_network(std::string_view name, Parameters parameters);
 
 // The makers, one per network.
+std::unique_ptr<const Network> make_guided_filter(Parameters& parameters);
 std::unique_ptr<const Network> make_scale_offset(Parameters& parameters);
 std::unique_ptr<const Network> make_constant(Parameters& parameters);
 std::unique_ptr<const Network> make_special_values(Parameters& parameters);

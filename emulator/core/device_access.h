@@ -1,0 +1,33 @@
+// What TensorRT needs of the device: its memory and its queue. All functions take the device's lock
+// themselves.
+#ifndef EMULATED_BOARD_CORE_DEVICE_ACCESS_H
+#define EMULATED_BOARD_CORE_DEVICE_ACCESS_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+#include <cuda_runtime_api.h>
+
+namespace emulated_board {
+
+// The contents of device memory from an address to the end of its allocation; null when it is no such
+// address. Valid for work that is queued before the allocation is released.
+struct DeviceRange {
+  std::byte* contents = nullptr;
+  std::size_t size = 0;
+};
+DeviceRange device_range(const void* address);
+
+bool stream_exists(cudaStream_t stream);
+
+// Queues work on a stream; false when there is no such stream. What the work returns surfaces at the next
+// synchronise.
+bool queue_work(cudaStream_t stream, std::function<cudaError_t()> work);
+
+// "stream 1", for call summaries.
+std::string stream_name(cudaStream_t stream);
+
+}  // namespace emulated_board
+
+#endif  // EMULATED_BOARD_CORE_DEVICE_ACCESS_H

@@ -1,0 +1,30 @@
+// Buffers for the sources of host-to-device copies, which are captured when the copy is queued. They are kept
+// for reuse, so that a steady stream of frames allocates nothing.
+#ifndef EMULATED_BOARD_CUDART_STAGING_H
+#define EMULATED_BOARD_CUDART_STAGING_H
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace emulated_cudart {
+
+struct StagingBuffer {
+  std::unique_ptr<std::byte[]> data;
+  std::size_t capacity = 0;
+};
+
+class StagingPool {
+ public:
+  // A buffer of at least `size` bytes. Throws std::bad_alloc.
+  StagingBuffer take(std::size_t size);
+  void give_back(StagingBuffer buffer) noexcept;
+
+ private:
+  static constexpr std::size_t kKept = 8;
+  std::vector<StagingBuffer> free_;
+};
+
+}  // namespace emulated_cudart
+
+#endif  // EMULATED_BOARD_CUDART_STAGING_H

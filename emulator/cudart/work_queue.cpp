@@ -1,0 +1,145 @@
+#include "cudart/work_queue.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace emulated_cudart {
+
+int WorkQueue::create_stream() {
+  streams_.emplace(next_stream_, cudaSuccess);
+  return next_stream_++;
+}
+
+bool WorkQueue::destroy_stream(int stream) {
+  if (stream == kDefaultStream) return false;
+  const auto found = streams_.find(stream);
+  if (found == streams_.end()) return false;
+  if (found->second != cudaSuccess) failure_of_destroyed_ = found->second;
+  streams_.erase(found);
+  return true;
+}
+
+int WorkQueue::create_event() {
+  events_.emplace(next_event_, Event{});
+  return next_event_++;
+}
+
+bool WorkQueue::destroy_event(int event) { return events_.erase(event) != 0; }
+
+void WorkQueue::queue_copy(int stream, std::byte* to, const std::byte* from, std::size_t size) {
+  commands_.push_back({stream, Copy{to, from, size, {}}});
+}
+
+void WorkQueue::queue_captured_copy(int stream, std::byte* to, const std::byte* from, std::size_t size) {
+  StagingBuffer captured = staging_.take(size);
+  std::memcpy(captured.data.get(), from, size);
+  const std::byte* source = captured.data.get();
+  commands_.push_back({stream, Copy{to, source, size, std::move(captured)}});
+}
+
+void WorkQueue::queue_work(int stream, std::function<cudaError_t()> work) {
+  commands_.push_back({stream, std::move(work)});
+}
+
+void WorkQueue::queue_event(int stream, int event) {
+  commands_.push_back({stream, Record{event, next_sequence_}});
+  Event& recorded = events_.at(event);
+  recorded.stream = stream;
+  recorded.latest = next_sequence_++;
+}
+
+cudaError_t WorkQueue::synchronize_stream(int stream) {
+  run(stream, commands_.size());
+  return take_failure(stream);
+}
+
+cudaError_t WorkQueue::synchronize_event(int event) {
+  const Event& recorded = events_.at(event);
+  const int stream = recorded.stream;
+  if (recorded.done != recorded.latest) {
+    const auto command =
+        std::find_if(commands_.begin(), commands_.end(), [&recorded](const Command& candidate) {
+          const auto* record = std::get_if<Record>(&candidate.what);
+          return record != nullptr && record->sequence == recorded.latest;
+        });
+    run(stream, static_cast<std::size_t>(command - commands_.begin()) + 1);
+  }
+  return take_failure(stream);
+}
+
+cudaError_t WorkQueue::synchronize_device() {
+  for (Command& command : commands_) execute(command);
+  commands_.clear();
+  cudaError_t failure = std::exchange(failure_of_destroyed_, cudaSuccess);
+  for (auto& stream : streams_) {
+    const cudaError_t own = std::exchange(stream.second, cudaSuccess);
+    if (failure == cudaSuccess) failure = own;
+  }
+  return failure;
+}
+
+void WorkQueue::run(int stream, std::size_t count) {
+  // Of the first `count` commands: the stream's own, and everything up to the last default-stream command
+  // before the last of those.
+  std::size_t own = count;
+  while (own > 0 && commands_[own - 1].stream != stream) --own;
+  std::size_t all = own;
+  while (all > 0 && commands_[all - 1].stream != kDefaultStream) --all;
+
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < commands_.size(); ++i) {
+    if (i < all || (i < own && commands_[i].stream == stream)) {
+      execute(commands_[i]);
+    } else {
+      if (kept != i) commands_[kept] = std::move(commands_[i]);
+      ++kept;
+    }
+  }
+  commands_.erase(commands_.begin() + static_cast<std::ptrdiff_t>(kept), commands_.end());
+}
+
+void WorkQueue::execute(Command& command) noexcept {
+  const auto stream = streams_.find(command.stream);
+  cudaError_t& failure = stream != streams_.end() ? stream->second : failure_of_destroyed_;
+  if (auto* copy = std::get_if<Copy>(&command.what)) {
+    if (failure == cudaSuccess) std::memmove(copy->to, copy->from, copy->size);
+    if (copy->captured.data) staging_.give_back(std::move(copy->captured));
+  } else if (const auto* record = std::get_if<Record>(&command.what)) {
+    const auto event = events_.find(record->event);
+    if (event == events_.end()) return;
+    event->second.done = record->sequence;
+    event->second.time = std::chrono::steady_clock::now();
+  } else if (failure == cudaSuccess) {
+    try {
+      failure = std::get<std::function<cudaError_t()>>(command.what)();
+    } catch (...) {
+      failure = cudaErrorLaunchFailure;
+    }
+  }
+}
+
+cudaError_t WorkQueue::take_failure(int stream) {
+  const auto found = streams_.find(stream);
+  return found == streams_.end() ? cudaSuccess : std::exchange(found->second, cudaSuccess);
+}
+
+cudaError_t WorkQueue::elapsed_time(int start, int stop, float& milliseconds) const {
+  const auto first = events_.find(start);
+  const auto second = events_.find(stop);
+  if (first == events_.end() || second == events_.end()) return cudaErrorInvalidResourceHandle;
+  const Event& from = first->second;
+  const Event& to = second->second;
+  if (from.latest == 0 || to.latest == 0) return cudaErrorInvalidResourceHandle;
+  if (from.done != from.latest || to.done != to.latest) return cudaErrorNotReady;
+  milliseconds = std::chrono::duration<float, std::milli>(to.time - from.time).count();
+  return cudaSuccess;
+}
+
+void WorkQueue::restart_numbering() {
+  if (!commands_.empty()) return;
+  if (streams() == 0) next_stream_ = 1;
+  if (events() == 0) next_event_ = 1;
+}
+
+}  // namespace emulated_cudart

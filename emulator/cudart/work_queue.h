@@ -1,0 +1,95 @@
+// The queue of the device: all work in the order in which it was queued, each piece on a stream. Nothing runs
+// until something synchronises, and then only what has to: a program that forgets to wait reads old data
+// every time.
+//
+// Stream 0 is the legacy default stream: its work waits for all earlier work, and all later work waits for
+// it.
+#ifndef EMULATED_BOARD_CUDART_WORK_QUEUE_H
+#define EMULATED_BOARD_CUDART_WORK_QUEUE_H
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <variant>
+#include <vector>
+
+#include <cuda_runtime_api.h>
+
+#include "cudart/handles.h"
+#include "cudart/staging.h"
+
+namespace emulated_cudart {
+
+class WorkQueue {
+ public:
+  // Numbers from 1, in the order of creation; of destroyed streams or events they are invalid from then on.
+  int create_stream();
+  bool destroy_stream(int stream);  // its queued work stays
+  bool stream_exists(int stream) const { return streams_.count(stream) != 0; }
+  int create_event();
+  bool destroy_event(int event);
+  bool event_exists(int event) const { return events_.count(event) != 0; }
+  int streams() const { return static_cast<int>(streams_.size()) - 1; }
+  int events() const { return static_cast<int>(events_.size()); }
+
+  // Each takes a stream that exists. Throws std::bad_alloc, and then nothing was queued.
+  void queue_copy(int stream, std::byte* to, const std::byte* from, std::size_t size);
+  void queue_captured_copy(int stream, std::byte* to, const std::byte* from, std::size_t size);
+  void queue_work(int stream, std::function<cudaError_t()> work);
+  void queue_event(int stream, int event);
+
+  // Run what the stream, the event's latest record or the whole device waits for, and return the first
+  // failure among the work of that stream (for the device: of all streams) since the last synchronise. After
+  // a failure the stream's remaining copies and work are dropped; its events are still recorded.
+  cudaError_t synchronize_stream(int stream);
+  cudaError_t synchronize_event(int event);
+  cudaError_t synchronize_device();
+
+  // cudaErrorInvalidResourceHandle for events that do not exist or were never recorded, cudaErrorNotReady
+  // while one is pending.
+  cudaError_t elapsed_time(int start, int stop, float& milliseconds) const;
+
+  // The next stream and event are number 1 again, if none is left.
+  void restart_numbering();
+
+ private:
+  struct Copy {
+    std::byte* to;
+    const std::byte* from;
+    std::size_t size;
+    StagingBuffer captured;  // holds `from`, if the copy was captured
+  };
+  struct Record {
+    int event;
+    unsigned long sequence;
+  };
+  struct Command {
+    int stream;
+    std::variant<Copy, Record, std::function<cudaError_t()>> what;
+  };
+  struct Event {
+    int stream = kDefaultStream;
+    unsigned long latest = 0;  // sequence number of the latest record queued; 0: never
+    unsigned long done = 0;    // and of the latest that has run
+    std::chrono::steady_clock::time_point time;
+  };
+
+  // Runs the first `count` commands of the stream and all that those wait for.
+  void run(int stream, std::size_t count);
+  void execute(Command& command) noexcept;
+  cudaError_t take_failure(int stream);
+
+  std::vector<Command> commands_;
+  std::map<int, cudaError_t> streams_{{kDefaultStream, cudaSuccess}};  // with the failure not yet reported
+  std::map<int, Event> events_;
+  cudaError_t failure_of_destroyed_ = cudaSuccess;
+  int next_stream_ = 1;
+  int next_event_ = 1;
+  unsigned long next_sequence_ = 1;
+  StagingPool staging_;
+};
+
+}  // namespace emulated_cudart
+
+#endif  // EMULATED_BOARD_CUDART_WORK_QUEUE_H

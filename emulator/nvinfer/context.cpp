@@ -1,0 +1,192 @@
+#include "nvinfer/context.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "core/device_access.h"
+#include "nvinfer/report.h"
+#include "nvinfer/tensors.h"
+
+namespace emulated_nvinfer {
+
+using emulated_board::Function;
+using nvinfer1::Dims;
+using nvinfer1::TensorIOMode;
+
+namespace {
+
+// Height and width are the last two extents.
+constexpr int kPlaneRank = 2;
+
+std::string address_text(const void* address) { return address == nullptr ? "null" : "an address"; }
+
+void check_stream(cudaStream_t stream) {
+  if (!emulated_board::stream_exists(stream)) throw ApiUsageError("there is no such stream");
+}
+
+}  // namespace
+
+ExecutionContext::ExecutionContext(std::shared_ptr<EngineData> engine) : engine_(std::move(engine)) {
+  mImpl = this;
+  bindings_.resize(engine_->description.tensors.size());
+  forget_shapes();
+  ++engine_->contexts;
+}
+
+ExecutionContext::~ExecutionContext() noexcept {
+  const emulated_board::InsideBoard inside_board;
+  tensorrt_destructor(Function::kContextDestroy, engine_->logger);
+  --engine_->contexts;
+}
+
+std::size_t ExecutionContext::index_of(const char* name) const {
+  return static_cast<std::size_t>(&engine_->tensor(name) - engine_->description.tensors.data());
+}
+
+void ExecutionContext::forget_shapes() {
+  for (std::size_t i = 0; i < bindings_.size(); ++i)
+    bindings_[i].shape = engine_->description.tensors[i].shape;
+}
+
+bool ExecutionContext::setOptimizationProfileAsync(std::int32_t profile, cudaStream_t stream) noexcept {
+  const auto describe = [&] {
+    return "profile " + std::to_string(profile) + ", " + emulated_board::stream_name(stream);
+  };
+  return tensorrt_call(Function::kContextSetProfile, engine_->logger, false, describe, [&] {
+    const std::size_t profiles = engine_->description.profiles.size();
+    if (profile < 0 || static_cast<std::size_t>(profile) >= profiles) {
+      throw ApiUsageError("profile " + std::to_string(profile) + " of " + std::to_string(profiles) +
+                          " does not exist");
+    }
+    check_stream(stream);
+    if (profile != profile_) forget_shapes();  // those belong to the profile under which they were set
+    profile_ = profile;
+    return true;
+  });
+}
+
+void ExecutionContext::check_input_shape(const TensorDescription& tensor, const Dims& shape) const {
+  const std::string what = "shape " + to_text(shape) + " for input \"" + tensor.name + "\" ";
+  if (shape.nbDims != tensor.shape.nbDims) {
+    throw ApiUsageError(what + "has another rank than the engine's " + to_text(tensor.shape));
+  }
+  for (int i = 0; i < shape.nbDims; ++i) {
+    if (shape.d[i] < 0 || (tensor.shape.d[i] != -1 && tensor.shape.d[i] != shape.d[i])) {
+      throw ApiUsageError(what + "does not fit the engine's " + to_text(tensor.shape));
+    }
+  }
+  if (is_concrete(tensor.shape)) return;
+
+  const auto& profiles = engine_->description.profiles;
+  const std::string profile_name = "profile " + std::to_string(profile_);
+  if (static_cast<std::size_t>(profile_) >= profiles.size())
+    throw ApiUsageError(what + "needs a profile; there is none");
+  const ProfileDescription& ranges = profiles[static_cast<std::size_t>(profile_)];
+  const auto range = ranges.find(tensor.name);
+  if (range == ranges.end()) throw ApiUsageError(what + "has no range in " + profile_name);
+  const Dims& min = range->second.min;
+  const Dims& max = range->second.max;
+  bool admitted = min.nbDims == shape.nbDims;
+  for (int i = 0; admitted && i < shape.nbDims; ++i)
+    admitted = min.d[i] <= shape.d[i] && shape.d[i] <= max.d[i];
+  if (!admitted) {
+    throw ApiUsageError(what + "is not within " + profile_name + ", from " + to_text(min) + " to " +
+                        to_text(max));
+  }
+}
+
+bool ExecutionContext::setInputShape(char const* name, Dims const& dims) noexcept {
+  const auto describe = [&] { return name_text(name) + " " + to_text(dims); };
+  return tensorrt_call(Function::kContextSetInputShape, engine_->logger, false, describe, [&] {
+    const std::size_t index = index_of(name);
+    const TensorDescription& tensor = engine_->description.tensors[index];
+    if (tensor.mode != TensorIOMode::kINPUT)
+      throw ApiUsageError("\"" + tensor.name + "\" is not an input tensor");
+    check_input_shape(tensor, dims);
+    bindings_[index].shape = dims;
+    return true;
+  });
+}
+
+Dims ExecutionContext::current_shape(std::size_t index) const {
+  const auto& tensors = engine_->description.tensors;
+  Dims shape = bindings_[index].shape;
+  if (tensors[index].mode == TensorIOMode::kINPUT || shape.nbDims < kPlaneRank) return shape;
+
+  // Height and width of an output are those of the depth image, once all inputs are known.
+  const Dims* depth = nullptr;
+  for (std::size_t i = 0; i < tensors.size(); ++i) {
+    if (tensors[i].mode != TensorIOMode::kINPUT) continue;
+    if (!is_concrete(bindings_[i].shape)) return shape;
+    if (tensors[i].name == "dep") depth = &bindings_[i].shape;
+  }
+  if (depth == nullptr || depth->nbDims < kPlaneRank) return shape;
+  for (int from_end = 1; from_end <= kPlaneRank; ++from_end) {
+    auto& extent = shape.d[shape.nbDims - from_end];
+    if (extent == -1) extent = depth->d[depth->nbDims - from_end];
+  }
+  return shape;
+}
+
+Dims ExecutionContext::getTensorShape(char const* name) const noexcept {
+  return tensorrt_call(
+      Function::kContextTensorShape, engine_->logger, no_shape(), [&] { return name_text(name); },
+      [&] { return current_shape(index_of(name)); });
+}
+
+bool ExecutionContext::setTensorAddress(char const* name, void* data) noexcept {
+  const auto describe = [&] { return name_text(name) + ", " + address_text(data); };
+  return tensorrt_call(Function::kContextSetTensorAddress, engine_->logger, false, describe, [&] {
+    const std::size_t index = index_of(name);
+    if (data == nullptr && engine_->description.tensors[index].mode == TensorIOMode::kINPUT) {
+      throw ApiUsageError("the address for input \"" + name_text(name) + "\" is null");
+    }
+    bindings_[index].address = data;
+    return true;
+  });
+}
+
+BoundTensor ExecutionContext::bind(std::size_t index) const {
+  const TensorDescription& tensor = engine_->description.tensors[index];
+  const std::string what = "tensor \"" + tensor.name + "\"";
+  BoundTensor bound;
+  bound.name = tensor.name;
+  bound.output = tensor.mode == TensorIOMode::kOUTPUT;
+  bound.type = tensor.type;
+  bound.shape = current_shape(index);
+  if (!is_concrete(bound.shape)) {
+    throw ApiUsageError(what + " has no complete shape: " + to_text(bound.shape));
+  }
+  const auto bytes = byte_count(bound.shape, bound.type);
+  if (!bytes) throw ApiUsageError(what + " is too large: " + to_text(bound.shape));
+  bound.elements = *element_count(bound.shape);
+  bound.bytes = *bytes;
+  if (bound.bytes == 0) return bound;  // needs no memory
+
+  const void* address = bindings_[index].address;
+  if (address == nullptr) throw ApiUsageError(what + " has no address");
+  const emulated_board::DeviceRange range = emulated_board::device_range(address);
+  if (range.contents == nullptr) throw ApiUsageError("the address of " + what + " is not device memory");
+  if (range.size < bound.bytes) {
+    throw ApiUsageError(what + " needs " + std::to_string(bound.bytes) + " bytes; at its address there are " +
+                        std::to_string(range.size));
+  }
+  bound.data = range.contents;
+  return bound;
+}
+
+bool ExecutionContext::enqueueV3(cudaStream_t stream) noexcept {
+  const auto describe = [&] { return emulated_board::stream_name(stream); };
+  return tensorrt_call(Function::kContextEnqueue, engine_->logger, false, describe, [&] {
+    check_stream(stream);
+    std::vector<BoundTensor> tensors;
+    tensors.reserve(bindings_.size());
+    for (std::size_t i = 0; i < bindings_.size(); ++i) tensors.push_back(bind(i));
+    // The run keeps what it needs: the context and the engine may be gone when it comes to it.
+    return emulated_board::queue_work(stream, [engine = engine_, bound = std::move(tensors)] {
+      return engine->description.network->run(bound);
+    });
+  });
+}
+
+}  // namespace emulated_nvinfer

@@ -1,0 +1,54 @@
+// The emulated board's serialized engine: a TOML text (docs/emulated-board.md describes it) that names the
+// tensors, the optimization profiles and the network.
+#ifndef EMULATED_BOARD_NVINFER_ENGINE_DESCRIPTION_H
+#define EMULATED_BOARD_NVINFER_ENGINE_DESCRIPTION_H
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include <NvInferRuntimeBase.h>
+
+#include "nvinfer/networks/network.h"
+
+namespace emulated_nvinfer {
+
+struct TensorDescription {
+  std::string name;
+  nvinfer1::TensorIOMode mode = nvinfer1::TensorIOMode::kNONE;
+  nvinfer1::DataType type{};
+  nvinfer1::Dims shape{};
+};
+
+// The range of shapes that a profile admits for one input.
+struct ShapeRange {
+  nvinfer1::Dims min{};
+  nvinfer1::Dims opt{};
+  nvinfer1::Dims max{};
+};
+
+// By input name. Inputs may be missing, and ranks may differ from the tensor's.
+using ProfileDescription = std::map<std::string, ShapeRange, std::less<>>;
+
+struct EngineDescription {
+  std::vector<TensorDescription> tensors;
+  std::vector<ProfileDescription> profiles;
+  std::shared_ptr<const Network> network;
+
+  const TensorDescription* find_tensor(std::string_view name) const;
+};
+
+// Why a text is no engine description: one line, with line and column where there is a place to point at.
+struct DescriptionError {
+  std::string message;
+};
+
+// Copes with arbitrary bytes. Throws nothing but std::bad_alloc.
+std::variant<EngineDescription, DescriptionError> parse_engine_description(std::string_view text);
+
+}  // namespace emulated_nvinfer
+
+#endif  // EMULATED_BOARD_NVINFER_ENGINE_DESCRIPTION_H

@@ -1,0 +1,43 @@
+#include "nvinfer/report.h"
+
+namespace emulated_nvinfer {
+
+namespace {
+
+const char* error_name(ErrorCode code) {
+  switch (code) {
+    case ErrorCode::kSerialization:
+      return "Serialization";
+    case ErrorCode::kApiUsage:
+      return "API Usage Error";
+    case ErrorCode::kInternal:
+      break;
+  }
+  return "Internal Error";
+}
+
+void send(nvinfer1::ILogger& logger, const char* text) noexcept {
+  const emulated_board::OutsideBoard outside_board;
+  logger.log(nvinfer1::ILogger::Severity::kERROR, text);
+}
+
+}  // namespace
+
+void report_error(nvinfer1::ILogger& logger, emulated_board::Function function, ErrorCode code,
+                  const std::string& why) noexcept {
+  try {
+    const std::string text = std::string(emulated_board::name_of(function)) + ": Error Code " +
+                             std::to_string(static_cast<int>(code)) + ": " + error_name(code) + " (" + why +
+                             ")";
+    send(logger, text.c_str());
+  } catch (const std::exception&) {
+    send(logger, "Error Code 9: Internal Error (out of memory)");
+  }
+}
+
+void tensorrt_destructor(emulated_board::Function function, nvinfer1::ILogger& logger) noexcept {
+  tensorrt_call(
+      function, logger, 0, [] { return std::string(); }, [] { return 0; });
+}
+
+}  // namespace emulated_nvinfer

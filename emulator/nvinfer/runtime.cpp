@@ -1,0 +1,76 @@
+// The runtime object and the function that makes it.
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include <NvInferRuntime.h>
+
+#include "core/call.h"
+#include "core/live_objects.h"
+#include "nvinfer/engine.h"
+#include "nvinfer/engine_description.h"
+#include "nvinfer/report.h"
+
+namespace emulated_nvinfer {
+
+namespace {
+
+using emulated_board::Function;
+
+class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime {
+ public:
+  explicit Runtime(nvinfer1::ILogger& logger) : logger_(logger) { mImpl = this; }
+  ~Runtime() noexcept override {
+    const emulated_board::InsideBoard inside_board;
+    tensorrt_destructor(Function::kRuntimeDestroy, logger_.get());
+  }
+
+  nvinfer1::IRuntime* getPImpl() noexcept override { return this; }
+
+  nvinfer1::ICudaEngine* deserializeCudaEngine(void const* blob, std::size_t size) noexcept override {
+    nvinfer1::ILogger& logger = logger_.get();
+    const auto describe = [&] { return std::to_string(size) + " bytes"; };
+    return tensorrt_call(Function::kRuntimeDeserialize, logger, static_cast<nvinfer1::ICudaEngine*>(nullptr),
+                         describe, [&]() -> nvinfer1::ICudaEngine* {
+                           if (blob == nullptr) throw ApiUsageError("the engine's address is null");
+                           auto parsed = parse_engine_description({static_cast<const char*>(blob), size});
+                           if (const auto* error = std::get_if<DescriptionError>(&parsed)) {
+                             report_error(logger, Function::kRuntimeDeserialize, ErrorCode::kSerialization,
+                                          "the engine was not understood: " + error->message);
+                             return nullptr;
+                           }
+                           auto data = std::make_shared<EngineData>(
+                               logger, std::get<EngineDescription>(std::move(parsed)));
+                           return std::make_unique<Engine>(std::move(data)).release();
+                         });
+  }
+
+ private:
+  emulated_board::RegisteredLogger logger_;
+  emulated_board::CountedObject counted_{emulated_board::ObjectKind::kRuntime};
+};
+
+// The inline createInferRuntime() passes its headers' version as one number.
+constexpr std::int32_t major_version(std::int32_t version) { return version / 10000; }
+
+}  // namespace
+
+}  // namespace emulated_nvinfer
+
+extern "C" void* createInferRuntime_INTERNAL(void* logger, std::int32_t version) noexcept {
+  using namespace emulated_nvinfer;
+  if (logger == nullptr) return nullptr;
+  auto& program_logger = *static_cast<nvinfer1::ILogger*>(logger);
+  const auto describe = [&] { return "version " + std::to_string(version); };
+  return tensorrt_call(
+      Function::kCreateInferRuntime, program_logger, static_cast<void*>(nullptr), describe, [&]() -> void* {
+        if (major_version(version) != NV_TENSORRT_MAJOR) {
+          throw ApiUsageError("the program was built for version " + std::to_string(version) +
+                              "; this is TensorRT 10");
+        }
+        // As the pointer to which createInferRuntime() casts it back.
+        return static_cast<nvinfer1::IRuntime*>(std::make_unique<Runtime>(program_logger).release());
+      });
+}
