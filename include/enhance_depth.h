@@ -53,7 +53,8 @@
 #ifndef ENHANCE_DEPTH_H
 #define ENHANCE_DEPTH_H
 
-#include <cstdint>
+/* This header is C: NOLINTBEGIN(modernize-use-using,modernize-deprecated-headers) */
+#include <stdint.h>
 
 #define ENHANCE_DEPTH_VERSION_MAJOR 0
 #define ENHANCE_DEPTH_VERSION_MINOR 7
@@ -124,7 +125,7 @@ typedef enum EnhanceDepthErrorCode {
  * One failure. Owned by the host, which frees it with enhance_delete_error(). It has no pointers: a copy of
  * it is complete. Texts that are too long are cut to 255 characters.
  */
-using enhance_error = struct enhance_error {
+typedef struct enhance_error {
   int32_t status;                         /* an EnhanceDepthErrorCode */
   int32_t error_code;                     /* the same value again */
   char message[ENHANCE_ERROR_TEXT_SIZE];  /* what went wrong */
@@ -139,16 +140,16 @@ using enhance_error = struct enhance_error {
   int32_t exception_type; /* class of the failure: 2 argument or engine layout, 3 wrong state,
                              6 exception, 7 TensorRT, 8 CUDA, 0 unknown; 4, 9 and 10 belong to
                              the reserved codes */
-};
+} enhance_error;
 
 /* An engine with everything that belongs to it. Made by enhance_depth_create(), never copied. */
-using enhance_depth_handle = struct enhance_depth_engine;
+typedef struct enhance_depth_engine* enhance_depth_handle;
 
 /*
  * One frame, filled by the host. The two strides are the sizes of the *whole images* in bytes, not of a row.
  * The products are formed in 32 bits and wrap around: an image's size must stay below 2 GiB.
  */
-using enhance_depth_input = struct enhance_depth_input {
+typedef struct enhance_depth_input {
   const uint8_t*
       rgb; /* colour image, height * width * 3 bytes, in the layout the engine was built for: planar
               (all red, all green, all blue) when "rgb" has four extents, interleaved with three */
@@ -157,15 +158,15 @@ using enhance_depth_input = struct enhance_depth_input {
   int32_t depth_stride;  /* height * width * 2 */
   int32_t height;        /* rows; note that height comes before width */
   int32_t width;         /* columns */
-};
+} enhance_depth_input;
 
 /* One result, filled by the library. Both images belong to the handle (see OWNERSHIP). */
-using enhance_depth_output = struct enhance_depth_output {
+typedef struct enhance_depth_output {
   uint16_t* pred;      /* refined depth, height * width values in the unit of the input depth */
   int32_t pred_stride; /* height * width * 2 */
   float* conf;         /* confidence map, height * width floats, or NULL when the engine has none */
   int32_t conf_stride; /* height * width * 4, or 0 when conf is NULL */
-};
+} enhance_depth_output;
 
 /*
  * Makes a record, for hosts that report their own failures in the same form. `line` is 0, `status` goes into
@@ -277,5 +278,7 @@ ENHANCE_DEPTH_API float enhance_GetLastInferenceTime(enhance_depth_handle handle
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
+
+/* NOLINTEND(modernize-use-using,modernize-deprecated-headers) */
 
 #endif /* ENHANCE_DEPTH_H */
