@@ -1,5 +1,6 @@
-/*
- * enhance_depth.h - refine the depth image of an RGB-D camera with a TensorRT engine.
+/**
+ * @file enhance_depth.h
+ * Refine the depth image of an RGB-D camera with a TensorRT engine.
  *
  * A host creates a handle from a serialized TensorRT engine, optionally resets it to another image size, and
  * then hands in one 8-bit colour image and one 16-bit depth image per frame. It gets back the refined 16-bit
@@ -31,20 +32,21 @@
  * or NULL). No exception and no signal leaves the library. A failure is reported twice: as text, through
  * enhance_depth_get_last_error(), and as a record, through the out-place `error`:
  *   - `error` may be NULL: no record is made.
- *   - Otherwise *error must be NULL or a record made by this library. *error is freed and set to NULL at the
+ *   - Otherwise `*error` must be NULL or a record made by this library. It is freed and set to NULL at the
  *     start of each call, and points at a new record only if the call fails. A host that wants to keep a
- * record takes it out of the place first. No argument of the call may point into the record that is freed.
- *   - When memory is so short that no record can be made, *error stays NULL and the call still returns
- * failure.
+ *     record takes it out of the place first. No argument of the call may point into the record that is
+ *     freed.
+ *   - When memory is so short that no record can be made, `*error` stays NULL and the call still returns
+ *     failure.
  *
  * A FITTING ENGINE has the tensors "rgb" (input, UINT8), "dep" (input, FLOAT), "pred" (output, FLOAT) and, if
  * it delivers confidence, "confidence_output" (output, FLOAT); a fourth tensor of another name is ignored,
  * and more are refused. For an image of W x H pixels "rgb" takes the shape (1, 3, H, W) when it is declared
  * with four extents and (H, W, 3) with three, "dep" takes (1, 1, H, W), and "pred" and "confidence_output"
- * must then have H * W elements, row by row. Output extents come from the engine: of an
- * output with more elements the host sees the first H * W, and in one with fewer the rest has no meaning.
- * Reading H * W elements is always safe. The optimization profiles of the engine must admit 640 x 480, the
- * size that enhance_depth_create() configures.
+ * must then have H * W elements, row by row. Output extents come from the engine: of an output with more
+ * elements the host sees the first H * W, and in one with fewer the rest has no meaning. Reading H * W
+ * elements is always safe. The optimization profiles of the engine must admit 640 x 480, the size that
+ * enhance_depth_create() configures.
  *
  * VERSIONS. The library follows semantic versioning; the numbers below are those of this header, and
  * enhance_depth_get_version() names those of the library that was loaded. Records only grow at their end, and
@@ -56,10 +58,14 @@
 /* This header is C: NOLINTBEGIN(modernize-use-using,modernize-deprecated-headers) */
 #include <stdint.h>
 
+/** Major version of this header. */
 #define ENHANCE_DEPTH_VERSION_MAJOR 0
+/** Minor version of this header. */
 #define ENHANCE_DEPTH_VERSION_MINOR 7
+/** Patch version of this header. */
 #define ENHANCE_DEPTH_VERSION_PATCH 0
 
+/** Marks what the library exports. */
 #if defined(__GNUC__)
 #define ENHANCE_DEPTH_API __attribute__((visibility("default")))
 #else
@@ -70,208 +76,236 @@
 extern "C" {
 #endif
 
-/* Result codes: what went wrong, stable across versions. The codes 3 to 11 are kept and never raised. */
+/** Result codes: what went wrong, stable across versions. The codes 3 to 11 are kept and never raised. */
 #ifdef __cplusplus
 enum EnhanceDepthErrorCode : int32_t {
 #else
 typedef enum EnhanceDepthErrorCode {
 #endif
-  ENHANCE_DEPTH_OK = 0,
-  ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT = 1, /* null or out-of-range argument, unreadable engine file */
-  ENHANCE_DEPTH_ERROR_NULL_HANDLE = 2,      /* the handle is NULL */
-  ENHANCE_DEPTH_ERROR_RESERVED_3 = 3,
-  ENHANCE_DEPTH_ERROR_RESERVED_4 = 4,
-  ENHANCE_DEPTH_ERROR_RESERVED_5 = 5,
-  ENHANCE_DEPTH_ERROR_RESERVED_6 = 6,
-  ENHANCE_DEPTH_ERROR_RESERVED_7 = 7,
-  ENHANCE_DEPTH_ERROR_RESERVED_8 = 8,
-  ENHANCE_DEPTH_ERROR_RESERVED_9 = 9,
-  ENHANCE_DEPTH_ERROR_RESERVED_10 = 10,
-  ENHANCE_DEPTH_ERROR_RESERVED_11 = 11,
-  ENHANCE_DEPTH_ERROR_RUNTIME_CREATE_FAILED = 12,       /* TensorRT gave no runtime */
-  ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED = 13,   /* not an engine of this TensorRT version and GPU */
-  ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED = 14,       /* TensorRT gave no execution context */
-  ENHANCE_DEPTH_ERROR_NOT_INITIALIZED = 15,             /* the engine was never loaded */
-  ENHANCE_DEPTH_ERROR_BUFFERS_NOT_CONFIGURED = 16,      /* the last reset failed: reset again */
-  ENHANCE_DEPTH_ERROR_NULL_INPUT_DATA = 17,             /* an input image is NULL */
-  ENHANCE_DEPTH_ERROR_RESOLUTION_MISMATCH = 18,         /* the frame is not of the configured size */
-  ENHANCE_DEPTH_ERROR_STRIDE_MISMATCH = 19,             /* an image's byte size does not fit its resolution */
-  ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED = 20, /* no CUDA stream or timing events */
-  ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED = 21,         /* no device memory */
-  ENHANCE_DEPTH_ERROR_MEMCPY_FAILED = 22,               /* a copy to or from the device failed */
-  ENHANCE_DEPTH_ERROR_MEMSET_FAILED = 23,               /* clearing a device buffer failed */
-  ENHANCE_DEPTH_ERROR_SYNC_FAILED = 24,                 /* waiting for or timing the device failed */
-  ENHANCE_DEPTH_ERROR_ENQUEUE_FAILED = 25,              /* TensorRT refused to run the network */
-  ENHANCE_DEPTH_ERROR_NO_COMPATIBLE_PROFILE = 26,       /* no optimization profile admits the size */
-  ENHANCE_DEPTH_ERROR_SET_PROFILE_FAILED = 27,          /* TensorRT refused the profile */
-  ENHANCE_DEPTH_ERROR_SET_INPUT_SHAPE_FAILED = 28,      /* TensorRT refused an input shape */
-  ENHANCE_DEPTH_ERROR_TENSOR_NOT_FOUND = 29,            /* a required tensor is missing */
-  ENHANCE_DEPTH_ERROR_TENSOR_MODE_MISMATCH = 30,        /* an input is an output or the reverse */
-  ENHANCE_DEPTH_ERROR_TENSOR_DTYPE_MISMATCH = 31,       /* a tensor has another element type */
-  ENHANCE_DEPTH_ERROR_INVALID_ENGINE_IO = 32, /* wrong number of tensors, or a shape that does not fit */
-  ENHANCE_DEPTH_ERROR_BIND_TENSOR_ADDRESS_FAILED = 33, /* TensorRT refused a buffer */
-  ENHANCE_DEPTH_ERROR_STD_EXCEPTION = 34,              /* a standard exception, such as memory exhaustion */
-  ENHANCE_DEPTH_ERROR_UNKNOWN_EXCEPTION = 35           /* any other exception */
+  ENHANCE_DEPTH_OK = 0,                     /**< no failure */
+  ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT = 1, /**< null or out-of-range argument, unreadable engine file */
+  ENHANCE_DEPTH_ERROR_NULL_HANDLE = 2,      /**< the handle is NULL */
+  ENHANCE_DEPTH_ERROR_RESERVED_3 = 3,       /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RESERVED_4 = 4,       /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RESERVED_5 = 5,       /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RESERVED_6 = 6,       /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RESERVED_7 = 7,       /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RESERVED_8 = 8,       /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RESERVED_9 = 9,       /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RESERVED_10 = 10,     /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RESERVED_11 = 11,     /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RUNTIME_CREATE_FAILED = 12,     /**< TensorRT gave no runtime */
+  ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED = 13, /**< not an engine of this TensorRT version and GPU */
+  ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED = 14,     /**< TensorRT gave no execution context */
+  ENHANCE_DEPTH_ERROR_NOT_INITIALIZED = 15,           /**< the engine was never loaded */
+  ENHANCE_DEPTH_ERROR_BUFFERS_NOT_CONFIGURED = 16,    /**< the last reset failed: reset again */
+  ENHANCE_DEPTH_ERROR_NULL_INPUT_DATA = 17,           /**< an input image is NULL */
+  ENHANCE_DEPTH_ERROR_RESOLUTION_MISMATCH = 18,       /**< the frame is not of the configured size */
+  ENHANCE_DEPTH_ERROR_STRIDE_MISMATCH = 19,           /**< an image's byte size does not fit its resolution */
+  ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED = 20, /**< no CUDA stream or timing events */
+  ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED = 21,         /**< no device memory */
+  ENHANCE_DEPTH_ERROR_MEMCPY_FAILED = 22,               /**< a copy to or from the device failed */
+  ENHANCE_DEPTH_ERROR_MEMSET_FAILED = 23,               /**< clearing a device buffer failed */
+  ENHANCE_DEPTH_ERROR_SYNC_FAILED = 24,                 /**< waiting for or timing the device failed */
+  ENHANCE_DEPTH_ERROR_ENQUEUE_FAILED = 25,              /**< TensorRT refused to run the network */
+  ENHANCE_DEPTH_ERROR_NO_COMPATIBLE_PROFILE = 26,       /**< no optimization profile admits the size */
+  ENHANCE_DEPTH_ERROR_SET_PROFILE_FAILED = 27,          /**< TensorRT refused the profile */
+  ENHANCE_DEPTH_ERROR_SET_INPUT_SHAPE_FAILED = 28,      /**< TensorRT refused an input shape */
+  ENHANCE_DEPTH_ERROR_TENSOR_NOT_FOUND = 29,            /**< a required tensor is missing */
+  ENHANCE_DEPTH_ERROR_TENSOR_MODE_MISMATCH = 30,        /**< an input is an output or the reverse */
+  ENHANCE_DEPTH_ERROR_TENSOR_DTYPE_MISMATCH = 31,       /**< a tensor has another element type */
+  ENHANCE_DEPTH_ERROR_INVALID_ENGINE_IO = 32, /**< wrong number of tensors, or a shape that does not fit */
+  ENHANCE_DEPTH_ERROR_BIND_TENSOR_ADDRESS_FAILED = 33, /**< TensorRT refused a buffer */
+  ENHANCE_DEPTH_ERROR_STD_EXCEPTION = 34,              /**< a standard exception, such as memory exhaustion */
+  ENHANCE_DEPTH_ERROR_UNKNOWN_EXCEPTION = 35           /**< any other exception */
 #ifdef __cplusplus
 };
 #else
 } EnhanceDepthErrorCode;
 #endif
 
-/* Size in bytes of each text of an error record, its terminating NUL included. */
+/** Size in bytes of each text of an error record, its terminating NUL included. */
 #define ENHANCE_ERROR_TEXT_SIZE 256
 
-/*
+/**
  * One failure. Owned by the host, which frees it with enhance_delete_error(). It has no pointers: a copy of
  * it is complete. Texts that are too long are cut to 255 characters.
  */
 typedef struct enhance_error {
-  int32_t status;                         /* an EnhanceDepthErrorCode */
-  int32_t error_code;                     /* the same value again */
-  char message[ENHANCE_ERROR_TEXT_SIZE];  /* what went wrong */
-  char function[ENHANCE_ERROR_TEXT_SIZE]; /* the function that reported it, e.g. "enhance_depth_process" */
-  char args[ENHANCE_ERROR_TEXT_SIZE];     /* the offending arguments joined by "/", e.g. "rgb/depth"; for
-                                             enhance_depth_reset the stage that failed, "allocate" or "warmup";
-                                             for a failed engine load the engine path; otherwise empty */
-  int32_t line;           /* where in the library it was reported: the file in the thousands (1
-                             lifecycle, 2 process, 3 settings), the line within src/api/<file>.cpp
-                             below, and for codes 34 and 35 the kind of exception in the
-                             ten-thousands; 0 in a host's own record */
-  int32_t exception_type; /* class of the failure: 2 argument or engine layout, 3 wrong state,
-                             6 exception, 7 TensorRT, 8 CUDA, 0 unknown; 4, 9 and 10 belong to
-                             the reserved codes */
+  int32_t status;                         /**< an EnhanceDepthErrorCode */
+  int32_t error_code;                     /**< the same value again */
+  char message[ENHANCE_ERROR_TEXT_SIZE];  /**< what went wrong */
+  char function[ENHANCE_ERROR_TEXT_SIZE]; /**< the function that reported it, e.g. "enhance_depth_process" */
+  /** the offending arguments joined by "/", e.g. "rgb/depth"; for enhance_depth_reset the stage that failed,
+      "allocate" or "warmup"; for a failed engine load the engine path; otherwise empty */
+  char args[ENHANCE_ERROR_TEXT_SIZE];
+  /** where in the library it was reported: the file in the thousands (1 lifecycle, 2 process, 3 settings),
+      the line within that file of src/api below, and for codes 34 and 35 the kind of exception in the
+      ten-thousands; 0 in a host's own record */
+  int32_t line;
+  /** class of the failure: 2 argument or engine layout, 3 wrong state, 6 exception, 7 TensorRT, 8 CUDA, 0
+      unknown; 4, 9 and 10 belong to the reserved codes */
+  int32_t exception_type;
 } enhance_error;
 
-/* An engine with everything that belongs to it. Made by enhance_depth_create(), never copied. */
+/** An engine with everything that belongs to it. Made by enhance_depth_create(), never copied. */
 typedef struct enhance_depth_engine* enhance_depth_handle;
 
-/*
+/**
  * One frame, filled by the host. The two strides are the sizes of the *whole images* in bytes, not of a row.
  * The products are formed in 32 bits and wrap around: an image's size must stay below 2 GiB.
  */
 typedef struct enhance_depth_input {
-  const uint8_t*
-      rgb; /* colour image, height * width * 3 bytes, in the layout the engine was built for: planar
-              (all red, all green, all blue) when "rgb" has four extents, interleaved with three */
-  int32_t rgb_stride;    /* height * width * 3 */
-  const uint16_t* depth; /* depth image, row by row, height * width values, 0 where the camera saw nothing */
-  int32_t depth_stride;  /* height * width * 2 */
-  int32_t height;        /* rows; note that height comes before width */
-  int32_t width;         /* columns */
+  /** colour image, height * width * 3 bytes, in the layout the engine was built for: planar (all red, all
+      green, all blue) when "rgb" has four extents, interleaved with three */
+  const uint8_t* rgb;
+  int32_t rgb_stride; /**< height * width * 3 */
+  /** depth image, row by row, height * width values, 0 where the camera saw nothing */
+  const uint16_t* depth;
+  int32_t depth_stride; /**< height * width * 2 */
+  int32_t height;       /**< rows; note that height comes before width */
+  int32_t width;        /**< columns */
 } enhance_depth_input;
 
-/* One result, filled by the library. Both images belong to the handle (see OWNERSHIP). */
+/** One result, filled by the library. Both images belong to the handle (see OWNERSHIP). */
 typedef struct enhance_depth_output {
-  uint16_t* pred;      /* refined depth, height * width values in the unit of the input depth */
-  int32_t pred_stride; /* height * width * 2 */
-  float* conf;         /* confidence map, height * width floats, or NULL when the engine has none */
-  int32_t conf_stride; /* height * width * 4, or 0 when conf is NULL */
+  uint16_t* pred;      /**< refined depth, height * width values in the unit of the input depth */
+  int32_t pred_stride; /**< height * width * 2 */
+  float* conf;         /**< confidence map, height * width floats, or NULL when the engine has none */
+  int32_t conf_stride; /**< height * width * 4, or 0 when conf is NULL */
 } enhance_depth_output;
 
-/*
- * Makes a record, for hosts that report their own failures in the same form. `line` is 0, `status` goes into
- * both code fields and `exception_type` is stored as it is. A NULL text becomes the empty text.
+/**
+ * Makes a record, for hosts that report their own failures in the same form. Its `line` is 0. Any thread.
  *
- * Returns the record, to be freed with enhance_delete_error(), or NULL when there is no memory for it. Any
- * thread.
+ * @param status          goes into both code fields
+ * @param message         what went wrong; like the other texts, NULL becomes the empty text
+ * @param function        who reports it
+ * @param args            the offending arguments
+ * @param exception_type  class of the failure, stored as it is
+ * @return the record, to be freed with enhance_delete_error(), or NULL when there is no memory for it
  */
 ENHANCE_DEPTH_API enhance_error* enhance_create_error(int status, const char* message, const char* function,
                                                       const char* args, int exception_type);
 
-/* Frees a record; NULL is ignored. Any thread. */
+/**
+ * Frees a record. Any thread.
+ *
+ * @param error  the record; NULL is ignored
+ */
 ENHANCE_DEPTH_API void enhance_delete_error(enhance_error* error);
 
-/*
- * The text of the last failure: of `handle`'s last call, or, when `handle` is NULL, of the calling thread's
- * last call that had no handle to report on (a failed create, a NULL handle). "OK" when there is none.
+/**
+ * The text of the last failure. Does not change it.
  *
- * Never returns NULL. The text belongs to the library and stays valid until the next call on that handle, or
- * the next handle-less failure, create or destroy of that thread. Does not change the error it returns.
+ * @param handle  the handle whose last call is asked about; NULL asks about the calling thread's last call
+ *                that had no handle to report on (a failed create, a NULL handle)
+ * @return the text, "OK" when there is no failure; never NULL. It belongs to the library and stays valid
+ *         until the next call on that handle, or the next handle-less failure, create or destroy of that
+ *         thread.
  */
 ENHANCE_DEPTH_API const char* enhance_depth_get_last_error(enhance_depth_handle handle);
 
-/*
+/**
  * Loads a serialized TensorRT engine, checks its tensors, configures it for 640 x 480 pixels and warms it up.
  *
- * engine_path  path of a regular, readable, non-empty file; it must not point into the record in `error`,
- * which is freed first error        out-place for a record, or NULL
+ * Codes: 1 (NULL path, file not readable), 12, 13, 14 (TensorRT), 20 to 25 (device), 26 to 33 (the engine
+ * does not fit), 34, 35. The record's `args` is the engine path ("engine_path" when that is NULL, "" for 34
+ * and 35). The calling thread's last error is set on failure and "OK" on success.
  *
- * Returns a handle that can process 640 x 480 frames at once and is released with enhance_depth_destroy(), or
- * NULL. Codes: 1 (NULL path, file not readable), 12, 13, 14 (TensorRT), 20 to 25 (device), 26 to 33 (the
- * engine does not fit), 34, 35. The record's `args` is the engine path ("engine_path" when that is NULL, ""
- * for 34 and 35). The calling thread's last error is set on failure and "OK" on success.
+ * @param engine_path  path of a regular, readable, non-empty file; it must not point into the record in
+ *                     `error`, which is freed first
+ * @param error        out-place for a record, or NULL
+ * @return a handle that can process 640 x 480 frames at once and is released with enhance_depth_destroy(), or
+ *         NULL
  */
 ENHANCE_DEPTH_API enhance_depth_handle enhance_depth_create(const char* engine_path, enhance_error** error);
 
-/*
+/**
  * Releases the buffers of the handle's previous size, builds those for `width` x `height` pixels and warms
  * up. Outputs of earlier frames become invalid.
  *
- * handle         from enhance_depth_create()
- * width, height  positive, in pixels; an optimization profile of the engine must admit them
- * error          out-place for a record, or NULL
+ * Codes: 1 (size not positive), 2, 20 to 28, 32, 33, 34, 35. The record's `args` is "allocate" or "warmup",
+ * the stage that failed ("" for 2, 34 and 35).
  *
- * Returns 1, or 0 on failure: the handle then stays usable for another reset but refuses frames with code 16
- * until one succeeds. Codes: 1 (size not positive), 2, 20 to 28, 32, 33, 34, 35. The record's `args` is
- * "allocate" or "warmup", the stage that failed ("" for 2, 34 and 35).
+ * @param handle  from enhance_depth_create()
+ * @param width   columns, positive; an optimization profile of the engine must admit the size
+ * @param height  rows, positive
+ * @param error   out-place for a record, or NULL
+ * @return 1, or 0 on failure: the handle then stays usable for another reset but refuses frames with code 16
+ *         until one succeeds
  */
 ENHANCE_DEPTH_API int enhance_depth_reset(enhance_depth_handle handle, int width, int height,
                                           enhance_error** error);
 
-/*
- * Releases the handle and all that belongs to it. A NULL handle only logs a warning. The handle must not be
- * in use by another thread and must not be used afterwards. The calling thread's last error becomes "OK".
+/**
+ * Releases the handle and all that belongs to it. The calling thread's last error becomes "OK".
+ *
+ * @param handle  not in use by another thread, and not to be used afterwards; NULL only logs a warning
  */
 ENHANCE_DEPTH_API void enhance_depth_destroy(enhance_depth_handle handle);
 
-/*
- * Refines one frame and waits for the result.
+/**
+ * Refines one frame and waits for the result. Successive frames of one size return the same addresses.
  *
- * handle  from enhance_depth_create()
- * input   the frame, of the size last configured; the images are read during the call only
- * output  receives pointers into the handle's buffers and their sizes; untouched unless the call succeeds
- * error   out-place for a record, or NULL
+ * Codes: 1 (NULL input or output), 2, 15, 16 (no size configured), 17, 18, 19, 22, 24, 25, 34, 35. The
+ * record's `args` names the argument for 1 and 17 to 19 and is otherwise empty.
  *
- * Returns 1, or 0 on failure: the handle stays usable, and its size and last inference time are kept. Codes:
- * 1 (NULL input or output), 2, 15, 16 (no size configured), 17, 18, 19, 22, 24, 25, 34, 35. The record's
- * `args` names the argument for 1 and 17 to 19 and is otherwise empty. Successive frames of one size return
- * the same addresses.
+ * @param handle  from enhance_depth_create()
+ * @param input   the frame, of the size last configured; the images are read during the call only
+ * @param output  receives pointers into the handle's buffers and their sizes; untouched unless the call
+ *                succeeds
+ * @param error   out-place for a record, or NULL
+ * @return 1, or 0 on failure: the handle stays usable, and its size and last inference time are kept
  */
 ENHANCE_DEPTH_API int enhance_depth_process(enhance_depth_handle handle, const enhance_depth_input* input,
                                             enhance_depth_output* output, enhance_error** error);
 
-/*
- * Stores a confidence threshold on the handle, any float, unchanged (0.95 until set). It is a stored setting
- * only: no output depends on it. It survives enhance_depth_reset(). Returns 1, or 0 with code 2, 34 or 35
- * (`args` "").
+/**
+ * Stores a confidence threshold on the handle (0.95 until set). It is a stored setting only: no output
+ * depends on it. It survives enhance_depth_reset().
+ *
+ * @param handle     from enhance_depth_create()
+ * @param threshold  any float, stored unchanged
+ * @param error      out-place for a record, or NULL
+ * @return 1, or 0 with code 2, 34 or 35 (`args` "")
  */
 ENHANCE_DEPTH_API int enhance_depth_set_confidence_threshold(enhance_depth_handle handle, float threshold,
                                                              enhance_error** error);
 
-/*
- * Writes the stored confidence threshold to *threshold. Returns 1, or 0 with code 1 (NULL `threshold`, `args`
- * "conf_threshold"), 2, 34 or 35 (`args` "").
+/**
+ * Reads the stored confidence threshold.
+ *
+ * @param handle     from enhance_depth_create()
+ * @param threshold  receives it
+ * @param error      out-place for a record, or NULL
+ * @return 1, or 0 with code 1 (NULL `threshold`, `args` "conf_threshold"), 2, 34 or 35 (`args` "")
  */
 ENHANCE_DEPTH_API int enhance_depth_get_confidence_threshold(enhance_depth_handle handle, float* threshold,
                                                              enhance_error** error);
 
-/*
- * A placeholder: accepts and logs any level and changes nothing. Clears the handle's last error. A NULL
- * handle is reported as the calling thread's last error (code 2).
+/**
+ * A placeholder: accepts and logs any level and changes nothing. Clears the handle's last error.
+ *
+ * @param handle  from enhance_depth_create(); NULL is reported as the calling thread's last error (code 2)
+ * @param level   any value
  */
 ENHANCE_DEPTH_API void enhance_depth_set_optimization_level(enhance_depth_handle handle, int32_t level);
 
-/*
- * The library's version and build time, e.g. "0.7.0 (built on Jul 14 2026 10:33:25)". Never fails; the same
- * pointer on every call, valid until the library is unloaded. Any thread.
+/**
+ * The library's version and build time, e.g. "0.7.0 (built on Jul 14 2026 10:33:25)". Any thread.
+ *
+ * @return the text; never NULL, the same pointer on every call, valid until the library is unloaded
  */
 ENHANCE_DEPTH_API const char* enhance_depth_get_version(void);
 
-/*
- * Milliseconds that the network ran on the device in the last frame, copies and conversions not included, or
- * -1.0 when no frame has been timed yet. Resetting and warming up do not change it. Clears the handle's last
- * error. A NULL handle gives -1.0 and the calling thread's last error (code 2); an exception gives -1.0 and
- * code 34 or 35.
+/**
+ * How long the network ran on the device in the last frame, copies and conversions not included. Resetting
+ * and warming up do not change it. Clears the handle's last error.
+ *
+ * @param handle  from enhance_depth_create(); NULL sets the calling thread's last error (code 2)
+ * @return milliseconds, or -1.0 when no frame has been timed yet, for a NULL handle, and for an exception
+ *         (code 34 or 35)
  */
 ENHANCE_DEPTH_API float enhance_GetLastInferenceTime(enhance_depth_handle handle);
 
