@@ -1,0 +1,79 @@
+#include "application.h"
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "enhance_depth.h"
+#include "help_formatter.h"
+#include "subcommands.h"
+#include "terminal.h"
+#include "tool_error.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+struct Subcommand {
+  const char* name;
+  const char* description;
+  const char* example;
+  Action (*add)(CLI::App& app);
+};
+
+constexpr Subcommand kSubcommands[] = {
+    {"refine", "Refine one frame: a colour image and a depth image",
+     "enhance-depth refine --engine model.engine --color color.png --depth depth.png \\\n"
+     "      --output refined.png --confidence confidence.tiff --preview preview.png",
+     add_refine},
+};
+
+constexpr const char* kExitStatuses =
+    "Exit status: 0 all went well, 1 frames failed, 2 usage, 3 the engine could not be loaded.";
+
+int report(const std::string& sentence, ExitStatus status) {
+  std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError) << " " << sentence
+            << "\n";
+  return status;
+}
+
+int parse_and_run(int argc, const char* const* argv) {
+  CLI::App app("Refine the depth images of an RGB-D camera with a TensorRT engine.", "enhance-depth");
+  app.formatter(std::make_shared<HelpFormatter>(std::min(terminal_width(), 100)));
+  app.require_subcommand(1);
+  app.set_version_flag("--version",
+                       [] { return std::string("enhance-depth ") + enhance_depth_get_version(); });
+  app.footer(std::string("Example:\n  ") + kSubcommands[0].example +
+             "\n\n'enhance-depth SUBCOMMAND --help' explains a subcommand.\n" + kExitStatuses);
+
+  Action chosen;
+  for (const Subcommand& subcommand : kSubcommands) {
+    CLI::App* options = app.add_subcommand(subcommand.name, subcommand.description);
+    options->footer(std::string("Example:\n  ") + subcommand.example + "\n\n" + kExitStatuses);
+    options->callback([&chosen, action = subcommand.add(*options)] { chosen = action; });
+  }
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error, std::cout, std::cerr) == 0 ? kSuccess : kUsage;
+  }
+  return chosen();
+}
+
+}  // namespace
+
+int run(int argc, const char* const* argv) noexcept {
+  try {
+    return parse_and_run(argc, argv);
+  } catch (const ToolError& error) {
+    return report(error.what(), error.exit_status());
+  } catch (const std::exception& error) {
+    return report(std::string("stopped by an unexpected failure: ") + error.what() + ".", kFramesFailed);
+  }
+}
+
+}  // namespace enhance_depth_tool

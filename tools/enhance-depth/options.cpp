@@ -1,0 +1,36 @@
+#include "options.h"
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace enhance_depth_tool {
+
+void add_engine_options(CLI::App& app, EngineOptions& options) {
+  app.add_option("-e,--engine", options.engine, "Serialized TensorRT engine")->required()->type_name("FILE");
+  const auto set_layout = [&options](const std::string& layout) {
+    options.rgb_layout = layout == "planar" ? RgbLayout::kPlanar : RgbLayout::kInterleaved;
+  };
+  app.add_option_function<std::string>(
+         "--rgb-layout", set_layout,
+         "Colour layout of the engine: planar (all red, all green, all blue) or "
+         "interleaved (default planar)")
+      ->check(CLI::IsMember({"planar", "interleaved"}).description(""))
+      ->type_name("LAYOUT");
+}
+
+void add_depth_scale(CLI::App& app, DepthScale& scale) {
+  app.add_option("--depth-scale", scale.units_per_metre,
+                 "Depth units per metre, to state metres: 1000 for millimetres, 5000 for the TUM benchmark. "
+                 "The depth "
+                 "itself keeps its unit")
+      ->check(CLI::Range(1e-6, 1e9).description(""))
+      ->type_name("UNITS")
+      ->capture_default_str();
+}
+
+void add_json(CLI::App& app, std::filesystem::path& json) {
+  app.add_option("--json", json, "Write the summary as JSON too")->type_name("FILE");
+}
+
+}  // namespace enhance_depth_tool

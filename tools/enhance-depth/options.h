@@ -1,0 +1,35 @@
+// Options that several subcommands share, so that one name always means the same.
+#ifndef ENHANCE_DEPTH_TOOL_OPTIONS_H
+#define ENHANCE_DEPTH_TOOL_OPTIONS_H
+
+#include <filesystem>
+#include <string>
+
+#include "rgb_layout.h"
+
+namespace CLI {
+class App;
+}
+
+namespace enhance_depth_tool {
+
+// --engine and --rgb-layout
+struct EngineOptions {
+  std::filesystem::path engine;
+  RgbLayout rgb_layout = RgbLayout::kPlanar;
+};
+void add_engine_options(CLI::App& app, EngineOptions& options);
+
+// --depth-scale: depth units per metre. It changes how metres are stated, never the depth itself.
+struct DepthScale {
+  double units_per_metre = 1000.0;
+  double metres(double depth) const { return depth / units_per_metre; }
+};
+void add_depth_scale(CLI::App& app, DepthScale& scale);
+
+// --json: where the summary goes as JSON; empty when it was not given.
+void add_json(CLI::App& app, std::filesystem::path& json);
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_OPTIONS_H

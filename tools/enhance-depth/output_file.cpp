@@ -1,0 +1,156 @@
+#include "output_file.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "tool_error.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string lower_case(std::string text) {
+  for (char& c : text) {
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
+  return text;
+}
+
+std::string joined(std::initializer_list<std::string_view> endings) {
+  std::string text;
+  for (std::string_view ending : endings) {
+    text += (text.empty() ? "" : " or ") + std::string(ending);
+  }
+  return text;
+}
+
+// A file being written: removed again unless it was renamed to its target.
+class PartFile {
+ public:
+  explicit PartFile(const fs::path& target) : target_(target), part_(target.string() + ".part") {
+    constexpr mode_t kReadWriteForAll = 0666;  // less the process's mask
+    descriptor_ =
+        open(part_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kReadWriteForAll);
+    if (descriptor_ < 0) {
+      fail();
+    }
+  }
+  PartFile(const PartFile&) = delete;
+  PartFile& operator=(const PartFile&) = delete;
+  ~PartFile() {
+    if (descriptor_ >= 0) {
+      close(descriptor_);
+    }
+    if (!renamed_) {
+      unlink(part_.c_str());
+    }
+  }
+
+  void write_all(const char* data, std::size_t size) {
+    while (size > 0) {
+      const ssize_t written = write(descriptor_, data, size);
+      if (written < 0 && errno == EINTR) {
+        continue;
+      }
+      if (written < 0) {
+        fail();
+      }
+      data += written;
+      size -= static_cast<std::size_t>(written);
+    }
+  }
+
+  void rename_to_target() {
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    if (close(descriptor) != 0 || rename(part_.c_str(), target_.c_str()) != 0) {
+      fail();
+    }
+    renamed_ = true;
+  }
+
+ private:
+  // A constructor that throws runs no destructor; then there is no file to remove either.
+  [[noreturn]] void fail() const {
+    const int reason = errno;
+    std::string remedy = "Check the folder's permissions.";
+    if (reason == ENOSPC || reason == EDQUOT) {
+      remedy = "Make room on the disk or write somewhere else.";
+    }
+    if (reason == EROFS) {
+      remedy = "The file system is mounted read-only: write somewhere else.";
+    }
+    throw ToolError(kFramesFailed,
+                    target_.string() + " cannot be written: " + std::strerror(reason) + ". " + remedy);
+  }
+
+  fs::path target_;
+  fs::path part_;
+  int descriptor_ = -1;
+  bool renamed_ = false;
+};
+
+fs::path folder_of(const fs::path& path) {
+  return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+}  // namespace
+
+void require_writable(const fs::path& path, std::initializer_list<std::string_view> endings) {
+  const std::string ending = lower_case(path.extension().string());
+  if (endings.size() > 0 && std::find(endings.begin(), endings.end(), ending) == endings.end()) {
+    throw UsageError(path.string() + " cannot be written: its name must end in " + joined(endings) + ".");
+  }
+  const fs::path folder = folder_of(path);
+  std::error_code ignored;
+  if (!fs::is_directory(folder, ignored)) {
+    throw UsageError(path.string() + " cannot be written: the folder " + folder.string() +
+                     " does not exist. Create it first.");
+  }
+  if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored)) {
+    throw UsageError(path.string() +
+                     " cannot be written: something that is not a regular file has that name.");
+  }
+  if (access(folder.c_str(), W_OK | X_OK) != 0) {
+    throw UsageError(path.string() + " cannot be written: " + std::strerror(errno) +
+                     ". Write to another folder, or change the permissions of " + folder.string() + ".");
+  }
+}
+
+void require_distinct(const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {
+  std::vector<fs::path> taken;
+  taken.reserve(inputs.size());
+  for (const fs::path& input : inputs) {
+    taken.push_back(fs::weakly_canonical(input));
+  }
+  for (const fs::path& output : outputs) {
+    if (output.empty()) {
+      continue;
+    }
+    const fs::path absolute = fs::weakly_canonical(output);
+    if (std::find(taken.begin(), taken.end(), absolute) != taken.end()) {
+      throw UsageError(output.string() + " is named twice. Every output needs a file of its own.");
+    }
+    taken.push_back(absolute);
+  }
+}
+
+void write_file(const fs::path& path, const void* data, std::size_t size) {
+  PartFile file(path);
+  file.write_all(static_cast<const char*>(data), size);
+  file.rename_to_target();
+}
+
+void write_file(const fs::path& path, const std::vector<std::uint8_t>& bytes) {
+  write_file(path, bytes.data(), bytes.size());
+}
+
+void write_file(const fs::path& path, const std::string& text) { write_file(path, text.data(), text.size()); }
+
+}  // namespace enhance_depth_tool

@@ -1,0 +1,20 @@
+// The subcommands. Each adds its options to `app` and returns what to do once the command line was read; the
+// action owns the options. It returns the exit status or throws a ToolError.
+#ifndef ENHANCE_DEPTH_TOOL_SUBCOMMANDS_H
+#define ENHANCE_DEPTH_TOOL_SUBCOMMANDS_H
+
+#include <functional>
+
+namespace CLI {
+class App;
+}
+
+namespace enhance_depth_tool {
+
+using Action = std::function<int()>;
+
+Action add_refine(CLI::App& app);
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_SUBCOMMANDS_H

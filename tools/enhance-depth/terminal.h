@@ -1,0 +1,23 @@
+// What the standard streams are connected to.
+#ifndef ENHANCE_DEPTH_TOOL_TERMINAL_H
+#define ENHANCE_DEPTH_TOOL_TERMINAL_H
+
+#include <string>
+
+namespace enhance_depth_tool {
+
+enum class StandardStream { kOutput, kError };
+enum class Highlight { kError, kHeading };
+
+bool is_terminal(StandardStream stream);
+
+// Columns of the terminal behind standard error; 80 when that cannot be told.
+int terminal_width();
+
+// `text` in the colour of `highlight` when `stream` is a terminal that wants colour (NO_COLOR unset, TERM not
+// "dumb"), otherwise `text` itself.
+std::string highlighted(const std::string& text, Highlight highlight, StandardStream stream);
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_TERMINAL_H

@@ -1,0 +1,36 @@
+// How the tool fails: a sentence for a person and an exit status for a program.
+#ifndef ENHANCE_DEPTH_TOOL_TOOL_ERROR_H
+#define ENHANCE_DEPTH_TOOL_TOOL_ERROR_H
+
+#include <stdexcept>
+#include <string>
+
+namespace enhance_depth_tool {
+
+enum ExitStatus : int {
+  kSuccess = 0,       // everything that was asked for was done
+  kFramesFailed = 1,  // frames could not be refined or written, or the run was interrupted
+  kUsage = 2,  // the command line, or a file or folder that it names, cannot be used; nothing was refined
+  kEngineNotLoaded = 3,  // the library refused the engine
+};
+
+// what() is complete: it names the file, the reason and, where there is one, the remedy.
+class ToolError : public std::runtime_error {
+ public:
+  ToolError(ExitStatus exit_status, const std::string& sentence)
+      : std::runtime_error(sentence), exit_status_(exit_status) {}
+  ExitStatus exit_status() const noexcept { return exit_status_; }
+
+ private:
+  ExitStatus exit_status_;
+};
+
+// Something that the command line names cannot be used.
+class UsageError : public ToolError {
+ public:
+  explicit UsageError(const std::string& sentence) : ToolError(kUsage, sentence) {}
+};
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_TOOL_ERROR_H
