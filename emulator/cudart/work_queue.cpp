@@ -28,22 +28,22 @@ int WorkQueue::create_event() {
 bool WorkQueue::destroy_event(int event) { return events_.erase(event) != 0; }
 
 void WorkQueue::queue_copy(int stream, std::byte* to, const std::byte* from, std::size_t size) {
-  commands_.push_back({stream, Copy{to, from, size, {}}});
+  commands_.emplace_back(stream, Copy{to, from, size, {}});
 }
 
 void WorkQueue::queue_captured_copy(int stream, std::byte* to, const std::byte* from, std::size_t size) {
   StagingBuffer captured = staging_.take(size);
   std::memcpy(captured.data.get(), from, size);
   const std::byte* source = captured.data.get();
-  commands_.push_back({stream, Copy{to, source, size, std::move(captured)}});
+  commands_.emplace_back(stream, Copy{to, source, size, std::move(captured)});
 }
 
 void WorkQueue::queue_work(int stream, std::function<cudaError_t()> work) {
-  commands_.push_back({stream, std::move(work)});
+  commands_.emplace_back(stream, std::move(work));
 }
 
 void WorkQueue::queue_event(int stream, int event) {
-  commands_.push_back({stream, Record{event, next_sequence_}});
+  commands_.emplace_back(stream, Record{event, next_sequence_});
   Event& recorded = events_.at(event);
   recorded.stream = stream;
   recorded.latest = next_sequence_++;

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -65,6 +66,9 @@ class WorkQueue {
     unsigned long sequence;
   };
   struct Command {
+    // Built in place: GCC 12 warns, wrongly, about what moving a whole variant might read.
+    template <typename What>
+    Command(int on_stream, What&& to_do) : stream(on_stream), what(std::forward<What>(to_do)) {}
     int stream;
     std::variant<Copy, Record, std::function<cudaError_t()>> what;
   };

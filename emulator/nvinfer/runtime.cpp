@@ -1,4 +1,5 @@
 // The runtime object and the function that makes it.
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -52,6 +53,14 @@ class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime
   emulated_board::CountedObject counted_{emulated_board::ObjectKind::kRuntime};
 };
 
+// Takes the complaint of a program that gives no logger.
+class StandardErrorLogger final : public nvinfer1::ILogger {
+ public:
+  void log(Severity /*severity*/, char const* message) noexcept override {
+    std::fprintf(stderr, "%s\n", message);
+  }
+};
+
 // The inline createInferRuntime() passes its headers' version as one number.
 constexpr std::int32_t major_version(std::int32_t version) { return version / 10000; }
 
@@ -61,8 +70,9 @@ constexpr std::int32_t major_version(std::int32_t version) { return version / 10
 
 extern "C" void* createInferRuntime_INTERNAL(void* logger, std::int32_t version) noexcept {
   using namespace emulated_nvinfer;
-  if (logger == nullptr) return nullptr;
-  auto& program_logger = *static_cast<nvinfer1::ILogger*>(logger);
+  StandardErrorLogger standard_error;
+  nvinfer1::ILogger& program_logger = logger != nullptr ? *static_cast<nvinfer1::ILogger*>(logger)
+                                                        : static_cast<nvinfer1::ILogger&>(standard_error);
   const auto describe = [&] { return "version " + std::to_string(version); };
   return tensorrt_call(
       Function::kCreateInferRuntime, program_logger, static_cast<void*>(nullptr), describe, [&]() -> void* {
