@@ -14,6 +14,7 @@ struct Entry {
 };
 
 constexpr std::array kNetworks{
+    Entry{"guided-filter", make_guided_filter},
     Entry{"scale-offset", make_scale_offset},
     Entry{"constant", make_constant},
     Entry{"special-values", make_special_values},
