@@ -3,3 +3,10 @@ add_executable(guided_filter_test guided_filter_test.cpp ${PROJECT_SOURCE_DIR}/e
 target_include_directories(guided_filter_test PRIVATE ${PROJECT_SOURCE_DIR}/emulator)
 target_link_libraries(guided_filter_test PRIVATE enhance_depth_flags GTest::gtest_main)
 gtest_discover_tests(guided_filter_test)
+
+# The program that renders the sample data.
+if(ENHANCE_DEPTH_BUILD_TOOLS)
+  add_executable(sample_scene_test sample_scene_test.cpp)
+  target_link_libraries(sample_scene_test PRIVATE sample_scene enhance_depth_flags GTest::gtest_main)
+  gtest_discover_tests(sample_scene_test)
+endif()
