@@ -71,11 +71,12 @@ constexpr std::int32_t major_version(std::int32_t version) { return version / 10
 extern "C" void* createInferRuntime_INTERNAL(void* logger, std::int32_t version) noexcept {
   using namespace emulated_nvinfer;
   StandardErrorLogger standard_error;
-  nvinfer1::ILogger& program_logger = logger != nullptr ? *static_cast<nvinfer1::ILogger*>(logger)
-                                                        : static_cast<nvinfer1::ILogger&>(standard_error);
+  nvinfer1::ILogger& program_logger =
+      *(logger != nullptr ? static_cast<nvinfer1::ILogger*>(logger) : &standard_error);
   const auto describe = [&] { return "version " + std::to_string(version); };
   return tensorrt_call(
       Function::kCreateInferRuntime, program_logger, static_cast<void*>(nullptr), describe, [&]() -> void* {
+        if (logger == nullptr) throw ApiUsageError("the logger is null");
         if (major_version(version) != NV_TENSORRT_MAJOR) {
           throw ApiUsageError("the program was built for version " + std::to_string(version) +
                               "; this is TensorRT 10");

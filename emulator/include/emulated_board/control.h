@@ -18,21 +18,28 @@ namespace emulated_board {
 inline constexpr int kDefaultStatus = -1;
 
 // Fails the `nth` call (from 1, counted from now on, over all threads) of `function`, once. `status` is the cudaError
-// that a CUDA function then returns; the others fail in their only way: a null object, false, a shape of -1 extents.
-// A function that releases something releases it all the same and reports the failure, as CUDA reports the
-// asynchronous errors of earlier work. Throws std::invalid_argument for a name that is not in all_functions().
+// that a CUDA function then returns. The others fail in their only way: a null object or text, false, a shape with
+// nbDims -1, a count of 0, TensorIOMode::kNONE, a DataType that there is not (-1). Like real failures, those of
+// TensorRT are told to the logger.
+//
+// A function that releases or waits does so all the same and then reports the failure, as CUDA reports the asynchronous
+// errors of earlier work. One that creates may leave anything in the place for the new object, and does. Of any other
+// nothing happens but the failure.
+//
+// Throws std::invalid_argument for a name that is not in all_functions() and for an `nth` below 1.
 void fail_call(std::string_view function, int nth, int status = kDefaultStatus);
 
 // The same for the `nth` call and every later one.
 void fail_calls_from(std::string_view function, int nth, int status = kDefaultStatus);
 
-// Forgets all planned failures, what was recorded and the call counts. Live objects stay.
+// Forgets all planned failures, what was recorded and the call counts; recording and capturing stay on or off. Live
+// objects stay; when no stream, or no event, is alive, the next one is number 1 again.
 void reset();
 
 // How often a planned failure was produced since reset().
 int failures_produced();
 
-// Calls of `function` since reset().
+// Calls of `function` since reset(). Throws std::invalid_argument for a name that is not in all_functions().
 int calls(std::string_view function);
 
 // The names of all functions of the board.
@@ -45,7 +52,7 @@ struct Call {
   std::string arguments;
 };
 
-// Starts or stops recording the order of calls (off at first) and returns what was recorded since reset().
+// Starts or stops recording the order of calls (off at first); and what was recorded since reset().
 void record_calls(bool on);
 std::vector<Call> recorded_calls();
 

@@ -1,0 +1,61 @@
+// The emulated camera SDK's log.
+#include <regex>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <libobsensor/ObSensor.h>
+
+#include "emulated_board/control.h"
+
+namespace {
+
+void log(OBLogSeverity severity, const char* message, ob_error** error = nullptr) {
+  ob_log_external_message(severity, "Module", message, "folder/file.cpp", "function", 12, error);
+}
+
+TEST(EmulatedCamera, PrintsOneLinePerMessageToStandardError) {
+  testing::internal::CaptureStderr();
+  log(OB_LOG_SEVERITY_WARN, "a message");
+  log(OB_LOG_SEVERITY_OFF, "not printed");
+  const std::string printed = testing::internal::GetCapturedStderr();
+  const std::regex form(
+      R"(\[\d\d/\d\d \d\d:\d\d:\d\d\.\d{6}\]\[WARNING\]\[Module\]\[function:12\] a message\n)");
+  EXPECT_TRUE(std::regex_match(printed, form)) << printed;
+}
+
+TEST(EmulatedCamera, ACapturedLogIsNotPrinted) {
+  emulated_board::capture_log(true);
+  testing::internal::CaptureStderr();
+  log(OB_LOG_SEVERITY_ERROR, "kept");
+  emulated_board::capture_log(false);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  const auto lines = emulated_board::captured_log();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].severity, OB_LOG_SEVERITY_ERROR);
+  EXPECT_EQ(lines[0].module, "Module");
+  EXPECT_EQ(lines[0].message, "kept");
+  EXPECT_EQ(lines[0].file, "folder/file.cpp");
+  EXPECT_EQ(lines[0].function, "function");
+  EXPECT_EQ(lines[0].line, 12);
+  emulated_board::reset();
+  EXPECT_TRUE(emulated_board::captured_log().empty());
+}
+
+TEST(EmulatedCamera, AFailureIsAnErrorObjectOfTheCaller) {
+  const emulated_board::LiveObjects before = emulated_board::live_objects();
+  emulated_board::fail_calls_from("ob_log_external_message", 1);
+  testing::internal::CaptureStderr();
+  ob_error* error = nullptr;
+  log(OB_LOG_SEVERITY_INFO, "lost", &error);
+  log(OB_LOG_SEVERITY_INFO, "lost, too");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(emulated_board::live_objects().camera_errors, before.camera_errors + 1);
+  emulated_board::fail_call("ob_delete_error", 1);
+  ob_delete_error(error);
+  ob_delete_error(nullptr);
+  EXPECT_EQ(emulated_board::live_objects(), before);
+  emulated_board::reset();
+}
+
+}  // namespace

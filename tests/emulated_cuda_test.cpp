@@ -1,0 +1,380 @@
+// The emulated CUDA runtime: what it promises beyond the real one, and the rules of the real one that
+// programs rely on.
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <map>
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <cuda_runtime_api.h>
+#include <gtest/gtest.h>
+
+#include "core/device_access.h"
+#include "emulated_board/control.h"
+
+namespace {
+
+class Stream {
+ public:
+  Stream() { EXPECT_EQ(cudaStreamCreate(&stream_), cudaSuccess); }
+  ~Stream() { EXPECT_EQ(cudaStreamDestroy(stream_), cudaSuccess); }
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+  operator cudaStream_t() const { return stream_; }
+
+ private:
+  cudaStream_t stream_ = nullptr;
+};
+
+class Event {
+ public:
+  Event() { EXPECT_EQ(cudaEventCreate(&event_), cudaSuccess); }
+  ~Event() { EXPECT_EQ(cudaEventDestroy(event_), cudaSuccess); }
+  Event(const Event&) = delete;
+  Event& operator=(const Event&) = delete;
+  operator cudaEvent_t() const { return event_; }
+
+ private:
+  cudaEvent_t event_ = nullptr;
+};
+
+class DeviceBuffer {
+ public:
+  explicit DeviceBuffer(std::size_t size) { EXPECT_EQ(cudaMalloc(&data_, size), cudaSuccess); }
+  ~DeviceBuffer() { EXPECT_EQ(cudaFree(data_), cudaSuccess); }
+  DeviceBuffer(const DeviceBuffer&) = delete;
+  DeviceBuffer& operator=(const DeviceBuffer&) = delete;
+  std::uint8_t* get() const { return static_cast<std::uint8_t*>(data_); }
+
+ private:
+  void* data_ = nullptr;
+};
+
+using Bytes = std::vector<std::uint8_t>;
+
+void download(Bytes& to, const DeviceBuffer& from, cudaStream_t stream) {
+  ASSERT_EQ(cudaMemcpyAsync(to.data(), from.get(), to.size(), cudaMemcpyDeviceToHost, stream), cudaSuccess);
+}
+
+TEST(EmulatedCuda, FreshDeviceMemoryIsPoisoned) {
+  const Stream stream;
+  for (int round = 0; round < 2; ++round) {  // also what was used before
+    const DeviceBuffer buffer(1000);
+    Bytes contents(1000);
+    download(contents, buffer, stream);
+    ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+    EXPECT_EQ(contents, Bytes(1000, 0x5A));
+    ASSERT_EQ(cudaMemset(buffer.get(), 0, 1000), cudaSuccess);
+  }
+}
+
+TEST(EmulatedCudaDeathTest, TheHostCannotTouchDeviceMemory) {
+  const DeviceBuffer buffer(16);
+  volatile std::uint8_t* memory = buffer.get();
+  EXPECT_DEATH(*memory = 1, "");
+  EXPECT_DEATH(std::exit(*memory == 0 ? 0 : 1), "");
+}
+
+TEST(EmulatedCudaDeathTest, WritingOutsideAnAllocationIsFoundOutWhenItIsFreed) {
+  for (const int offset : {-1, 100}) {
+    EXPECT_DEATH(
+        {
+          void* memory = nullptr;
+          cudaMalloc(&memory, 100);
+          emulated_board::device_range(memory).contents[offset] = std::byte{0};  // as a network might
+          cudaFree(memory);
+        },
+        "wrote outside the 100 bytes");
+  }
+}
+
+TEST(EmulatedCuda, QueuedWorkRunsOnlyWhenSomethingWaitsForIt) {
+  const Stream stream;
+  const Event event;
+  const DeviceBuffer buffer(64);
+  ASSERT_EQ(cudaMemset(buffer.get(), 7, 64), cudaSuccess);
+  const std::map<std::string, std::function<cudaError_t()>> waits{
+      {"cudaStreamSynchronize", [&] { return cudaStreamSynchronize(stream); }},
+      {"cudaEventSynchronize", [&] { return cudaEventSynchronize(event); }},
+      {"cudaMemset", [&] { return cudaMemset(buffer.get(), 7, 1); }},
+      {"cudaFree",
+       [] {
+         void* other = nullptr;
+         cudaMalloc(&other, 1);
+         return cudaFree(other);
+       }},
+  };
+  for (const auto& [name, wait] : waits) {
+    SCOPED_TRACE(name);
+    Bytes contents(64, 1);
+    download(contents, buffer, stream);
+    ASSERT_EQ(cudaEventRecord(event, stream), cudaSuccess);
+    EXPECT_EQ(contents, Bytes(64, 1));
+    EXPECT_EQ(wait(), cudaSuccess);
+    EXPECT_EQ(contents, Bytes(64, 7));
+  }
+}
+
+TEST(EmulatedCuda, AnUploadTakesItsSourceWhenItIsQueued) {
+  const Stream stream;
+  const DeviceBuffer buffer(32);
+  Bytes source(32, 1);
+  Bytes result(32);
+  ASSERT_EQ(cudaMemcpyAsync(buffer.get(), source.data(), 32, cudaMemcpyHostToDevice, stream), cudaSuccess);
+  std::fill(source.begin(), source.end(), std::uint8_t{2});
+  download(result, buffer, stream);
+  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(result, Bytes(32, 1));
+}
+
+TEST(EmulatedCuda, TheWorkOfADestroyedStreamStillCompletes) {
+  const DeviceBuffer buffer(8);
+  ASSERT_EQ(cudaMemset(buffer.get(), 9, 8), cudaSuccess);
+  Bytes result(8, 1);
+  {
+    const Stream stream;
+    download(result, buffer, stream);
+  }
+  EXPECT_EQ(result, Bytes(8, 1)) << "cudaStreamDestroy does not wait";
+  ASSERT_EQ(cudaMemset(buffer.get(), 0, 8), cudaSuccess);
+  EXPECT_EQ(result, Bytes(8, 9));
+}
+
+// Streams A and B, and the default stream 0: which of the queued work has run after one of them was waited
+// for.
+TEST(EmulatedCuda, TheDefaultStreamWaitsForAllAndAllWaitForIt) {
+  struct Case {
+    const char* queued;
+    char waited_for;
+    const char* ran;
+  };
+  for (const Case& each : {
+           Case{"AB", 'A', "A"},
+           Case{"AB", 'B', "B"},
+           Case{"A0", '0', "A0"},
+           Case{"A0", 'A', "A"},
+           Case{"0A", 'A', "0A"},
+           Case{"0AB", 'B', "0B"},
+           Case{"A0B", 'B', "A0B"},
+           Case{"A0BA0", 'B', "A0B"},
+           Case{"AB0A", 'A', "AB0A"},
+           Case{"B", 'A', ""},
+       }) {
+    SCOPED_TRACE(std::string(each.queued) + ", waiting for " + each.waited_for);
+    const Stream a;
+    const Stream b;
+    const std::map<char, cudaStream_t> streams{{'A', a}, {'B', b}, {'0', nullptr}};
+    std::string ran;
+    for (const char* name = each.queued; *name != '\0'; ++name) {
+      ASSERT_TRUE(emulated_board::queue_work(streams.at(*name), [&ran, letter = *name] {
+        ran += letter;
+        return cudaSuccess;
+      }));
+    }
+    EXPECT_EQ(cudaStreamSynchronize(streams.at(each.waited_for)), cudaSuccess);
+    EXPECT_EQ(ran, each.ran);
+    EXPECT_EQ(cudaMemset(DeviceBuffer(1).get(), 0, 1), cudaSuccess);
+    EXPECT_EQ(ran.size(), std::strlen(each.queued)) << "the device as a whole waits for everything";
+  }
+}
+
+TEST(EmulatedCuda, AnEventIsTimedWhenTheWorkBeforeItHasRun) {
+  using std::chrono::milliseconds;
+  const Stream stream;
+  const Event start;
+  const Event stop;
+  const Event never;
+  float elapsed = -7.0F;
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(cudaEventSynchronize(never), cudaSuccess);
+
+  const auto sleep = [] {
+    std::this_thread::sleep_for(milliseconds(20));
+    return cudaSuccess;
+  };
+  ASSERT_EQ(cudaEventRecord(start, stream), cudaSuccess);
+  ASSERT_TRUE(emulated_board::queue_work(stream, sleep));
+  ASSERT_EQ(cudaEventRecord(stop, stream), cudaSuccess);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaErrorNotReady);
+  EXPECT_EQ(cudaEventSynchronize(start), cudaSuccess);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaErrorNotReady);
+  std::this_thread::sleep_for(milliseconds(200));
+  EXPECT_EQ(elapsed, -7.0F);
+  EXPECT_EQ(cudaEventSynchronize(stop), cudaSuccess);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaSuccess);
+  EXPECT_GE(elapsed, 200.0F);
+
+  ASSERT_EQ(cudaEventRecord(start, stream), cudaSuccess);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaErrorNotReady) << "recorded anew";
+  ASSERT_TRUE(emulated_board::queue_work(stream, sleep));
+  ASSERT_EQ(cudaEventRecord(stop, stream), cudaSuccess);
+  EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaSuccess);
+  EXPECT_GE(elapsed, 20.0F);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, never), cudaErrorInvalidResourceHandle);
+}
+
+TEST(EmulatedCuda, FailedWorkSurfacesOnceAndDropsWhatFollowsIt) {
+  const Stream stream;
+  const Stream other;
+  const Event event;
+  const DeviceBuffer buffer(4);
+  ASSERT_EQ(cudaMemset(buffer.get(), 3, 4), cudaSuccess);
+  Bytes result(4, 1);
+  ASSERT_TRUE(emulated_board::queue_work(stream, [] { return cudaErrorLaunchFailure; }));
+  download(result, buffer, stream);
+  ASSERT_EQ(cudaEventRecord(event, stream), cudaSuccess);
+  EXPECT_EQ(cudaStreamSynchronize(other), cudaSuccess);
+  EXPECT_EQ(cudaEventSynchronize(event), cudaErrorLaunchFailure);
+  EXPECT_EQ(result, Bytes(4, 1));
+  EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  download(result, buffer, stream);
+  EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(result, Bytes(4, 3));
+
+  ASSERT_TRUE(emulated_board::queue_work(stream, []() -> cudaError_t { throw std::bad_alloc(); }));
+  EXPECT_EQ(cudaMemset(buffer.get(), 0, 4), cudaErrorLaunchFailure);
+}
+
+TEST(EmulatedCuda, BadArgumentsAreRefusedWhenTheyAreGiven) {
+  const Stream stream;
+  const Event event;
+  const DeviceBuffer buffer(100);
+  const DeviceBuffer neighbour(100);
+  std::uint8_t* device = buffer.get();
+  Bytes host_bytes(200);
+  std::uint8_t* host = host_bytes.data();
+  cudaStream_t stale_stream = nullptr;
+  cudaEvent_t stale_event = nullptr;
+  ASSERT_EQ(cudaStreamCreate(&stale_stream), cudaSuccess);
+  ASSERT_EQ(cudaStreamDestroy(stale_stream), cudaSuccess);
+  ASSERT_EQ(cudaEventCreate(&stale_event), cudaSuccess);
+  ASSERT_EQ(cudaEventDestroy(stale_event), cudaSuccess);
+  void* freed = nullptr;
+  ASSERT_EQ(cudaMalloc(&freed, 10), cudaSuccess);
+  ASSERT_EQ(cudaFree(freed), cudaSuccess);
+  auto* wild_stream = reinterpret_cast<cudaStream_t>(host);
+  const auto copy = [&](void* to, const void* from, std::size_t count, cudaMemcpyKind kind) {
+    return cudaMemcpyAsync(to, from, count, kind, stream);
+  };
+  const struct {
+    const char* name;
+    cudaError_t status;
+    cudaError_t expected;
+  } cases[] = {
+      {"copy past the end", copy(device, host, 101, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
+      {"copy from inside past the end", copy(host, device + 1, 100, cudaMemcpyDeviceToHost),
+       cudaErrorInvalidValue},
+      {"copy before the start", copy(device - 1, host, 2, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
+      {"copy of an overflowing size", copy(device, host, SIZE_MAX, cudaMemcpyHostToDevice),
+       cudaErrorInvalidValue},
+      {"copy to freed memory", copy(freed, host, 1, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
+      {"upload to the host", copy(host + 100, host, 1, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
+      {"upload from the device", copy(device, device, 1, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
+      {"download to the device", copy(device, device, 1, cudaMemcpyDeviceToHost), cudaErrorInvalidValue},
+      {"download from the host", copy(host, host, 1, cudaMemcpyDeviceToHost), cudaErrorInvalidValue},
+      {"host copy with a device", copy(host, device, 1, cudaMemcpyHostToHost), cudaErrorInvalidValue},
+      {"device copy with a host", copy(device, host, 1, cudaMemcpyDeviceToDevice), cudaErrorInvalidValue},
+      {"no such kind", copy(device, host, 1, static_cast<cudaMemcpyKind>(5)), cudaErrorInvalidValue},
+      {"copy from null", copy(device, nullptr, 1, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
+      {"copy to null", copy(nullptr, device, 1, cudaMemcpyDeviceToHost), cudaErrorInvalidValue},
+      {"copy of nothing", copy(nullptr, nullptr, 0, cudaMemcpyHostToDevice), cudaSuccess},
+      {"copy up to the end", copy(device + 60, host, 40, cudaMemcpyHostToDevice), cudaSuccess},
+      {"copy between allocations", copy(device, neighbour.get(), 100, cudaMemcpyDeviceToDevice), cudaSuccess},
+      {"copy by pointers", copy(device, host, 100, cudaMemcpyDefault), cudaSuccess},
+      {"copy on a destroyed stream", cudaMemcpyAsync(device, host, 1, cudaMemcpyHostToDevice, stale_stream),
+       cudaErrorInvalidResourceHandle},
+      {"set past the end", cudaMemset(device, 0, 101), cudaErrorInvalidValue},
+      {"set of host memory", cudaMemset(host, 0, 1), cudaErrorInvalidValue},
+      {"set of null", cudaMemset(nullptr, 0, 1), cudaErrorInvalidValue},
+      {"set of nothing", cudaMemset(nullptr, 0, 0), cudaSuccess},
+      {"free of null", cudaFree(nullptr), cudaSuccess},
+      {"free of host memory", cudaFree(host), cudaErrorInvalidValue},
+      {"free from inside", cudaFree(device + 1), cudaErrorInvalidValue},
+      {"second free", cudaFree(freed), cudaErrorInvalidValue},
+      {"allocation to nowhere", cudaMalloc(nullptr, 1), cudaErrorInvalidValue},
+      {"stream to nowhere", cudaStreamCreate(nullptr), cudaErrorInvalidValue},
+      {"event to nowhere", cudaEventCreate(nullptr), cudaErrorInvalidValue},
+      {"wait for a destroyed stream", cudaStreamSynchronize(stale_stream), cudaErrorInvalidResourceHandle},
+      {"wait for no stream", cudaStreamSynchronize(wild_stream), cudaErrorInvalidResourceHandle},
+      {"second destruction of a stream", cudaStreamDestroy(stale_stream), cudaErrorInvalidResourceHandle},
+      {"destruction of the default stream", cudaStreamDestroy(nullptr), cudaErrorInvalidResourceHandle},
+      {"second destruction of an event", cudaEventDestroy(stale_event), cudaErrorInvalidResourceHandle},
+      {"wait for a destroyed event", cudaEventSynchronize(stale_event), cudaErrorInvalidResourceHandle},
+      {"record of no event", cudaEventRecord(nullptr, stream), cudaErrorInvalidResourceHandle},
+      {"record on a destroyed stream", cudaEventRecord(event, stale_stream), cudaErrorInvalidResourceHandle},
+      {"time to nowhere", cudaEventElapsedTime(nullptr, event, event), cudaErrorInvalidValue},
+  };
+  for (const auto& each : cases) EXPECT_EQ(each.status, each.expected) << each.name;
+  EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+}
+
+TEST(EmulatedCuda, AllocationsEndWhereTheDevicesMemoryDoes) {
+  const emulated_board::LiveObjects before = emulated_board::live_objects();
+  void* memory = &memory;
+  EXPECT_EQ(cudaMalloc(&memory, 0), cudaSuccess);
+  EXPECT_EQ(memory, nullptr);
+  constexpr std::size_t kMoreThanThereIs = (std::size_t{2} << 30) + 1;
+  for (const std::size_t size : {kMoreThanThereIs, std::numeric_limits<std::size_t>::max()}) {
+    EXPECT_EQ(cudaMalloc(&memory, size), cudaErrorMemoryAllocation);
+  }
+  EXPECT_EQ(emulated_board::live_objects(), before);
+  // One at a time, more than there are places in the address space.
+  for (int round = 0; round < 70'000; ++round) {
+    ASSERT_EQ(cudaMalloc(&memory, 1), cudaSuccess);
+    ASSERT_EQ(cudaFree(memory), cudaSuccess);
+  }
+  EXPECT_EQ(emulated_board::live_objects(), before);
+}
+
+TEST(EmulatedCuda, ErrorsHaveTheirTexts) {
+  const std::map<int, std::string> texts{
+      {0, "no error"},
+      {1, "invalid argument"},
+      {2, "out of memory"},
+      {3, "initialization error"},
+      {35, "CUDA driver version is insufficient for CUDA runtime version"},
+      {100, "no CUDA-capable device is detected"},
+      {400, "invalid resource handle"},
+      {600, "device not ready"},
+      {700, "an illegal memory access was encountered"},
+      {719, "unspecified launch failure"},
+      {999, "unknown error"},
+      {777, "unrecognized error code"},
+  };
+  for (const auto& [code, text] : texts) EXPECT_EQ(cudaGetErrorString(static_cast<cudaError_t>(code)), text);
+}
+
+TEST(EmulatedCudaThreads, EachDrivesItsOwnStream) {
+  constexpr int kThreads = 4;
+  std::vector<std::thread> threads;
+  for (int number = 1; number <= kThreads; ++number) {
+    threads.emplace_back([value = static_cast<std::uint8_t>(number)] {
+      const Stream stream;
+      const Event event;
+      Bytes source(300);
+      Bytes result(300);
+      for (int round = 0; round < 100; ++round) {
+        const DeviceBuffer buffer(300);
+        std::fill(source.begin(), source.end(), value);
+        ASSERT_EQ(cudaMemcpyAsync(buffer.get(), source.data(), 300, cudaMemcpyHostToDevice, stream),
+                  cudaSuccess);
+        std::fill(source.begin(), source.end(), std::uint8_t{0});
+        download(result, buffer, stream);
+        ASSERT_EQ(cudaEventRecord(event, stream), cudaSuccess);
+        ASSERT_EQ(cudaEventSynchronize(event), cudaSuccess);
+        ASSERT_EQ(result, Bytes(300, value));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace

@@ -1,0 +1,526 @@
+// The emulated TensorRT runtime: engine descriptions, the rules for shapes and addresses, networks, and its
+// failures.
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include <NvInferRuntime.h>
+#include <gtest/gtest.h>
+
+#include "emulated_board/control.h"
+#include "nvinfer/engine_description.h"
+#include "nvinfer/networks/guided_filter.h"
+
+namespace {
+
+using nvinfer1::DataType;
+using nvinfer1::Dims;
+using nvinfer1::OptProfileSelector;
+using nvinfer1::TensorIOMode;
+
+constexpr std::string_view kEngine = R"(format = "enhance-depth-emulated-engine"
+version = 1
+network = "rgb-sum"
+[[tensor]]
+name = "rgb"
+direction = "input"
+type = "uint8"
+shape = [1, 3, -1, -1]
+[[tensor]]
+name = "dep"
+direction = "input"
+type = "float"
+shape = [1, 1, -1, -1]
+[[tensor]]
+name = "pred"
+direction = "output"
+type = "float"
+shape = [1, 1, -1, -1]
+[[tensor]]
+name = "confidence_output"
+direction = "output"
+type = "float"
+shape = [-1, -1]
+[[profile]]
+rgb = { min = [1, 3, 2, 2], opt = [1, 3, 4, 4], max = [1, 3, 8, 8] }
+dep = { min = [1, 1, 2, 2], opt = [1, 1, 4, 4], max = [1, 1, 8, 8] }
+[[profile]]
+rgb = { min = [3], opt = [4], max = [5] }
+)";
+
+// The engine with one piece of its text replaced by another.
+std::string engine_with(std::string_view piece, std::string_view replacement) {
+  std::string text(kEngine);
+  const std::size_t position = text.find(piece);
+  EXPECT_NE(position, std::string::npos) << piece;
+  return text.replace(position, piece.size(), replacement);
+}
+
+class Logger final : public nvinfer1::ILogger {
+ public:
+  void log(Severity severity, char const* message) noexcept override {
+    EXPECT_FALSE(emulated_board::inside());
+    severities.push_back(severity);
+    last = message;
+  }
+  std::vector<Severity> severities;
+  std::string last;
+};
+
+Dims dims(std::initializer_list<std::int64_t> extents) {
+  Dims shape{};
+  for (const std::int64_t extent : extents) shape.d[shape.nbDims++] = extent;
+  return shape;
+}
+
+std::vector<std::int64_t> extents(const Dims& shape) {
+  if (shape.nbDims < 0) return {-999};
+  return {shape.d, shape.d + shape.nbDims};
+}
+using Extents = std::vector<std::int64_t>;
+
+// An engine with all that it takes to run it.
+class EmulatedTensorRT : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    emulated_board::reset();
+    ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+    runtime.reset(nvinfer1::createInferRuntime(logger));
+    ASSERT_NE(runtime, nullptr);
+  }
+  void TearDown() override {
+    emulated_board::reset();
+    context.reset();
+    engine.reset();
+    runtime.reset();
+    for (void* allocation : allocations) EXPECT_EQ(cudaFree(allocation), cudaSuccess);
+    EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
+    EXPECT_EQ(emulated_board::live_objects(), emulated_board::LiveObjects{});
+  }
+
+  void load(const std::string& text) {
+    engine.reset(runtime->deserializeCudaEngine(text.data(), text.size()));
+    ASSERT_NE(engine, nullptr) << logger.last;
+    context.reset(engine->createExecutionContext());
+    ASSERT_NE(context, nullptr);
+  }
+
+  // Shapes for an image, and memory for all tensors.
+  void prepare(std::int64_t height, std::int64_t width) {
+    const bool planar = engine->getTensorShape("rgb").nbDims == 4;
+    ASSERT_TRUE(
+        context->setInputShape("rgb", planar ? dims({1, 3, height, width}) : dims({height, width, 3})));
+    ASSERT_TRUE(context->setInputShape("dep", dims({1, 1, height, width})));
+    for (int i = 0; i < engine->getNbIOTensors(); ++i) {
+      const char* name = engine->getIOTensorName(i);
+      std::size_t size = engine->getTensorDataType(name) == DataType::kFLOAT ? 4 : 1;
+      for (const std::int64_t extent : extents(context->getTensorShape(name)))
+        size *= static_cast<std::size_t>(extent);
+      tensors[name] = {allocate(size), size};
+      ASSERT_TRUE(context->setTensorAddress(name, tensors[name].first));
+    }
+  }
+  void* allocate(std::size_t size) {
+    void* data = nullptr;
+    EXPECT_EQ(cudaMalloc(&data, size), cudaSuccess);
+    allocations.push_back(data);
+    return data;
+  }
+  template <typename Element>
+  void upload(const char* name, const std::vector<Element>& values) {
+    ASSERT_EQ(values.size() * sizeof(Element), tensors[name].second);
+    ASSERT_EQ(cudaMemcpyAsync(tensors[name].first, values.data(), tensors[name].second,
+                              cudaMemcpyHostToDevice, stream),
+              cudaSuccess);
+  }
+  std::vector<float> download(const char* name) {
+    std::vector<float> values(tensors[name].second / sizeof(float));
+    EXPECT_EQ(cudaMemcpyAsync(values.data(), tensors[name].first, tensors[name].second,
+                              cudaMemcpyDeviceToHost, stream),
+              cudaSuccess);
+    EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+    return values;
+  }
+
+  Logger logger;
+  cudaStream_t stream = nullptr;
+  std::unique_ptr<nvinfer1::IRuntime> runtime;
+  std::unique_ptr<nvinfer1::ICudaEngine> engine;
+  std::unique_ptr<nvinfer1::IExecutionContext> context;
+  std::vector<void*> allocations;
+  std::map<std::string, std::pair<void*, std::size_t>> tensors;  // address and bytes
+};
+
+TEST_F(EmulatedTensorRT, AnEngineIsWhatItsDescriptionSays) {
+  load(std::string(kEngine));
+  EXPECT_EQ(engine->getNbIOTensors(), 4);
+  EXPECT_STREQ(engine->getIOTensorName(1), "dep");
+  EXPECT_EQ(engine->getTensorIOMode("rgb"), TensorIOMode::kINPUT);
+  EXPECT_EQ(engine->getTensorIOMode("pred"), TensorIOMode::kOUTPUT);
+  EXPECT_EQ(engine->getTensorDataType("rgb"), DataType::kUINT8);
+  EXPECT_EQ(engine->getTensorDataType("dep"), DataType::kFLOAT);
+  EXPECT_EQ(extents(engine->getTensorShape("rgb")), (Extents{1, 3, -1, -1}));
+  EXPECT_EQ(engine->getNbOptimizationProfiles(), 2);
+  EXPECT_EQ(extents(engine->getProfileShape("dep", 0, OptProfileSelector::kMIN)), (Extents{1, 1, 2, 2}));
+  EXPECT_EQ(extents(engine->getProfileShape("dep", 0, OptProfileSelector::kOPT)), (Extents{1, 1, 4, 4}));
+  EXPECT_EQ(extents(engine->getProfileShape("dep", 0, OptProfileSelector::kMAX)), (Extents{1, 1, 8, 8}));
+  EXPECT_EQ(extents(engine->getProfileShape("rgb", 1, OptProfileSelector::kMAX)), (Extents{5}));
+  EXPECT_TRUE(logger.severities.empty());
+
+  // What there is not.
+  EXPECT_EQ(engine->getProfileShape("dep", 1, OptProfileSelector::kMIN).nbDims, -1);
+  EXPECT_EQ(
+      logger.last,
+      "ICudaEngine::getProfileShape: Error Code 3: API Usage Error (profile 1 has no range for \"dep\")");
+  EXPECT_EQ(engine->getProfileShape("rgb", 2, OptProfileSelector::kMIN).nbDims, -1);
+  EXPECT_EQ(engine->getTensorShape("depth").nbDims, -1);
+  EXPECT_EQ(engine->getTensorIOMode("depth"), TensorIOMode::kNONE);
+  EXPECT_EQ(engine->getTensorShape(nullptr).nbDims, -1);
+  EXPECT_EQ(engine->getIOTensorName(4), nullptr);
+  EXPECT_EQ(engine->getIOTensorName(-1), nullptr);
+  EXPECT_EQ(logger.severities.size(), 7U);
+}
+
+TEST(EmulatedEngineDescription, UnfitEnginesCanBeDescribed) {
+  const std::string header = "format = 'enhance-depth-emulated-engine'\nversion = 1\nnetwork = 'nothing'\n";
+  const auto none = emulated_nvinfer::parse_engine_description(header);
+  ASSERT_TRUE(std::holds_alternative<emulated_nvinfer::EngineDescription>(none));
+  EXPECT_TRUE(std::get<emulated_nvinfer::EngineDescription>(none).tensors.empty());
+  const auto odd = emulated_nvinfer::parse_engine_description(
+      header +
+      "[[tensor]]\nname='a b'\ndirection='output'\ntype='int4'\nshape=[]\n"
+      "[[tensor]]\nname='x'\ndirection='input'\ntype='bf16'\nshape=[1,2,3,4,5,6,7,0]\n[[profile]]\n");
+  ASSERT_TRUE(std::holds_alternative<emulated_nvinfer::EngineDescription>(odd));
+  EXPECT_EQ(std::get<emulated_nvinfer::EngineDescription>(odd).tensors[1].shape.nbDims, 8);
+  EXPECT_EQ(std::get<emulated_nvinfer::EngineDescription>(odd).profiles.size(), 1U);
+}
+
+TEST(EmulatedEngineDescription, WhatIsWrongIsSaidWithItsPlace) {
+  const std::string nested(3000, '.');
+  const struct {
+    std::string text;
+    const char* message;
+  } cases[] = {
+      {"", "it is empty"},
+      {std::string("\x7f"
+                   "ELF\0\1",
+                   6),
+       "binary data"},
+      {"key = 'value'\n", "it is not an engine of the emulated board"},
+      {std::string(300 << 10, ' '), "it is too large"},
+      {nested, "it is too large"},
+      {"format = 'enhance-depth-emulated-engine\n", "line 1, column 4"},
+      {"format = '\xff'", "line 1, column "},
+      {engine_with("version = 1", "version = 2"), "line 2, column 11: \"version\" must be 1"},
+      {engine_with("version = 1\n", ""), "the description has no \"version\""},
+      {engine_with("network = \"rgb-sum\"", "network = 3"),
+       "line 3, column 11: \"network\" must be a string"},
+      {engine_with("rgb-sum", "resnet"),
+       "line 3, column 11: there is no network \"resnet\"; there are guided-filter, "},
+      {engine_with("[[tensor]]", "[parameters]\nradius = 8\n[[tensor]]"),
+       "line 4, column 1: network \"rgb-sum\" has no parameter \"radius\""},
+      {engine_with("[[tensor]]", "[parameters]\nradius = true\n[[tensor]]"),
+       "parameter \"radius\" must be a number"},
+      {engine_with("network = \"rgb-sum\"", "network = \"guided-filter\"\nparameters = { radius = -1 }"),
+       "parameter \"radius\" is -1; it must be from 0 to "},
+      {engine_with("network = \"rgb-sum\"", "network = \"guided-filter\"\nparameters = { radius = 1.5 }"),
+       "parameter \"radius\" must be a whole number"},
+      {engine_with("network", "layers = 5\nnetwork"),
+       "line 3, column 1: the description has an unknown entry \"layers\""},
+      {engine_with("[[tensor]]", "tensor = 1\n[[profiles]]"), "line "},
+      {engine_with("name = \"rgb\"", "nam = \"rgb\""), "unknown entry \"nam\""},
+      {engine_with("name = \"rgb\"\n", ""), "[[tensor]] has no \"name\""},
+      {engine_with("name = \"rgb\"", "name = \"\""), "the name of a tensor must be a text"},
+      {engine_with("name = \"rgb\"", "name = \"dep\""), "there is more than one tensor \"dep\""},
+      {engine_with("\"input\"", "\"in\""), "\"direction\" is \"in\"; it must be \"input\" or \"output\""},
+      {engine_with("uint8", "u8"), "line 7, column 8: \"type\" is \"u8\"; it must be one of float, half, "},
+      {engine_with("[1, 3, -1, -1]", "[1, 3, -2, -1]"), "line 8, column 16: each extent"},
+      {engine_with("[1, 3, -1, -1]", "[1, 3.0]"), "must be a whole number"},
+      {engine_with("[1, 3, -1, -1]", "[1, 2, 3, 4, 5, 6, 7, 8, 9]"), "\"shape\" has 9 extents; at most 8"},
+      {engine_with("[1, 3, -1, -1]", "640"), "\"shape\" must be an array"},
+      {engine_with("rgb = { min = [1, 3, 2, 2]", "rgb = { min = [1, 3, 5, 2]"), "min <= opt <= max"},
+      {engine_with("rgb = { min = [1, 3, 2, 2]", "rgb = { min = [1, 3, 2]"), "different ranks"},
+      {engine_with("rgb = { min = [1, 3, 2, 2]", "rgb = { min = [1, 3, -1, 2]"), "from 0 to 2147483647"},
+      {engine_with("rgb = { min", "rgb = { least"), "unknown entry \"least\""},
+      {engine_with("rgb = { min", "red = { min"), "\"red\", which is not an input tensor"},
+      {engine_with("rgb = { min", "pred = { min"), "\"pred\", which is not an input tensor"},
+      {engine_with("dep = { min", "rgb = { min"), "line "},
+      {engine_with("[[profile]]", "[profile]"), "line "},
+  };
+  for (const auto& each : cases) {
+    const auto parsed = emulated_nvinfer::parse_engine_description(each.text);
+    const auto* error = std::get_if<emulated_nvinfer::DescriptionError>(&parsed);
+    ASSERT_NE(error, nullptr) << each.message;
+    EXPECT_NE(error->message.find(each.message), std::string::npos)
+        << "expected: " << each.message << "\nfound: " << error->message;
+  }
+}
+
+TEST_F(EmulatedTensorRT, WhatIsNoEngineDoesNotDeserialize) {
+  const std::string text = engine_with("uint8", "u8");
+  EXPECT_EQ(runtime->deserializeCudaEngine(text.data(), text.size()), nullptr);
+  EXPECT_EQ(
+      logger.last.find(
+          "IRuntime::deserializeCudaEngine: Error Code 1: Serialization (the engine was not understood: "
+          "line 7, column 8: "),
+      0U)
+      << logger.last;
+  EXPECT_EQ(runtime->deserializeCudaEngine(nullptr, 5), nullptr);
+  EXPECT_EQ(logger.severities, std::vector(2, nvinfer1::ILogger::Severity::kERROR));
+}
+
+TEST_F(EmulatedTensorRT, OnlyItsOwnMajorVersionGetsARuntime) {
+  EXPECT_EQ(createInferRuntime_INTERNAL(&logger, 80603), nullptr);
+  EXPECT_EQ(createInferRuntime_INTERNAL(&logger, 110000), nullptr);
+  EXPECT_NE(logger.last.find("built for version 110000"), std::string::npos) << logger.last;
+  std::unique_ptr<nvinfer1::IRuntime> later(
+      static_cast<nvinfer1::IRuntime*>(createInferRuntime_INTERNAL(&logger, 101600)));
+  EXPECT_NE(later, nullptr);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(createInferRuntime_INTERNAL(nullptr, NV_TENSORRT_VERSION), nullptr);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("logger"), std::string::npos);
+}
+
+TEST_F(EmulatedTensorRT, InputShapesMustFitTheEngineAndItsProfile) {
+  load(std::string(kEngine));
+  EXPECT_TRUE(context->setInputShape("rgb", dims({1, 3, 2, 8})));
+  EXPECT_TRUE(context->setInputShape("rgb", dims({1, 3, 8, 2})));
+  const struct {
+    const char* name;
+    Dims shape;
+    const char* why;
+  } refused[] = {
+      {"rgb", dims({1, 3, 9, 8}), "is not within profile 0, from (1, 3, 2, 2) to (1, 3, 8, 8)"},
+      {"rgb", dims({1, 3, 8, 1}), "is not within profile 0"},
+      {"rgb", dims({1, 4, 8, 8}), "does not fit the engine's (1, 3, -1, -1)"},
+      {"rgb", dims({1, 3, -1, 8}), "does not fit"},
+      {"rgb", dims({8, 8, 3}), "another rank"},
+      {"pred", dims({1, 1, 8, 8}), "not an input"},
+      {"depth", dims({1, 1, 8, 8}), "no input or output tensor \"depth\""},
+      {nullptr, dims({1}), "(null)"},
+  };
+  for (const auto& each : refused) {
+    EXPECT_FALSE(context->setInputShape(each.name, each.shape)) << each.why;
+    EXPECT_NE(logger.last.find(each.why), std::string::npos) << logger.last;
+  }
+  EXPECT_EQ(extents(context->getTensorShape("rgb")), (Extents{1, 3, 8, 2})) << "as it was";
+
+  EXPECT_FALSE(context->setOptimizationProfileAsync(2, stream));
+  EXPECT_FALSE(context->setOptimizationProfileAsync(-1, stream));
+  EXPECT_FALSE(context->setOptimizationProfileAsync(0, reinterpret_cast<cudaStream_t>(this)));
+  EXPECT_TRUE(context->setOptimizationProfileAsync(0, stream));
+  EXPECT_EQ(extents(context->getTensorShape("rgb")), (Extents{1, 3, 8, 2}));
+  EXPECT_TRUE(context->setOptimizationProfileAsync(1, stream));
+  EXPECT_EQ(extents(context->getTensorShape("rgb")), (Extents{1, 3, -1, -1}))
+      << "a profile has shapes of its own";
+  EXPECT_FALSE(context->setInputShape("rgb", dims({1, 3, 4, 4}))) << "a profile of another rank";
+  EXPECT_FALSE(context->setInputShape("dep", dims({1, 1, 4, 4}))) << "a profile without this tensor";
+
+  load(engine_with("[1, 1, -1, -1]", "[1, 1, 6, 7]"));
+  EXPECT_TRUE(context->setInputShape("dep", dims({1, 1, 6, 7})));
+  EXPECT_FALSE(context->setInputShape("dep", dims({1, 1, 7, 6})));
+  std::string without_profiles(kEngine);
+  load(without_profiles.substr(0, without_profiles.find("[[profile]]")));
+  EXPECT_EQ(engine->getNbOptimizationProfiles(), 0);
+  EXPECT_FALSE(context->setInputShape("dep", dims({1, 1, 6, 7})));
+}
+
+TEST_F(EmulatedTensorRT, OutputShapesFollowTheDepthImage) {
+  load(engine_with("[-1, -1]\n[[profile]]", "[-1, 2, -1]\n[[profile]]"));
+  const Extents unknown{1, 1, -1, -1};
+  EXPECT_EQ(extents(context->getTensorShape("pred")), unknown);
+  ASSERT_TRUE(context->setInputShape("dep", dims({1, 1, 4, 6})));
+  EXPECT_EQ(extents(context->getTensorShape("pred")), unknown) << "the other input is not known yet";
+  ASSERT_TRUE(context->setInputShape("rgb", dims({1, 3, 5, 7})));
+  EXPECT_EQ(extents(context->getTensorShape("pred")), (Extents{1, 1, 4, 6}));
+  EXPECT_EQ(extents(context->getTensorShape("confidence_output")), (Extents{-1, 2, 6}))
+      << "stays unknown, is given";
+  EXPECT_EQ(context->getTensorShape("depth").nbDims, -1);
+}
+
+TEST_F(EmulatedTensorRT, ARunNeedsShapesAndDeviceMemoryForAllTensors) {
+  load(std::string(kEngine));
+  const auto refused = [&](const std::string& why) {
+    EXPECT_FALSE(context->enqueueV3(stream));
+    EXPECT_NE(logger.last.find("IExecutionContext::enqueueV3: Error Code 3: "), std::string::npos)
+        << logger.last;
+    EXPECT_NE(logger.last.find(why), std::string::npos) << logger.last;
+  };
+  refused("tensor \"rgb\" has no complete shape");
+  prepare(4, 5);
+  EXPECT_TRUE(context->enqueueV3(stream));
+  EXPECT_FALSE(context->enqueueV3(reinterpret_cast<cudaStream_t>(this)));
+  EXPECT_FALSE(context->setTensorAddress("dep", nullptr));
+  EXPECT_FALSE(context->setTensorAddress("depth", tensors["dep"].first));
+  ASSERT_TRUE(context->setTensorAddress("pred", nullptr));
+  refused("tensor \"pred\" has no address");
+  ASSERT_TRUE(context->setTensorAddress("pred", &tensors));
+  refused("the address of tensor \"pred\" is not device memory");
+  ASSERT_TRUE(context->setTensorAddress("pred", allocate(4 * 5 * 4 - 1)));
+  refused("tensor \"pred\" needs 80 bytes; at its address there are 79");
+}
+
+TEST_F(EmulatedTensorRT, ANetworkRunsWhenItsStreamIsWaitedFor) {
+  for (const bool planar : {true, false}) {
+    SCOPED_TRACE(planar ? "planar" : "interleaved");
+    std::string text(kEngine);
+    if (!planar) {
+      text = engine_with("[1, 3, -1, -1]", "[-1, -1, 3]");
+      text.replace(
+          text.find("rgb = { min = [1, 3, 2, 2], opt = [1, 3, 4, 4], max = [1, 3, 8, 8] }"),
+          std::string_view("rgb = { min = [1, 3, 2, 2], opt = [1, 3, 4, 4], max = [1, 3, 8, 8] }").size(),
+          "rgb = { min = [2, 2, 3], opt = [4, 4, 3], max = [8, 8, 3] }");
+    }
+    load(text);
+    prepare(2, 2);
+    upload<std::uint8_t>("rgb", {1, 2, 3, 4, 50, 60, 70, 80, 101, 102, 103, 255});
+    upload<float>("dep", {1000, 2000, 3000, 4000});
+    ASSERT_TRUE(context->enqueueV3(stream));
+    // All may go before the run: what is queued keeps what it needs.
+    context.reset();
+    engine.reset();
+    const std::vector<float> expected =
+        planar ? std::vector<float>{1000 + 1 + 100 + 404, 2000 + 2 + 120 + 408, 3000 + 3 + 140 + 412,
+                                    4000 + 4 + 160 + 1020}
+               : std::vector<float>{1000 + 1 + 4 + 12, 2000 + 4 + 100 + 240, 3000 + 70 + 160 + 404,
+                                    4000 + 102 + 206 + 1020};
+    EXPECT_EQ(download("pred"), expected);
+    EXPECT_EQ(download("confidence_output")[3], 1.0F);
+  }
+}
+
+TEST_F(EmulatedTensorRT, TestNetworksFillWholeOutputsOfAnySize) {
+  const struct {
+    const char* network;
+    std::vector<float> pred;  // of 2 x 3, from a depth image of 2 x 2
+  } cases[] = {
+      {"network = 'scale-offset'\nparameters = { scale = 2, offset = 1 }", {3, 5, 7, 9, 1, 1}},
+      {"network = 'constant'\nparameters = { value = 2.5 }", {2.5F, 2.5F, 2.5F, 2.5F, 2.5F, 2.5F}},
+      {"network = 'rgb-sum'", {8, 9, 10, 11, 0, 0}},
+  };
+  for (const auto& each : cases) {
+    std::string text = engine_with("network = \"rgb-sum\"", each.network);
+    text.replace(text.find("[1, 1, -1, -1]", text.find("\"pred\"")), 14, "[1, 1, 2, 3]");
+    load(text);
+    prepare(2, 2);
+    upload<std::uint8_t>("rgb", std::vector<std::uint8_t>(12, 1));
+    upload<float>("dep", {1, 2, 3, 4});
+    ASSERT_TRUE(context->enqueueV3(stream));
+    EXPECT_EQ(download("pred"), each.pred) << each.network;
+  }
+}
+
+TEST_F(EmulatedTensorRT, TheReferenceNetworkIsTheGuidedFilter) {
+  std::vector<std::uint8_t> rgb(3 * 6 * 8);
+  std::vector<float> depth(6 * 8);
+  for (std::size_t i = 0; i < rgb.size(); ++i) rgb[i] = static_cast<std::uint8_t>(i * 37);
+  for (std::size_t i = 0; i < depth.size(); ++i)
+    depth[i] = i % 5 == 0 ? 0.0F : 900.0F + static_cast<float>(i * 13 % 50);
+  emulated_board::GuidedFilterParameters parameters;
+  parameters.radius = 2;
+  parameters.epsilon = 0.05;
+  std::vector<float> refined(6 * 8);
+  std::vector<float> confidence(6 * 8);
+  emulated_board::guided_filter(parameters, rgb.data(), emulated_board::ColorLayout::kPlanar, depth.data(), 6,
+                                8, refined.data(), confidence.data());
+
+  load(engine_with("network = \"rgb-sum\"",
+                   "network = \"guided-filter\"\nparameters = { radius = 2, epsilon = 0.05 }"));
+  prepare(6, 8);
+  upload("rgb", rgb);
+  upload("dep", depth);
+  ASSERT_TRUE(context->enqueueV3(stream));
+  EXPECT_EQ(download("pred"), refined);
+  EXPECT_EQ(download("confidence_output"), confidence);
+}
+
+TEST_F(EmulatedTensorRT, ANetworkThatFailsIsNoticedByWhoWaits) {
+  load(engine_with("rgb-sum", "fail"));
+  prepare(2, 2);
+  EXPECT_TRUE(context->enqueueV3(stream));
+  EXPECT_EQ(cudaStreamSynchronize(stream), cudaErrorLaunchFailure);
+  EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+}
+
+TEST_F(EmulatedTensorRT, AnEngineThatGoesBeforeItsContextIsToldSo) {
+  load(std::string(kEngine));
+  engine.reset();
+  EXPECT_NE(logger.last.find("destroyed before its execution contexts"), std::string::npos) << logger.last;
+}
+
+TEST_F(EmulatedTensorRT, MessagesGoToTheNewestLiveRuntime) {
+  Logger second_logger;
+  {
+    const std::unique_ptr<nvinfer1::IRuntime> second(nvinfer1::createInferRuntime(second_logger));
+    emulated_board::send_tensorrt_message(2, "to the second");
+  }
+  emulated_board::send_tensorrt_message(1, "to the first");
+  EXPECT_EQ(second_logger.severities, std::vector{nvinfer1::ILogger::Severity::kWARNING});
+  EXPECT_EQ(second_logger.last, "to the second");
+  EXPECT_EQ(logger.last, "to the first");
+}
+
+TEST_F(EmulatedTensorRT, EveryFunctionFailsInItsOwnWayWhenPlanned) {
+  load(std::string(kEngine));
+  prepare(2, 2);
+  const std::map<std::string, std::function<bool()>> failed{
+      {"createInferRuntime", [&] { return nvinfer1::createInferRuntime(logger) == nullptr; }},
+      {"IRuntime::deserializeCudaEngine",
+       [&] { return runtime->deserializeCudaEngine(kEngine.data(), kEngine.size()) == nullptr; }},
+      {"ICudaEngine::createExecutionContext", [&] { return engine->createExecutionContext() == nullptr; }},
+      {"ICudaEngine::getNbOptimizationProfiles", [&] { return engine->getNbOptimizationProfiles() == 0; }},
+      {"ICudaEngine::getTensorShape", [&] { return engine->getTensorShape("rgb").nbDims == -1; }},
+      {"ICudaEngine::getTensorDataType",
+       [&] { return engine->getTensorDataType("dep") == static_cast<DataType>(-1); }},
+      {"ICudaEngine::getTensorIOMode", [&] { return engine->getTensorIOMode("rgb") == TensorIOMode::kNONE; }},
+      {"ICudaEngine::getProfileShape",
+       [&] { return engine->getProfileShape("rgb", 0, OptProfileSelector::kMIN).nbDims == -1; }},
+      {"ICudaEngine::getNbIOTensors", [&] { return engine->getNbIOTensors() == 0; }},
+      {"ICudaEngine::getIOTensorName", [&] { return engine->getIOTensorName(0) == nullptr; }},
+      {"IExecutionContext::setOptimizationProfileAsync",
+       [&] { return !context->setOptimizationProfileAsync(0, stream); }},
+      {"IExecutionContext::setInputShape",
+       [&] {
+         return !context->setInputShape("dep", dims({1, 1, 2, 2}));
+       }},
+      {"IExecutionContext::getTensorShape", [&] { return context->getTensorShape("rgb").nbDims == -1; }},
+      {"IExecutionContext::setTensorAddress",
+       [&] { return !context->setTensorAddress("rgb", tensors["rgb"].first); }},
+      {"IExecutionContext::enqueueV3", [&] { return !context->enqueueV3(stream); }},
+      {"IExecutionContext::~IExecutionContext", [&] { return context.reset(), true; }},
+      {"ICudaEngine::~ICudaEngine", [&] { return engine.reset(), true; }},
+      {"IRuntime::~IRuntime", [&] { return runtime.reset(), true; }},
+  };
+  // The objects are destroyed last, and in the opposite order of their creation, in which the board lists
+  // them.
+  std::vector<std::string> functions = emulated_board::all_functions();
+  const auto destructors =
+      std::stable_partition(functions.begin(), functions.end(),
+                            [](const std::string& name) { return name.find('~') == std::string::npos; });
+  std::reverse(destructors, functions.end());
+  int produced = 0;
+  for (const std::string& function : functions) {
+    if (failed.count(function) == 0) {
+      EXPECT_TRUE(function.rfind("cuda", 0) == 0 || function.rfind("ob_", 0) == 0)
+          << function << " is not covered";
+      continue;
+    }
+    emulated_board::fail_call(function, 1);
+    EXPECT_TRUE(failed.at(function)()) << function;
+    EXPECT_EQ(emulated_board::failures_produced(), ++produced) << function;
+    EXPECT_EQ(logger.last, function +
+                               ": Error Code 9: Internal Error (planned by the program through the emulated "
+                               "board's control)");
+  }
+  const emulated_board::LiveObjects live = emulated_board::live_objects();
+  EXPECT_EQ(live.runtimes + live.engines + live.contexts, 0) << "destructors destroy, whatever is planned";
+}
+
+}  // namespace

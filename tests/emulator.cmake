@@ -1,0 +1,11 @@
+# The emulated board itself: the promises on which the other tests rely.
+foreach(subject IN ITEMS camera control cuda tensorrt)
+  set(name emulated_${subject}_test)
+  add_executable(${name} ${CMAKE_CURRENT_LIST_DIR}/emulated_${subject}_test.cpp)
+  target_include_directories(${name} PRIVATE
+    ${CMAKE_CURRENT_LIST_DIR}/../emulator ${CMAKE_CURRENT_LIST_DIR}/../platform/include)
+  target_link_libraries(${name} PRIVATE
+    enhance_depth_flags emulated_board emulated_engine_description GTest::gtest_main)
+  gtest_discover_tests(${name} TEST_FILTER "-*Threads*")
+endforeach()
+gtest_discover_tests(emulated_cuda_test TEST_FILTER "*Threads*" TEST_LIST emulated_thread_tests PROPERTIES LABELS threads)
