@@ -1,0 +1,208 @@
+"""The engine: numpy arrays in, numpy views out."""
+
+from __future__ import annotations
+
+import ctypes
+import os
+import weakref
+from types import TracebackType
+from typing import TYPE_CHECKING, Any, Literal, NamedTuple, Optional
+
+import numpy as np
+
+from ._library import Input, Library, Output, PathLike, load_library
+
+if TYPE_CHECKING:
+    import numpy.typing as npt
+
+    DepthImage = npt.NDArray[np.uint16]
+    ColorImage = npt.NDArray[np.uint8]
+    ConfidenceMap = npt.NDArray[np.float32]
+
+Layout = Literal["planar", "interleaved"]
+
+_SIZE_AFTER_CREATE = (640, 480)
+_LARGEST_IMAGE = 2**31 - 1
+
+
+class RefinedFrame(NamedTuple):
+    """What one frame became."""
+
+    depth: "DepthImage"
+    """(H, W), refined depth in the unit of the input."""
+    confidence: "Optional[ConfidenceMap]"
+    """(H, W), or None when the engine has no confidence output."""
+
+    def copy(self) -> "RefinedFrame":
+        """The same with arrays of one's own, which no later call changes."""
+        return RefinedFrame(self.depth.copy(), None if self.confidence is None else self.confidence.copy())
+
+
+def to_planar(rgb: "ColorImage") -> "ColorImage":
+    """(H, W, 3), as image readers deliver it, to (3, H, W), contiguous."""
+    return np.ascontiguousarray(np.moveaxis(rgb, -1, 0))
+
+
+def to_interleaved(rgb: "ColorImage") -> "ColorImage":
+    """(3, H, W) to (H, W, 3), contiguous."""
+    return np.ascontiguousarray(np.moveaxis(rgb, 0, -1))
+
+
+class _Handle:
+    """Owns a C handle. Every borrowed image refers to it, so that its memory outlives the last of them."""
+
+    def __init__(self, library: Library, engine_path: bytes) -> None:
+        self.library = library
+        self.pointer = ctypes.c_void_p(library.call("enhance_depth_create", engine_path))
+        weakref.finalize(self, library.dll.enhance_depth_destroy, self.pointer)
+
+
+class _BorrowedMemory:
+    """An image inside the library as numpy's array interface describes it, read-only."""
+
+    def __init__(self, handle: _Handle, address: int, typestr: str, shape: tuple[int, int]) -> None:
+        self._handle = handle
+        self.__array_interface__ = {"data": (address, True), "typestr": typestr, "shape": shape, "version": 3}
+
+
+class Engine:
+    """A loaded TensorRT engine, configured for one image size at a time.
+
+    One thread at a time may use an engine; different engines are independent. While a frame is processed other
+    Python threads run on.
+
+    Args:
+        path: the serialized engine.
+        size: (width, height) of the frames to come; the library's own default is 640 x 480.
+        rgb_layout: how the engine wants its colour image: "planar" if its "rgb" tensor has four extents,
+            "interleaved" if it has three.
+        library: the shared library's file; see load_library().
+
+    Raises:
+        Error: the engine cannot be loaded or does not admit the size.
+        LibraryNotFoundError: the shared library cannot be loaded.
+    """
+
+    def __init__(
+        self,
+        path: PathLike,
+        *,
+        size: tuple[int, int] = _SIZE_AFTER_CREATE,
+        rgb_layout: Layout = "planar",
+        library: PathLike | None = None,
+    ) -> None:
+        if rgb_layout not in ("planar", "interleaved"):
+            raise ValueError(f'rgb_layout is {rgb_layout!r}; it must be "planar" or "interleaved"')
+        self._library = load_library(library)
+        self._rgb_layout: Layout = rgb_layout
+        self._borrowed: list[weakref.ref[_BorrowedMemory]] = []
+        self._handle: _Handle | None = _Handle(self._library, os.fsencode(path))
+        self._size = _SIZE_AFTER_CREATE
+        if size != _SIZE_AFTER_CREATE:
+            self.reset(*size)
+
+    def __enter__(self) -> "Engine":
+        return self
+
+    def __exit__(
+        self, kind: type[BaseException] | None, value: BaseException | None, trace: TracebackType | None
+    ) -> None:
+        self.close()
+
+    def close(self) -> None:
+        """Releases the engine, at the latest when the last borrowed image is gone. May be called again."""
+        self._handle = None
+
+    @property
+    def size(self) -> tuple[int, int]:
+        """(width, height) of the frames that process() takes."""
+        return self._size
+
+    def reset(self, width: int, height: int) -> None:
+        """Configures another image size.
+
+        Raises:
+            BufferError: an image of the old size is still in use; drop it or keep a copy.
+            Error: the engine does not admit the size, or the board is out of something; process() then fails
+                until a reset succeeds.
+        """
+        if any(reference() is not None for reference in self._borrowed):
+            raise BufferError("an image borrowed from this engine is in use; drop it, or keep a copy, before reset()")
+        self._size = (width, height)
+        self._library.call("enhance_depth_reset", self._pointer(), width, height)
+
+    def process(self, rgb: "ColorImage", depth: "DepthImage", *, copy: bool = False) -> RefinedFrame:
+        """Refines one frame and waits for the result.
+
+        Args:
+            rgb: uint8, (H, W, 3) or (3, H, W); it is brought into the engine's layout where needed.
+            depth: uint16, (H, W), 0 where the camera saw nothing.
+            copy: True for arrays of one's own. False, the default, for read-only views of the engine's memory:
+                the next process() overwrites what they show.
+
+        Raises:
+            TypeError: an array of another element type.
+            ValueError: arrays whose shapes do not fit one another.
+            Error: anything else, such as a size that the engine is not configured for.
+        """
+        height, width = _check_depth(depth)
+        colors = self._in_engine_layout(rgb, height, width)
+        depth = np.ascontiguousarray(depth)
+        frame = Input(colors.ctypes.data, colors.nbytes, depth.ctypes.data, depth.nbytes, height, width)
+        output = Output()
+        self._library.call("enhance_depth_process", self._pointer(), ctypes.byref(frame), ctypes.byref(output))
+        self._borrowed = [reference for reference in self._borrowed if reference() is not None]
+        refined = RefinedFrame(
+            self._borrow(output.pred, "=u2", (height, width)),
+            self._borrow(output.conf, "=f4", (height, width)) if output.conf else None,
+        )
+        return refined.copy() if copy else refined
+
+    @property
+    def confidence_threshold(self) -> float:
+        """The stored confidence threshold. A setting only: no output depends on it."""
+        threshold = ctypes.c_float()
+        self._library.call("enhance_depth_get_confidence_threshold", self._pointer(), ctypes.byref(threshold))
+        return threshold.value
+
+    @confidence_threshold.setter
+    def confidence_threshold(self, threshold: float) -> None:
+        self._library.call("enhance_depth_set_confidence_threshold", self._pointer(), threshold)
+
+    @property
+    def last_inference_time(self) -> float | None:
+        """Milliseconds that the network ran on the device in the last frame; None before the first frame."""
+        milliseconds: float = self._library.dll.enhance_GetLastInferenceTime(self._pointer())
+        return milliseconds if milliseconds >= 0 else None
+
+    def _pointer(self) -> ctypes.c_void_p:
+        # The library reports a null handle as an error of its own, which is what a closed engine is.
+        return ctypes.c_void_p() if self._handle is None else self._handle.pointer
+
+    def _in_engine_layout(self, rgb: "ColorImage", height: int, width: int) -> "ColorImage":
+        if rgb.dtype != np.uint8:
+            raise TypeError(f"rgb holds {rgb.dtype}; it must hold uint8")
+        if rgb.shape == (height, width, 3):
+            return np.ascontiguousarray(rgb) if self._rgb_layout == "interleaved" else to_planar(rgb)
+        if rgb.shape == (3, height, width):
+            return np.ascontiguousarray(rgb) if self._rgb_layout == "planar" else to_interleaved(rgb)
+        raise ValueError(
+            f"rgb has the shape {rgb.shape}; "
+            f"for this depth image it must be {(height, width, 3)} or {(3, height, width)}"
+        )
+
+    def _borrow(self, address: int, typestr: str, shape: tuple[int, int]) -> Any:
+        assert self._handle is not None
+        memory = _BorrowedMemory(self._handle, address, np.dtype(typestr).str, shape)
+        self._borrowed.append(weakref.ref(memory))
+        return np.asarray(memory)
+
+
+def _check_depth(depth: "DepthImage") -> tuple[int, int]:
+    if depth.dtype != np.uint16:
+        raise TypeError(f"depth holds {depth.dtype}; it must hold uint16")
+    if depth.ndim != 2 or depth.size == 0:
+        raise ValueError(f"depth has the shape {depth.shape}; it must be (height, width)")
+    if depth.size * 3 > _LARGEST_IMAGE:
+        raise ValueError(f"depth has the shape {depth.shape}; an image must stay below 2 GiB")
+    return depth.shape[0], depth.shape[1]

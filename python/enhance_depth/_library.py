@@ -1,0 +1,152 @@
+"""Finding and declaring the C library."""
+
+from __future__ import annotations
+
+import ctypes
+import functools
+import os
+from typing import Callable, Union
+
+from ._errors import LibraryNotFoundError, make_error
+
+PathLike = Union[str, "os.PathLike[str]"]
+
+_SONAME = "libenhance_depth.so.0"
+_ENVIRONMENT = "ENHANCE_DEPTH_LIBRARY"
+_TEXT_SIZE = 256
+
+
+class ErrorRecord(ctypes.Structure):
+    """enhance_error"""
+
+    _fields_ = [
+        ("status", ctypes.c_int32),
+        ("error_code", ctypes.c_int32),
+        ("message", ctypes.c_char * _TEXT_SIZE),
+        ("function", ctypes.c_char * _TEXT_SIZE),
+        ("args", ctypes.c_char * _TEXT_SIZE),
+        ("line", ctypes.c_int32),
+        ("exception_type", ctypes.c_int32),
+    ]
+
+
+class Input(ctypes.Structure):
+    """enhance_depth_input"""
+
+    _fields_ = [
+        ("rgb", ctypes.c_void_p),
+        ("rgb_stride", ctypes.c_int32),
+        ("depth", ctypes.c_void_p),
+        ("depth_stride", ctypes.c_int32),
+        ("height", ctypes.c_int32),
+        ("width", ctypes.c_int32),
+    ]
+
+
+class Output(ctypes.Structure):
+    """enhance_depth_output"""
+
+    _fields_ = [
+        ("pred", ctypes.c_void_p),
+        ("pred_stride", ctypes.c_int32),
+        ("conf", ctypes.c_void_p),
+        ("conf_stride", ctypes.c_int32),
+    ]
+
+
+_RECORD_PLACE = ctypes.POINTER(ctypes.POINTER(ErrorRecord))
+_HANDLE = ctypes.c_void_p
+
+# name: (result, arguments)
+_FUNCTIONS = {
+    "enhance_delete_error": (None, [ctypes.POINTER(ErrorRecord)]),
+    "enhance_depth_get_last_error": (ctypes.c_char_p, [_HANDLE]),
+    "enhance_depth_create": (_HANDLE, [ctypes.c_char_p, _RECORD_PLACE]),
+    "enhance_depth_reset": (ctypes.c_int, [_HANDLE, ctypes.c_int, ctypes.c_int, _RECORD_PLACE]),
+    "enhance_depth_destroy": (None, [_HANDLE]),
+    "enhance_depth_process": (
+        ctypes.c_int,
+        [_HANDLE, ctypes.POINTER(Input), ctypes.POINTER(Output), _RECORD_PLACE],
+    ),
+    "enhance_depth_set_confidence_threshold": (ctypes.c_int, [_HANDLE, ctypes.c_float, _RECORD_PLACE]),
+    "enhance_depth_get_confidence_threshold": (
+        ctypes.c_int,
+        [_HANDLE, ctypes.POINTER(ctypes.c_float), _RECORD_PLACE],
+    ),
+    "enhance_depth_get_version": (ctypes.c_char_p, []),
+    "enhance_GetLastInferenceTime": (ctypes.c_float, [_HANDLE]),
+}
+
+
+class Library:
+    """The loaded library with its functions declared."""
+
+    def __init__(self, name: str) -> None:
+        self.dll = ctypes.CDLL(name)
+        for function, (result, arguments) in _FUNCTIONS.items():
+            entry = getattr(self.dll, function)
+            entry.restype = result
+            entry.argtypes = arguments
+
+    def call(self, name: str, *arguments: object) -> int:
+        """Calls a function whose last parameter is the place for an error record; raises Error if it fails.
+
+        A call whose first argument is a handle keeps the failure on it, any other on the thread.
+        """
+        record = ctypes.POINTER(ErrorRecord)()
+        function: Callable[..., int] = getattr(self.dll, name)
+        result = function(*arguments, ctypes.byref(record))
+        if result:
+            return result
+        if not record:  # memory was too short for a record
+            handle = arguments[0] if isinstance(arguments[0], _HANDLE) else None
+            raise make_error(34, _text(self.dll.enhance_depth_get_last_error(handle)), name, exception_type=6)
+        try:
+            fields = record.contents
+            raise make_error(
+                fields.error_code,
+                _text(fields.message),
+                _text(fields.function),
+                _text(fields.args),
+                fields.line,
+                fields.exception_type,
+            )
+        finally:
+            self.dll.enhance_delete_error(record)
+
+
+def _text(value: bytes) -> str:
+    # A long text may have been cut within a character.
+    return value.decode("utf-8", errors="replace")
+
+
+@functools.lru_cache(maxsize=None)
+def _load(name: str, origin: str) -> Library:
+    try:
+        return Library(name)
+    except OSError as error:
+        raise LibraryNotFoundError(
+            f"cannot load {name} ({origin}): {error}. Install the library and the board's runtime libraries where "
+            f"the dynamic linker finds them, or name the file in the environment variable {_ENVIRONMENT}."
+        ) from error
+    except AttributeError as error:
+        raise LibraryNotFoundError(f"{name} ({origin}) is not the enhance_depth library: {error}") from error
+
+
+def load_library(path: PathLike | None = None) -> Library:
+    """Loads the library once: from `path`, else from the file that ENHANCE_DEPTH_LIBRARY names, else by its name.
+
+    Raises:
+        LibraryNotFoundError: it, or a library that it needs, cannot be loaded.
+    """
+    if path is not None:
+        return _load(os.fspath(path), "given explicitly")
+    named = os.environ.get(_ENVIRONMENT)
+    if named:
+        return _load(named, f"from {_ENVIRONMENT}")
+    return _load(_SONAME, "from the dynamic linker's folders")
+
+
+def version(library: PathLike | None = None) -> str:
+    """The loaded library's version and build time."""
+    return _text(load_library(library).dll.enhance_depth_get_version())

@@ -1,0 +1,120 @@
+"""Failures: which exception, with which fields."""
+
+from __future__ import annotations
+
+import pathlib
+import pickle
+import re
+
+import numpy as np
+import pytest
+
+import enhance_depth
+from enhance_depth import Engine, ErrorCode
+
+from conftest import MakeEngine
+
+RGB = np.zeros((480, 640, 3), np.uint8)
+DEPTH = np.zeros((480, 640), np.uint16)
+
+
+def test_a_missing_engine_file_says_which_and_why() -> None:
+    with pytest.raises(enhance_depth.ArgumentError) as caught:
+        Engine("no/such.engine")
+    error = caught.value
+    assert isinstance(error, ValueError)
+    assert error.code is ErrorCode.INVALID_ARGUMENT
+    assert error.function == "enhance_depth_create"
+    assert error.arguments == "no/such.engine"
+    assert error.exception_type == 2
+    assert error.line > 0
+    assert "No such file" in error.message and "no/such.engine" in str(error)
+
+
+def test_a_file_that_is_no_engine_is_refused_by_tensorrt(tmp_path: pathlib.Path) -> None:
+    path = tmp_path / "noise.engine"
+    path.write_bytes(bytes(range(256)))
+    with pytest.raises(enhance_depth.TensorRTError) as caught:
+        Engine(path)
+    assert caught.value.code is ErrorCode.ENGINE_DESERIALIZE_FAILED
+
+
+def test_a_fault_while_the_network_runs_is_a_cuda_error(make_engine: MakeEngine) -> None:
+    with pytest.raises((enhance_depth.CudaError, enhance_depth.TensorRTError)):
+        Engine(make_engine("fail"))
+
+
+def test_a_frame_of_another_size_leaves_the_engine_usable(make_engine: MakeEngine) -> None:
+    with Engine(make_engine()) as engine:
+        with pytest.raises(enhance_depth.ArgumentError) as caught:
+            engine.process(RGB[:100], DEPTH[:100])
+        assert caught.value.code is ErrorCode.RESOLUTION_MISMATCH
+        assert caught.value.arguments == "height/width"
+        engine.process(RGB, DEPTH)
+
+
+def test_a_refused_reset_leaves_the_engine_waiting_for_another(make_engine: MakeEngine) -> None:
+    with Engine(make_engine()) as engine:
+        with pytest.raises(enhance_depth.TensorRTError) as caught:
+            engine.reset(4000, 3000)
+        assert caught.value.code is ErrorCode.NO_COMPATIBLE_PROFILE
+        assert caught.value.arguments == "allocate"
+        with pytest.raises(enhance_depth.StateError):
+            engine.process(np.zeros((3000, 4000, 3), np.uint8), np.zeros((3000, 4000), np.uint16))
+        engine.reset(640, 480)
+        engine.process(RGB, DEPTH)
+
+
+def test_a_closed_engine_says_so(make_engine: MakeEngine) -> None:
+    engine = Engine(make_engine())
+    engine.close()
+    engine.close()
+    with pytest.raises(enhance_depth.StateError) as caught:
+        engine.process(RGB, DEPTH)
+    assert caught.value.code is ErrorCode.NULL_HANDLE
+    assert engine.last_inference_time is None
+
+
+@pytest.mark.parametrize(
+    ("rgb", "depth", "exception", "text"),
+    [
+        (RGB.astype(np.float32), DEPTH, TypeError, "rgb holds float32"),
+        (RGB, DEPTH.astype(np.int16), TypeError, "depth holds int16"),
+        (RGB[:, :, :2], DEPTH, ValueError, r"rgb has the shape \(480, 640, 2\)"),
+        (RGB[:100], DEPTH, ValueError, r"rgb has the shape \(100, 640, 3\)"),
+        (RGB, DEPTH[0], ValueError, r"depth has the shape \(640,\)"),
+        (RGB[:0], DEPTH[:0], ValueError, r"depth has the shape \(0, 640\)"),
+    ],
+)
+def test_arrays_that_do_not_fit_are_refused(
+    make_engine: MakeEngine, rgb: np.ndarray, depth: np.ndarray, exception: type[Exception], text: str
+) -> None:
+    with Engine(make_engine()) as engine, pytest.raises(exception, match=text):
+        engine.process(rgb, depth)
+
+
+def test_an_unknown_layout_is_refused(make_engine: MakeEngine) -> None:
+    with pytest.raises(ValueError, match="rgb_layout"):
+        Engine(make_engine(), rgb_layout="bgr")  # type: ignore[arg-type]
+
+
+def test_a_missing_library_says_what_to_do(monkeypatch: pytest.MonkeyPatch) -> None:
+    with pytest.raises(enhance_depth.LibraryNotFoundError, match="ENHANCE_DEPTH_LIBRARY"):
+        enhance_depth.load_library("no/such/library.so")
+    monkeypatch.setenv("ENHANCE_DEPTH_LIBRARY", "other/library.so")
+    with pytest.raises(enhance_depth.LibraryNotFoundError, match="other/library.so .from ENHANCE_DEPTH_LIBRARY"):
+        enhance_depth.load_library()
+    with pytest.raises(enhance_depth.LibraryNotFoundError, match="is not the enhance_depth library"):
+        enhance_depth.load_library("libc.so.6")
+
+
+def test_the_codes_are_those_of_the_header() -> None:
+    header = (pathlib.Path(__file__).parents[2] / "include" / "enhance_depth.h").read_text()
+    codes = {name: int(code) for name, code in re.findall(r"ENHANCE_DEPTH_(?:ERROR_)?([A-Z_]+) = (\d+)", header)}
+    assert codes == {code.name: code.value for code in ErrorCode}
+
+
+def test_errors_can_be_sent_between_processes() -> None:
+    error = enhance_depth.CudaError(21, "no memory", "enhance_depth_reset", "allocate", 1042, 8)
+    again = pickle.loads(pickle.dumps(error))
+    assert (type(again), vars(again)) == (type(error), vars(error))
