@@ -1,0 +1,250 @@
+// From a resolution to a bound execution context: profile, shapes, buffers.
+#include <string>
+#include <vector>
+
+#include "engine/trt_engine_wrapper.h"
+#include "support/board_test.h"
+
+namespace enhance_depth {
+namespace {
+
+using test_support::ErrorPlace;
+using test_support::Handle;
+using test_support::planar_profile;
+using test_support::Record;
+using test_support::TestEngine;
+
+class ProfileSelection : public test_support::BoardTest {};
+
+TEST_F(ProfileSelection, TakesTheFirstProfileThatAdmitsBothInputsBoundsIncluded) {
+  const Handle handle = create();
+  const struct {
+    int width;
+    int height;
+    int profile;
+  } kCases[] = {{16, 16, 0}, {640, 480, 0}, {641, 480, 1}, {640, 481, 1}, {1280, 960, 1}};
+  for (const auto& size : kCases) {
+    emulated_board::reset();
+    emulated_board::record_calls(true);
+    emulated_board::capture_log(true);
+    ASSERT_EQ(enhance_depth_reset(handle.get(), size.width, size.height, nullptr), 1);
+    const std::string rgb = "(1, 3, " + std::to_string(size.height) + ", " + std::to_string(size.width) + ")";
+    const std::string plane =
+        "(1, 1, " + std::to_string(size.height) + ", " + std::to_string(size.width) + ")";
+    const std::string profile = std::to_string(size.profile);
+    EXPECT_EQ(logged(1),
+              (std::vector<std::string>{"Selected TensorRT optimization profile " + profile +
+                                            " for rgb=" + rgb + ", depth=" + plane,
+                                        "Configured dynamic TensorRT profile=" + profile + ", rgb=" + rgb +
+                                            ", depth=" + plane + ", pred=" + plane + ", conf=" + plane}));
+    // The bounds of both inputs in each profile up to the one taken, and nothing else.
+    EXPECT_EQ(emulated_board::calls("ICudaEngine::getProfileShape"), 4 * (size.profile + 1));
+  }
+}
+
+TEST_F(ProfileSelection, GivesBothReasonsOfEveryProfileWhenNoneFits) {
+  TestEngine engine;
+  engine.profiles = {planar_profile(480, 640), planar_profile(720, 1280)};
+  engine.profiles[1].dep = {{1, 1, 16, 16}, {1, 1, 1000, 2000}};
+  const Handle handle = create(engine);
+  ErrorPlace error;
+  EXPECT_EQ(enhance_depth_reset(handle.get(), 1280, 800, error), 0);
+  const std::string message =
+      "No TensorRT optimization profile supports requested shapes. rgb=(1, 3, 800, 1280), depth=(1, 1, 800, "
+      "1280). "
+      "Rejected profiles: profile 0: rgb outside range. actual=(1, 3, 800, 1280), min=(1, 3, 16, 16), "
+      "max=(1, 3, 480, 640), depth outside range. actual=(1, 1, 800, 1280), min=(1, 1, 16, 16), "
+      "max=(1, 1, 480, 640); profile 1: rgb outside range. actual=(1, 3, 800, 1280), min=(1, 3, 16, 16), "
+      "max=(1, 3, 720, 1280), depth ok; ";
+  EXPECT_EQ(error.read(), (Record{26, message.substr(0, 255), "enhance_depth_reset", "allocate"}));
+  EXPECT_EQ(enhance_depth_get_last_error(handle.get()), message);
+  EXPECT_EQ(logged(3), std::vector<std::string>{message});
+
+  EXPECT_EQ(enhance_depth_reset(handle.get(), 15, 480, nullptr), 0);
+  EXPECT_NE(std::string(enhance_depth_get_last_error(handle.get()))
+                .find("profile 0: rgb outside range. actual=(1, 3, "
+                      "480, 15), min=(1, 3, 16, 16)"),
+            std::string::npos);
+}
+
+TEST_F(ProfileSelection, ToldByRankAndWithoutAnyProfile) {
+  const std::string start =
+      "No TensorRT optimization profile supports requested shapes. rgb=(1, 3, 480, 640), depth=(1, 1, 480, "
+      "640). "
+      "Rejected profiles: ";
+  TestEngine none;
+  none.profiles.clear();
+  TestEngine other_rank;
+  other_rank.profiles = {planar_profile(480, 640)};
+  other_rank.profiles[0].dep = {{1, 1}, {480, 640}};
+  const std::pair<TestEngine, std::string> kCases[] = {
+      {none, start},
+      {other_rank,
+       start + "profile 0: rgb ok, depth rank mismatch. actual=(1, 1, 480, 640), min=(1, 1), max=(480, "
+               "640); "}};
+  for (const auto& [engine, message] : kCases) {
+    EXPECT_EQ(enhance_depth_create(write_engine(engine).c_str(), nullptr), nullptr);
+    EXPECT_EQ(enhance_depth_get_last_error(nullptr), message);
+  }
+}
+
+TEST_F(ProfileSelection, LeavesTheReasonAloneUnlessItRejects) {
+  TrtEngineWrapper wrapper;
+  ASSERT_TRUE(wrapper.init(write_engine({}).c_str()));
+  std::string reason = "as it was";
+  EXPECT_TRUE(wrapper.dims_in_profile("rgb", 0, {4, {1, 3, 480, 640}}, &reason));
+  EXPECT_EQ(reason, "as it was");
+  EXPECT_FALSE(wrapper.dims_in_profile("rgb", 0, {4, {1, 3, 481, 640}}, nullptr));
+  EXPECT_FALSE(wrapper.dims_in_profile("rgb", 0, {3, {1, 3, 480}}, nullptr));
+  EXPECT_FALSE(wrapper.dims_in_profile("rgb", 0, {3, {1, 3, 480}}, &reason));
+  EXPECT_EQ(reason, "rank mismatch. actual=(1, 3, 480), min=(1, 3, 16, 16), max=(1, 3, 480, 640)");
+}
+
+class Allocate : public test_support::BoardTest {};
+
+TEST_F(Allocate, RefusesASizeThatIsNotPositiveBeforeItTouchesAnything) {
+  TrtEngineWrapper wrapper;
+  ASSERT_TRUE(wrapper.init(write_engine({}).c_str()));
+  const auto live = emulated_board::live_objects();
+  const std::pair<int, int> kSizes[] = {{0, 480}, {-1, 480},   {0, 0},
+                                        {640, 0}, {640, -480}, {INT32_MIN, INT32_MIN}};
+  for (const auto& [width, height] : kSizes) {
+    wrapper.clear_error();
+    wrapper.input_width = width;
+    wrapper.input_height = height;
+    EXPECT_FALSE(wrapper.allocate());
+    EXPECT_EQ(wrapper.last_error_code(), 1);
+    EXPECT_EQ(wrapper.last_error_message(),
+              "Invalid dynamic input shape. Width and height must be positive.");
+    EXPECT_TRUE(wrapper.buffers_ready);
+    EXPECT_NE(wrapper.stream, nullptr);
+    EXPECT_EQ(emulated_board::live_objects(), live);
+  }
+}
+
+TEST_F(Allocate, ConfiguresEachLayoutOfTheColourTensor) {
+  const struct {
+    TestEngine engine;
+    const char* log;
+    int outputs;
+  } kCases[] = {
+      {{},
+       "Configured dynamic TensorRT profile=0, rgb=(1, 3, 48, 64), depth=(1, 1, 48, 64), pred=(1, 1, 48, "
+       "64), "
+       "conf=(1, 1, 48, 64)",
+       2},
+      {test_support::three_tensor_engine(),
+       "Configured dynamic TensorRT profile=0, rgb=(1, 3, 48, 64), depth=(1, 1, 48, 64), pred=(1, 1, 48, "
+       "64), "
+       "conf=<none>",
+       1},
+      {test_support::interleaved_engine(),
+       "Configured dynamic TensorRT profile=0, rgb=(48, 64, 3), depth=(1, 1, 48, 64), pred=(1, 1, 48, 64), "
+       "conf=(1, 1, 48, 64)",
+       2}};
+  for (const auto& example : kCases) {
+    const Handle handle = create(example.engine);
+    EXPECT_EQ(emulated_board::live_objects(), test_support::configured(640, 480, example.outputs));
+    emulated_board::capture_log(true);
+    ASSERT_EQ(enhance_depth_reset(handle.get(), 64, 48, nullptr), 1);
+    EXPECT_EQ(emulated_board::live_objects(), test_support::configured(64, 48, example.outputs));
+    EXPECT_EQ(logged(1).back(), example.log);
+    EXPECT_EQ(emulated_board::captured_log().back().function, "allocate");
+  }
+}
+
+// Everything that a layout can have wrong with it once the names and types are right.
+TEST_F(Allocate, RefusesEnginesWhoseShapesDoNotFit) {
+  TestEngine rank2;
+  rank2.tensors[0].shape = {-1, -1};
+  TestEngine rank5;
+  rank5.tensors[0].shape = {1, 1, 3, -1, -1};
+  TestEngine dynamic_pred;
+  dynamic_pred.tensors[2].shape = {-1, 1, -1, -1};
+  TestEngine empty_conf;
+  empty_conf.tensors[3].shape = {1, 0, -1, -1};
+  TestEngine scalar_pred;
+  scalar_pred.tensors[2].shape = {};
+  TestEngine fixed_rgb;
+  fixed_rgb.tensors[0].shape = {1, 3, 100, 100};
+  TestEngine fixed_dep;
+  fixed_dep.tensors[1].shape = {1, 1, 100, 100};
+  const struct {
+    TestEngine engine;
+    int code;
+    const char* message;
+  } kCases[] = {
+      {rank2, 32, "Unexpected rgb tensor rank: (-1, -1)"},
+      {rank5, 32, "Unexpected rgb tensor rank: (1, 1, 3, -1, -1)"},
+      {dynamic_pred, 32, "Tensor shape is not fully specified for pred: (-1, 1, 480, 640)"},
+      {empty_conf, 32, "Tensor shape is not fully specified for confidence_output: (1, 0, 480, 640)"},
+      {scalar_pred, 32, "Tensor shape is not fully specified for pred: ()"},
+      {fixed_rgb, 28, "Failed to set rgb input shape to (1, 3, 480, 640)"},
+      {fixed_dep, 28, "Failed to set depth input shape to (1, 1, 480, 640)"},
+  };
+  for (const auto& example : kCases) {
+    const std::string path = write_engine(example.engine);
+    ErrorPlace error;
+    EXPECT_EQ(enhance_depth_create(path.c_str(), error), nullptr);
+    EXPECT_EQ(error.read(), (Record{example.code, example.message, "enhance_depth_create", path}));
+    EXPECT_EQ(emulated_board::live_objects(), emulated_board::LiveObjects{});
+  }
+}
+
+TEST_F(Allocate, FreesTheFirstSizeBeforeItMakesTheSecond) {
+  const Handle handle = create();
+  emulated_board::record_calls(true);
+  ASSERT_EQ(enhance_depth_reset(handle.get(), 64, 48, nullptr), 1);
+  EXPECT_EQ(test_support::recorded_board_calls(),
+            (std::vector<std::string>{"cudaStreamDestroy: stream 1",
+                                      "cudaFree: 921600 bytes",
+                                      "cudaFree: 1228800 bytes",
+                                      "cudaFree: 1228800 bytes",
+                                      "cudaFree: 1228800 bytes",
+                                      "cudaStreamCreate",
+                                      "ICudaEngine::getTensorShape: rgb",
+                                      "ICudaEngine::getNbOptimizationProfiles",
+                                      "ICudaEngine::getProfileShape: rgb, profile 0, min",
+                                      "ICudaEngine::getProfileShape: rgb, profile 0, max",
+                                      "ICudaEngine::getProfileShape: dep, profile 0, min",
+                                      "ICudaEngine::getProfileShape: dep, profile 0, max",
+                                      "IExecutionContext::setOptimizationProfileAsync: profile 0, stream 2",
+                                      "IExecutionContext::setInputShape: rgb (1, 3, 48, 64)",
+                                      "IExecutionContext::setInputShape: dep (1, 1, 48, 64)",
+                                      "IExecutionContext::getTensorShape: rgb",
+                                      "IExecutionContext::getTensorShape: dep",
+                                      "IExecutionContext::getTensorShape: pred",
+                                      "IExecutionContext::getTensorShape: confidence_output",
+                                      "cudaMalloc: 9216 bytes",
+                                      "cudaMalloc: 12288 bytes",
+                                      "cudaMalloc: 12288 bytes",
+                                      "cudaMalloc: 12288 bytes",
+                                      "IExecutionContext::setTensorAddress: rgb, an address",
+                                      "IExecutionContext::setTensorAddress: dep, an address",
+                                      "IExecutionContext::setTensorAddress: pred, an address",
+                                      "IExecutionContext::setTensorAddress: confidence_output, an address",
+                                      "cudaMemset: value 0, 9216 bytes",
+                                      "cudaMemset: value 0, 12288 bytes",
+                                      "cudaMemset: value 0, 12288 bytes",
+                                      "cudaMemset: value 0, 12288 bytes",
+                                      "IExecutionContext::enqueueV3: stream 2",
+                                      "IExecutionContext::enqueueV3: stream 2",
+                                      "cudaStreamSynchronize: stream 2"}));
+}
+
+TEST_F(Allocate, ConcreteShapesHaveOnlyPositiveExtents) {
+  TrtEngineWrapper wrapper;
+  EXPECT_TRUE(wrapper.validate_concrete_tensor_shape("any", {1, {1}}));
+  EXPECT_TRUE(wrapper.validate_concrete_tensor_shape("any", {2, {7, 9, 0, -1}}));
+  const std::pair<nvinfer1::Dims64, const char*> kCases[] = {
+      {{0, {}}, "()"}, {{-1, {}}, "()"}, {{2, {4, -1}}, "(4, -1)"}, {{3, {4, 0, 4}}, "(4, 0, 4)"}};
+  for (const auto& [dims, text] : kCases) {
+    EXPECT_FALSE(wrapper.validate_concrete_tensor_shape("any", dims));
+    EXPECT_EQ(wrapper.last_error_code(), 32);
+    EXPECT_EQ(wrapper.last_error_message(),
+              std::string("Tensor shape is not fully specified for any: ") + text);
+  }
+}
+
+}  // namespace
+}  // namespace enhance_depth

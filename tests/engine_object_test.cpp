@@ -1,0 +1,240 @@
+// The engine object: its defaults, its release, and the tensors that it demands of an engine.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "engine/trt_engine_wrapper.h"
+#include "support/board_test.h"
+
+namespace enhance_depth {
+namespace {
+
+using test_support::conf_tensor;
+using test_support::dep_tensor;
+using test_support::Handle;
+using test_support::pred_tensor;
+using test_support::rgb_tensor;
+using test_support::TestTensor;
+
+class EngineObject : public test_support::BoardTest {};
+
+void expect_released_defaults(const TrtEngineWrapper& wrapper) {
+  EXPECT_EQ(wrapper.runtime, nullptr);
+  EXPECT_EQ(wrapper.engine, nullptr);
+  EXPECT_EQ(wrapper.context, nullptr);
+  EXPECT_FALSE(wrapper.initialized);
+  EXPECT_FALSE(wrapper.has_confidence_output);
+  EXPECT_FALSE(wrapper.buffers_ready);
+  EXPECT_EQ(wrapper.profile_index, 0);
+  EXPECT_EQ(wrapper.stream, nullptr);
+  for (const void* buffer : {wrapper.d_rgb, wrapper.d_depth, wrapper.d_pred, wrapper.d_conf}) {
+    EXPECT_EQ(buffer, nullptr);
+  }
+  EXPECT_TRUE(wrapper.h_rgb.empty() && wrapper.h_depth.empty() && wrapper.h_pred.empty() &&
+              wrapper.h_conf.empty());
+  EXPECT_EQ(wrapper.last_error_code(), ENHANCE_DEPTH_OK);
+  EXPECT_EQ(wrapper.last_error_message(), "OK");
+  EXPECT_EQ(wrapper.error_detail, "");
+  EXPECT_EQ(wrapper.last_inference_time(), -1.0F);
+  EXPECT_EQ(wrapper.engine_data, nullptr);
+  EXPECT_EQ(wrapper.engine_size, 0U);
+}
+
+TEST_F(EngineObject, StartsWithItsDefaults) {
+  const TrtEngineWrapper wrapper;
+  expect_released_defaults(wrapper);
+  EXPECT_STREQ(wrapper.rgb_tensor_name, "rgb");
+  EXPECT_STREQ(wrapper.depth_tensor_name, "dep");
+  EXPECT_STREQ(wrapper.pred_tensor_name, "pred");
+  EXPECT_STREQ(wrapper.conf_tensor_name, "confidence_output");
+  const std::vector<std::int32_t> numbers{wrapper.batch_size,     wrapper.rgb_channels,
+                                          wrapper.depth_channels, wrapper.input_height,
+                                          wrapper.input_width,    wrapper.warmup_iterations};
+  EXPECT_EQ(numbers, (std::vector<std::int32_t>{1, 3, 1, 480, 640, 2}));
+  EXPECT_TRUE(std::equal(std::begin(wrapper.rgb_mean), std::end(wrapper.rgb_mean),
+                         std::begin({0.485F, 0.456F, 0.406F})));
+  EXPECT_TRUE(std::equal(std::begin(wrapper.rgb_std), std::end(wrapper.rgb_std),
+                         std::begin({0.229F, 0.224F, 0.225F})));
+  EXPECT_EQ(wrapper.depth_scale, 10.0F);
+  EXPECT_EQ(wrapper.confidence_threshold, 0.95F);
+  EXPECT_TRUE(wrapper.depth_f32.empty() && wrapper.pred_u16.empty());
+  for (const auto& dims : {wrapper.rgb_dims, wrapper.depth_dims, wrapper.pred_dims, wrapper.conf_dims}) {
+    EXPECT_EQ(dims.nbDims, 0);
+  }
+  EXPECT_EQ(emulated_board::live_objects().events, 2) << "and nothing else is made";
+}
+
+TEST_F(EngineObject, ReturnsToItsDefaultsWhenReleasedAsOftenAsOneLikes) {
+  TrtEngineWrapper wrapper;
+  wrapper.deinit();
+  expect_released_defaults(wrapper);
+  ASSERT_TRUE(wrapper.init(write_engine({}).c_str()));
+  const test_support::Frame frame(640, 480);
+  wrapper.depth_f32.assign(frame.depth.begin(), frame.depth.end());
+  std::uint16_t* pred = nullptr;
+  float* conf = nullptr;
+  ASSERT_TRUE(wrapper.infer(frame.rgb.data(), wrapper.depth_f32.data(), &pred, &conf, 480, 640));
+  wrapper.confidence_threshold = 0.25F;
+  wrapper.fail(ENHANCE_DEPTH_ERROR_SYNC_FAILED, "a failure");
+  for (int times = 0; times < 2; ++times) {
+    wrapper.deinit();
+    expect_released_defaults(wrapper);
+    EXPECT_EQ(wrapper.confidence_threshold, 0.25F);
+    EXPECT_EQ(wrapper.pred_u16.size(), 640U * 480U) << "kept until destruction";
+    EXPECT_EQ(wrapper.depth_f32.size(), 640U * 480U);
+  }
+}
+
+TEST_F(EngineObject, ReleasesBuffersBeforeTensorRtObjectsAndTheRuntimeLast) {
+  Handle handle = create(test_support::small_output_engine());
+  ASSERT_EQ(enhance_depth_reset(handle.get(), 64, 48, nullptr), 1);
+  emulated_board::record_calls(true);
+  handle.reset();
+  EXPECT_EQ(test_support::recorded_board_calls(),
+            (std::vector<std::string>{"cudaStreamDestroy: stream 2", "cudaFree: 9216 bytes",
+                                      "cudaFree: 12288 bytes", "cudaFree: 252 bytes", "cudaFree: 60 bytes",
+                                      "IExecutionContext::~IExecutionContext", "ICudaEngine::~ICudaEngine",
+                                      "IRuntime::~IRuntime", "cudaEventDestroy: event 1",
+                                      "cudaEventDestroy: event 2"}));
+}
+
+TEST_F(EngineObject, KeepsTheErrorOfAFailureWhileItReleases) {
+  TrtEngineWrapper wrapper;
+  wrapper.error_detail = "a text that lives where it is copied to";
+  EXPECT_FALSE(wrapper.fail(ENHANCE_DEPTH_ERROR_MEMCPY_FAILED, wrapper.error_detail));
+  wrapper.delete_buffer(false);
+  EXPECT_EQ(wrapper.last_error_code(), ENHANCE_DEPTH_ERROR_MEMCPY_FAILED);
+  EXPECT_EQ(wrapper.last_error_message(), "a text that lives where it is copied to");
+  EXPECT_EQ(wrapper.error_detail, wrapper.last_error_message());
+  EXPECT_FALSE(wrapper.set_error(ENHANCE_DEPTH_ERROR_SYNC_FAILED, wrapper.last_error_message()));
+  EXPECT_EQ(wrapper.last_error_message(), "a text that lives where it is copied to");
+  EXPECT_EQ(logged(3), (std::vector<std::string>(2, wrapper.last_error_message())));
+  wrapper.delete_buffer(true);
+  EXPECT_EQ(wrapper.last_error_code(), ENHANCE_DEPTH_OK);
+  EXPECT_EQ(wrapper.last_error_message(), "OK");
+  EXPECT_EQ(wrapper.error_detail, "");
+}
+
+class IoContract : public test_support::BoardTest {};
+
+TEST_F(IoContract, AcceptsThreeOrFourTensorsInAnyOrder) {
+  const TestTensor extra{"extra", "output", "half", {1}};
+  const struct {
+    std::vector<TestTensor> tensors;
+    bool confidence;
+  } kCases[] = {{{rgb_tensor(), dep_tensor(), pred_tensor()}, false},
+                {{rgb_tensor(), dep_tensor(), pred_tensor(), conf_tensor()}, true},
+                {{conf_tensor(), pred_tensor(), dep_tensor(), rgb_tensor()}, true},
+                {{rgb_tensor(), dep_tensor(), extra, pred_tensor()}, false}};
+  for (const auto& example : kCases) {
+    test_support::TestEngine engine;
+    engine.tensors = example.tensors;
+    TrtEngineWrapper wrapper;
+    // With a tensor that nobody binds the warm-up cannot run, but the contract is met.
+    const bool usable = wrapper.init(write_engine(engine).c_str());
+    EXPECT_TRUE(usable || wrapper.last_error_message() == "TensorRT warmup enqueueV3 failed.")
+        << wrapper.last_error_message();
+    EXPECT_EQ(wrapper.has_confidence_output, example.confidence);
+  }
+}
+
+TEST_F(IoContract, RefusesEveryOtherEngineAndSaysWhy) {
+  TestTensor float_rgb = rgb_tensor();
+  float_rgb.type = "float";
+  TestTensor output_rgb = rgb_tensor();
+  output_rgb.direction = "output";
+  TestTensor half_dep = dep_tensor();
+  half_dep.type = "half";
+  TestTensor input_pred = pred_tensor();
+  input_pred.direction = "input";
+  input_pred.type = "int8";
+  TestTensor int64_pred = pred_tensor();
+  int64_pred.type = "int64";
+  TestTensor input_conf = conf_tensor();
+  input_conf.direction = "input";
+  TestTensor int4_conf = conf_tensor();
+  int4_conf.type = "int4";
+  const TestTensor extra{"extra", "output", "float", {1}};
+  const TestTensor upper_case{"DEP", "input", "float", {1, 1, -1, -1}};
+  const struct {
+    std::vector<TestTensor> tensors;
+    int code;
+    const char* message;
+    int tensors_logged;
+  } kCases[] = {
+      {{}, 32, "Expected 3 or 4 IO tensors in the engine.", 0},
+      {{rgb_tensor(), dep_tensor()}, 32, "Expected 3 or 4 IO tensors in the engine.", 0},
+      {{rgb_tensor(), dep_tensor(), pred_tensor(), conf_tensor(), extra},
+       32,
+       "Expected 3 or 4 IO tensors in the engine.",
+       0},
+      {{dep_tensor(), pred_tensor(), extra}, 29, "Required tensor not found in engine: rgb", 0},
+      {{rgb_tensor(), pred_tensor(), upper_case}, 29, "Required tensor not found in engine: dep", 1},
+      {{rgb_tensor(), dep_tensor(), conf_tensor()}, 29, "Required tensor not found in engine: pred", 2},
+      {{output_rgb, dep_tensor(), pred_tensor()}, 30, "Tensor mode mismatch for rgb", 1},
+      {{rgb_tensor(), dep_tensor(), input_pred}, 30, "Tensor mode mismatch for pred", 3},
+      {{rgb_tensor(), dep_tensor(), pred_tensor(), input_conf},
+       30,
+       "Tensor mode mismatch for confidence_output",
+       4},
+      {{float_rgb, dep_tensor(), pred_tensor()},
+       31,
+       "Tensor dtype mismatch for rgb. Expected UINT8, got FLOAT",
+       1},
+      {{rgb_tensor(), half_dep, pred_tensor()},
+       31,
+       "Tensor dtype mismatch for dep. Expected FLOAT, got HALF",
+       2},
+      {{rgb_tensor(), dep_tensor(), int64_pred},
+       31,
+       "Tensor dtype mismatch for pred. Expected FLOAT, got INT64",
+       3},
+      {{rgb_tensor(), dep_tensor(), pred_tensor(), int4_conf},
+       31,
+       "Tensor dtype mismatch for confidence_output. Expected FLOAT, got UNKNOWN",
+       4},
+  };
+  for (const auto& example : kCases) {
+    emulated_board::capture_log(true);
+    test_support::TestEngine engine;
+    engine.tensors = example.tensors;
+    engine.profiles.clear();
+    const std::string path = write_engine(engine);
+    test_support::ErrorPlace error;
+    EXPECT_EQ(enhance_depth_create(path.c_str(), error), nullptr);
+    EXPECT_EQ(error.read(),
+              (test_support::Record{example.code, example.message, "enhance_depth_create", path}));
+    EXPECT_EQ(enhance_depth_get_last_error(nullptr), std::string(example.message));
+    EXPECT_EQ(logged(1).size(), static_cast<std::size_t>(example.tensors_logged)) << example.message;
+    EXPECT_EQ(logged(3), std::vector<std::string>{example.message});
+  }
+}
+
+TEST_F(IoContract, LogsEachTensorThatItLooksAt) {
+  TestTensor wrong = conf_tensor();
+  wrong.direction = "input";
+  wrong.shape = {};
+  test_support::TestEngine engine;
+  engine.tensors = {rgb_tensor(), dep_tensor(), pred_tensor(), wrong};
+  EXPECT_EQ(enhance_depth_create(write_engine(engine).c_str(), nullptr), nullptr);
+  EXPECT_EQ(logged(1),
+            (std::vector<std::string>{"TEST Tensor rgb: mode=INPUT, shape=(1, 3, -1, -1), dtype=UINT8",
+                                      "TEST Tensor dep: mode=INPUT, shape=(1, 1, -1, -1), dtype=FLOAT",
+                                      "TEST Tensor pred: mode=OUTPUT, shape=(1, 1, -1, -1), dtype=FLOAT",
+                                      "TEST Tensor confidence_output: mode=INPUT, shape=(), dtype=FLOAT"}));
+  const auto line = emulated_board::captured_log().front();
+  EXPECT_EQ(line.function, "validate_tensor_meta");
+  EXPECT_NE(line.file.find("io_contract.cpp"), std::string::npos);
+}
+
+TEST_F(IoContract, FindsNoTensorWithoutAnEngineOrAName) {
+  TrtEngineWrapper wrapper;
+  EXPECT_FALSE(wrapper.tensor_exists("rgb"));
+  ASSERT_TRUE(wrapper.init(write_engine({}).c_str()));
+  EXPECT_FALSE(wrapper.tensor_exists(nullptr));
+  EXPECT_FALSE(wrapper.tensor_exists("rg"));
+  EXPECT_TRUE(wrapper.tensor_exists("rgb"));
+}
+
+}  // namespace
+}  // namespace enhance_depth

@@ -1,0 +1,216 @@
+// Error records, the out-place, and the two stores of the last error.
+#include "api/error_record.h"
+
+#include <climits>
+#include <set>
+#include <stdexcept>
+#include <string>
+
+#include "api/boundary.h"
+#include "support/board_test.h"
+
+namespace enhance_depth {
+namespace {
+
+using test_support::ErrorPlace;
+using test_support::Handle;
+using test_support::Record;
+
+TEST(ErrorRecord, HasTheClassOfItsCode) {
+  const std::pair<std::set<int>, int> kClasses[] = {
+      {{1, 17, 18, 19, 32}, 2},  {{2, 15, 16}, 3},    {{3}, 10},
+      {{4, 5, 6, 7}, 9},         {{8, 9, 10, 11}, 4}, {{12, 13, 14, 25, 26, 27, 28, 29, 30, 31, 33}, 7},
+      {{20, 21, 22, 23, 24}, 8}, {{34}, 6},           {{0, 35, 36, 40, -1, INT_MIN, INT_MAX}, 0},
+  };
+  for (const auto& [codes, expected] : kClasses) {
+    for (const int code : codes) {
+      EXPECT_EQ(exception_type_from_error_code(code), expected) << "code " << code;
+    }
+  }
+}
+
+TEST(ErrorRecord, CutsTextsTo255Characters) {
+  for (const std::size_t length : {0U, 1U, 254U, 255U, 256U, 300U, 5000U}) {
+    const std::string message(length, 'm');
+    const std::string function(length, 'f');
+    const std::string args(length, 'a');
+    enhance_error* error = enhance_create_error(7, message.c_str(), function.c_str(), args.c_str(), -5);
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->message, message.substr(0, 255));
+    EXPECT_EQ(error->function, function.substr(0, 255));
+    EXPECT_EQ(error->args, args.substr(0, 255));
+    enhance_delete_error(error);
+  }
+}
+
+TEST(ErrorRecord, MadeByTheHostHoldsWhatItWasGiven) {
+  enhance_error* error = enhance_create_error(INT_MIN, nullptr, nullptr, nullptr, INT_MAX);
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->status, INT_MIN);
+  EXPECT_EQ(error->error_code, INT_MIN);
+  EXPECT_EQ(error->exception_type, INT_MAX);
+  EXPECT_EQ(error->line, 0);
+  for (const char* text : {error->message, error->function, error->args}) {
+    EXPECT_EQ(std::string(text, ENHANCE_ERROR_TEXT_SIZE), std::string(ENHANCE_ERROR_TEXT_SIZE, '\0'));
+  }
+  enhance_delete_error(error);
+  enhance_delete_error(nullptr);
+}
+
+TEST(ErrorRecord, IsNotMadeForSuccessOrWithoutAPlace) {
+  enhance_error* error = nullptr;
+  fill_error_result(&error, 0, "message", "function", "args", 1);
+  EXPECT_EQ(error, nullptr);
+  fill_error_result(nullptr, 1, "message", "function", "args", 1);
+  clear_error_result(nullptr);
+  clear_error_result(&error);
+}
+
+// The four ways out of the exception frame.
+TEST(ExceptionFrame, ReportsWhateverEscapes) {
+  constexpr EntryPoint kEntry{"entry_point", 77};
+  const auto standard = []() -> int { throw std::runtime_error("what was thrown"); };
+  const auto other = []() -> int { throw 1; };  // NOLINT(hicpp-exception-baseclass)
+  emulated_board::capture_log(true);
+  TrtEngineWrapper wrapper;
+  for (TrtEngineWrapper* handle : {&wrapper, static_cast<TrtEngineWrapper*>(nullptr)}) {
+    const auto last_error = [&] {
+      return handle != nullptr ? handle->last_error_message() : global_error().message;
+    };
+    clear_global_error();
+    ErrorPlace error;
+    EXPECT_EQ(run_guarded(kEntry, handle, error, -9, standard), -9);
+    const Record expected{34, "entry_point exception: what was thrown", "entry_point", ""};
+    EXPECT_EQ(error.read(), expected);
+    EXPECT_EQ(last_error(), expected.message);
+
+    ErrorPlace second;
+    EXPECT_EQ(run_guarded(kEntry, handle, second, -9, other), -9);
+    const Record unknown{35, "entry_point unknown exception.", "entry_point", ""};
+    EXPECT_EQ(second.read(), unknown);
+    EXPECT_EQ(last_error(), unknown.message);
+    EXPECT_NE(error.get()->line, second.get()->line);
+
+    EXPECT_EQ(run_guarded(kEntry, handle, nullptr, -9, standard), -9);
+  }
+  emulated_board::capture_log(false);
+}
+
+class LastError : public test_support::BoardTest {};
+
+TEST_F(LastError, IsKeptPerHandleAndPerThread) {
+  const Handle handle = create();
+  const auto of_handle = [&] { return std::string(enhance_depth_get_last_error(handle.get())); };
+  const auto of_thread = [] { return std::string(enhance_depth_get_last_error(nullptr)); };
+  EXPECT_EQ(of_handle(), "OK");
+  EXPECT_EQ(of_thread(), "OK");
+
+  EXPECT_EQ(enhance_depth_reset(nullptr, 64, 48, nullptr), 0);
+  EXPECT_EQ(of_thread(), "enhance_depth_reset received null engine handle.");
+  EXPECT_EQ(of_handle(), "OK");
+
+  EXPECT_EQ(enhance_depth_process(handle.get(), nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(of_handle(), "enhance_depth_process received null input or output.");
+  EXPECT_EQ(of_thread(), "enhance_depth_reset received null engine handle.");
+  EXPECT_EQ(of_handle(), "enhance_depth_process received null input or output.")
+      << "asking must not clear it";
+
+  EXPECT_EQ(enhance_depth_reset(handle.get(), 64, 48, nullptr), 1);
+  EXPECT_EQ(of_handle(), "OK");
+  EXPECT_EQ(of_thread(), "enhance_depth_reset received null engine handle.")
+      << "no business of a good handle";
+
+  EXPECT_EQ(enhance_depth_create("/nonexistent/engine", nullptr), nullptr);
+  EXPECT_EQ(of_thread(), "Cannot read engine file (No such file or directory): /nonexistent/engine");
+  EXPECT_EQ(of_handle(), "OK");
+  enhance_depth_destroy(nullptr);
+  EXPECT_EQ(of_thread(), "OK");
+  enhance_depth_set_optimization_level(nullptr, 1);
+  EXPECT_EQ(of_thread(), "enhance_depth_set_optimization_level received null engine handle.");
+  const Handle another = create();
+  EXPECT_EQ(of_thread(), "OK") << "cleared by a good create";
+  enhance_GetLastInferenceTime(nullptr);
+  EXPECT_EQ(of_thread(), "enhance_GetLastInferenceTime received null engine handle.");
+  enhance_depth_destroy(create().release());
+  EXPECT_EQ(of_thread(), "OK") << "cleared by destroy";
+}
+
+// Every call frees the record that it finds, also when it succeeds.
+TEST_F(LastError, RecordLeftInTheOutPlaceIsFreedByTheNextCall) {
+  const Handle handle = create();
+  const test_support::Frame frame(640, 480);
+  const enhance_depth_input input = frame.input();
+  enhance_depth_output output{};
+  float threshold = 0;
+  ErrorPlace error;
+  const auto leave_a_record = [&] {
+    EXPECT_EQ(enhance_depth_reset(nullptr, 1, 1, error), 0);
+    EXPECT_FALSE(error.empty());
+  };
+  leave_a_record();
+  EXPECT_EQ(enhance_depth_process(handle.get(), &input, &output, error), 1);
+  EXPECT_TRUE(error.empty());
+  leave_a_record();
+  EXPECT_EQ(enhance_depth_reset(handle.get(), 64, 48, error), 1);
+  EXPECT_TRUE(error.empty());
+  leave_a_record();
+  EXPECT_EQ(enhance_depth_set_confidence_threshold(handle.get(), 0.5F, error), 1);
+  EXPECT_TRUE(error.empty());
+  leave_a_record();
+  EXPECT_EQ(enhance_depth_get_confidence_threshold(handle.get(), &threshold, error), 1);
+  EXPECT_TRUE(error.empty());
+  leave_a_record();
+  const Handle another(enhance_depth_create(directory_.path("test.engine").c_str(), error));
+  EXPECT_NE(another, nullptr);
+  EXPECT_TRUE(error.empty());
+}
+
+// A person who reads a record's line must find the one place that it names.
+TEST_F(LastError, EveryReportingPlaceHasALineOfItsOwn) {
+  const Handle handle = create();
+  const test_support::Frame frame(640, 480);
+  enhance_depth_output output{};
+  std::set<int> lines;
+  int places = 0;
+  const auto note = [&](int result, const ErrorPlace& error) {
+    EXPECT_EQ(result, 0);
+    ASSERT_FALSE(error.empty());
+    lines.insert(error.get()->line);
+    ++places;
+    EXPECT_EQ(lines.size(), static_cast<std::size_t>(places))
+        << error.get()->message << " in " << error.get()->line;
+  };
+  const auto process_with = [&](auto change) {
+    enhance_depth_input input = frame.input();
+    change(input);
+    ErrorPlace error;
+    note(enhance_depth_process(handle.get(), &input, &output, error), error);
+  };
+  process_with([](auto& input) { input.rgb = nullptr; });
+  process_with([](auto& input) { input.width = 1; });
+  process_with([](auto& input) { input.rgb_stride = 1; });
+  process_with([](auto& input) { input.depth_stride = 1; });
+  emulated_board::fail_call("cudaMemcpyAsync", 1);
+  process_with([](auto&) {});
+  const auto call = [&](auto function) {
+    ErrorPlace error;
+    note(function(error), error);
+  };
+  call([&](enhance_error** error) { return enhance_depth_process(handle.get(), nullptr, &output, error); });
+  call([&](enhance_error** error) { return enhance_depth_process(nullptr, nullptr, nullptr, error); });
+  call([&](enhance_error** error) { return enhance_depth_create(nullptr, error) != nullptr; });
+  call([&](enhance_error** error) { return enhance_depth_create("/nonexistent", error) != nullptr; });
+  call([&](enhance_error** error) { return enhance_depth_reset(nullptr, 1, 1, error); });
+  call([&](enhance_error** error) { return enhance_depth_reset(handle.get(), 0, 1, error); });
+  emulated_board::fail_call("cudaMemset", 1);
+  call([&](enhance_error** error) { return enhance_depth_reset(handle.get(), 64, 48, error); });
+  call([&](enhance_error** error) { return enhance_depth_set_confidence_threshold(nullptr, 1, error); });
+  call(
+      [&](enhance_error** error) { return enhance_depth_get_confidence_threshold(nullptr, nullptr, error); });
+  call([&](enhance_error** error) {
+    return enhance_depth_get_confidence_threshold(handle.get(), nullptr, error);
+  });
+}
+
+}  // namespace
+}  // namespace enhance_depth
