@@ -26,13 +26,14 @@ struct Subcommand {
 
 constexpr Subcommand kSubcommands[] = {
     {"refine", "Refine one frame: a colour image and a depth image",
-     "enhance-depth refine --engine model.engine --color color.png --depth depth.png \\\n"
-     "      --output refined.png --confidence confidence.tiff --preview preview.png",
+     "enhance-depth refine --engine model.engine \\\n"
+     "      --color color.png --depth depth.png --output refined.png \\\n"
+     "      --confidence confidence.tiff --preview preview.png",
      add_refine},
 };
 
 constexpr const char* kExitStatuses =
-    "Exit status: 0 all went well, 1 frames failed, 2 usage, 3 the engine could not be loaded.";
+    "Exit status: 0 all went well, 1 frames failed, 2 usage, 3 engine not loaded";
 
 int report(const std::string& sentence, ExitStatus status) {
   std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError) << " " << sentence

@@ -96,7 +96,9 @@ cv::Mat colorize_depth(const cv::Mat& depth, ValueRange range) {
 cv::Mat colorize_confidence(const cv::Mat& confidence, ValueRange range) {
   const double scale = 255.0 / (range.high - range.low);
   cv::Mat levels;
-  confidence.convertTo(levels, CV_8UC1, scale, -range.low * scale);
+  // Infinities would not survive the conversion to integers.
+  cv::Mat(cv::max(cv::min(confidence, range.high), range.low))
+      .convertTo(levels, CV_8UC1, scale, -range.low * scale);
   levels.setTo(0, confidence != confidence);  // NaN
   return cividis(levels);
 }
@@ -114,11 +116,14 @@ std::vector<Tick> depth_ticks(ValueRange metres, int length, int spacing) {
     });
   };
   const int largest = static_cast<int>(std::ceil(std::log10(metres.high)));
-  const int smallest = static_cast<int>(std::floor(std::log10((metres.high - metres.low) / 20.0)));
+  const int smallest =
+      static_cast<int>(std::floor(std::log10(std::min(metres.high - metres.low, metres.low) / 20.0)));
+  constexpr double kMost = 100.0;  // fine steps have room at the near end only
   for (int exponent = largest; exponent >= smallest; --exponent) {
     for (double factor : {5.0, 2.0, 1.0}) {
       const double step = factor * std::pow(10.0, exponent);
-      for (double index = std::max(1.0, std::ceil(metres.low / step)); index * step <= metres.high; ++index) {
+      const double first = std::max(1.0, std::ceil(metres.low / step));
+      for (double index = first; index < first + kMost && index * step <= metres.high; ++index) {
         const double position = depth_position(index * step, metres);
         if (has_room(position)) {
           ticks.push_back({index * step, position, decimals(index * step, std::max(0, -exponent))});

@@ -23,10 +23,10 @@ std::string percent(double share) { return decimals(share * 100.0, 1) + " %"; }
 std::string milliseconds(double value) { return decimals(value, 1) + " ms"; }
 
 std::string duration(double seconds) {
-  if (seconds < 60.0) {
+  if (seconds < 59.95) {  // above, one decimal would round up to 60
     return decimals(seconds, 1) + " s";
   }
-  const auto whole = static_cast<std::int64_t>(std::llround(seconds));
+  const std::int64_t whole = std::llround(seconds);
   if (whole < 3600) {
     return std::to_string(whole / 60) + " min " + two_digits(whole % 60) + " s";
   }

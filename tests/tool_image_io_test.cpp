@@ -1,0 +1,167 @@
+// What the tool reads and refuses, and that what it writes comes back bit by bit.
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include "image_header.h"
+#include "image_io.h"
+#include "rgb_layout.h"
+#include "tool_error.h"
+#include "tool_temporary_folder.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+// Pixels that differ from their neighbours, so that a swap of rows, columns or channels shows.
+cv::Mat pattern(int width, int height, int type) {
+  cv::Mat image(height, width, type);
+  cv::RNG random(7);
+  random.fill(image, cv::RNG::UNIFORM, 0, type == CV_16UC1 || type == CV_16UC3 ? 65536 : 256);
+  return image;
+}
+
+Bytes encoded(const char* extension, const cv::Mat& image) {
+  Bytes bytes;
+  cv::imencode(extension, image, bytes);
+  return bytes;
+}
+
+Bytes first(const Bytes& bytes, std::size_t size) {
+  return {bytes.begin(), bytes.begin() + static_cast<long>(size)};
+}
+
+template <typename Function>
+std::string refusal(const Function& function) {
+  try {
+    function();
+  } catch (const UsageError& error) {
+    return error.what();
+  }
+  return "accepted";
+}
+
+TEST(ToolImageIo, ReadsWhatItAccepts) {
+  const cv::Mat color = pattern(7, 5, CV_8UC3);
+  const cv::Mat depth = pattern(7, 5, CV_16UC1);
+  EXPECT_EQ(cv::norm(decode_color(encoded(".png", color), "c"), color, cv::NORM_INF), 0.0);
+  EXPECT_EQ(decode_color(encoded(".jpg", color), "c").size(), color.size());
+  EXPECT_EQ(cv::norm(decode_depth(encode_depth(depth), "d"), depth, cv::NORM_INF), 0.0);
+}
+
+TEST(ToolImageIo, RefusesOtherImagesWithTheReasonAndTheRemedy) {
+  const struct {
+    const char* what;
+    bool is_color;
+    Bytes file;
+    const char* expected;
+  } kCases[] = {
+      {"empty", true, {}, "f is empty. Copy or record it again."},
+      {"text", true, Bytes(100, 'x'),
+       "f is neither PNG nor JPEG. Colour must be an 8-bit RGB image as PNG or JPEG."},
+      {"another format", false, encoded(".tiff", pattern(4, 4, CV_16UC1)),
+       "f is neither PNG nor JPEG. Depth must be a 16-bit PNG with one channel."},
+      {"grey colour", true, encoded(".png", pattern(4, 4, CV_8UC1)),
+       "f is an 8-bit PNG with 1 channel. Colour must be an 8-bit RGB image as PNG or JPEG."},
+      {"deep colour", true, encoded(".png", pattern(4, 4, CV_16UC3)),
+       "f is a 16-bit PNG with 3 channels. Colour must be an 8-bit RGB image as PNG or JPEG."},
+      {"transparent colour", true, encoded(".png", pattern(4, 4, CV_8UC4)),
+       "f is an 8-bit PNG with 4 channels. Colour must be an 8-bit RGB image as PNG or JPEG. Remove the "
+       "alpha "
+       "channel."},
+      {"depth as a picture", false, encoded(".png", pattern(4, 4, CV_8UC3)),
+       "f is an 8-bit PNG with 3 channels. Depth must be a 16-bit PNG with one channel. Give the camera's "
+       "depth "
+       "values, not a picture made of them."},
+      {"depth as a JPEG", false, encoded(".jpg", pattern(4, 4, CV_8UC1)),
+       "f is an 8-bit JPEG with 1 channel. Depth must be a 16-bit PNG with one channel. Give the camera's "
+       "depth "
+       "values, not a picture made of them."},
+  };
+  for (const auto& item : kCases) {
+    SCOPED_TRACE(item.what);
+    EXPECT_EQ(refusal([&] { item.is_color ? decode_color(item.file, "f") : decode_depth(item.file, "f"); }),
+              item.expected);
+  }
+}
+
+TEST(ToolImageIo, RefusesEveryCutOffFile) {
+  const Bytes png = encode_depth(pattern(9, 6, CV_16UC1));
+  constexpr std::size_t kEndChunk = 12;  // nothing of the image is lost with it
+  for (std::size_t size = 0; size < png.size() - kEndChunk; ++size) {
+    EXPECT_NE(refusal([&] { decode_depth(first(png, size), "f"); }), "accepted") << size << " bytes";
+  }
+  const Bytes jpeg = encoded(".jpg", pattern(9, 6, CV_8UC3));
+  for (std::size_t size = 0; size < jpeg.size(); ++size) {
+    EXPECT_NE(refusal([&] { decode_color(first(jpeg, size), "f"); }), "accepted") << size << " bytes";
+  }
+}
+
+TEST(ToolImageIo, RefusesDamagedPixels) {
+  Bytes png = encode_depth(pattern(40, 40, CV_16UC1));
+  png[png.size() / 2] ^= 0x10U;
+  EXPECT_EQ(refusal([&] { decode_depth(png, "f"); }), "f is damaged. Copy or record it again.");
+}
+
+TEST(ToolImageIo, RefusesHugeImagesBeforeTheyAreDecoded) {
+  Bytes png = encode_depth(pattern(4, 4, CV_16UC1));
+  constexpr std::size_t kWidth = 16;  // of the four bytes of the width
+  std::memcpy(png.data() + kWidth, "\x7f\xff\xff\xff", 4);
+  EXPECT_EQ(refusal([&] { decode_depth(png, "f"); }),
+            "f has 2147483647 x 4 pixels; at most 8192 x 8192 are accepted. Scale it down.");
+  std::memcpy(png.data() + kWidth, "\0\0\0\0", 4);
+  EXPECT_NE(refusal([&] { decode_depth(png, "f"); }), "accepted");
+}
+
+TEST(ToolImageIo, SaysWhyAFileCannotBeRead) {
+  const TemporaryFolder folder;
+  const auto missing = folder / "missing.png";
+  EXPECT_EQ(refusal([&] { read_file(missing); }), missing.string() + " does not exist. Check the path.");
+  EXPECT_EQ(refusal([&] { read_file(folder.path()); }),
+            folder.path().string() + " is not a regular file. Name the image file itself.");
+}
+
+TEST(ToolImageIo, TellsToRegisterImagesOfTwoSizes) {
+  EXPECT_EQ(refusal([] { require_same_size(pattern(8, 6, CV_8UC3), "c", pattern(4, 3, CV_16UC1), "d"); }),
+            "c has 8 x 6 pixels and d has 4 x 3. Register the depth to the colour image first, so that both "
+            "have one "
+            "size.");
+}
+
+TEST(ToolImageIo, KeepsEveryBitOfTheConfidence) {
+  cv::Mat confidence(2, 3, CV_32FC1);
+  const float values[] = {0.0F, -0.0F, 0.1F, 1e-40F, std::numeric_limits<float>::infinity(), std::nanf("")};
+  std::memcpy(confidence.data, values, sizeof(values));
+  const cv::Mat back = cv::imdecode(encode_confidence(confidence), cv::IMREAD_UNCHANGED);
+  ASSERT_EQ(back.type(), CV_32FC1);
+  ASSERT_EQ(back.size(), confidence.size());
+  EXPECT_EQ(std::memcmp(back.data, values, sizeof(values)), 0);
+}
+
+TEST(ToolImageIo, ArrangesRedGreenAndBlueForBothLayouts) {
+  const cv::Mat bgr = (cv::Mat_<cv::Vec3b>(1, 2) << cv::Vec3b(3, 2, 1), cv::Vec3b(6, 5, 4));
+  EXPECT_EQ(arrange_rgb(bgr, RgbLayout::kPlanar), (Bytes{1, 4, 2, 5, 3, 6}));
+  EXPECT_EQ(arrange_rgb(bgr, RgbLayout::kInterleaved), (Bytes{1, 2, 3, 4, 5, 6}));
+}
+
+// Every single-byte change of a header must leave the reader within the file and the decoder without a crash.
+TEST(ToolImageIo, SurvivesChangedHeaders) {
+  for (const Bytes& file : {encode_depth(pattern(5, 4, CV_16UC1)), encoded(".jpg", pattern(5, 4, CV_8UC3))}) {
+    for (std::size_t at = 0; at < std::min<std::size_t>(file.size(), 200); ++at) {
+      for (int value : {0x00, 0x01, 0x7f, 0xff}) {
+        Bytes changed = file;
+        changed[at] = static_cast<std::uint8_t>(value);
+        read_image_header(changed.data(), changed.size());
+        refusal([&] { decode_color(changed, "f"); });
+        refusal([&] { decode_depth(changed, "f"); });
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace enhance_depth_tool
