@@ -1,0 +1,1 @@
+#include "describe_records.c"
