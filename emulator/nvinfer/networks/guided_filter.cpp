@@ -17,8 +17,7 @@ double square(double value) { return value * value; }
 
 bool is_valid(float depth) { return depth > 0.0F; }  // NaN is not
 
-/* The luminance of each pixel (ITU-R BT.601), from -0.5 for black to 0.5 for white: small numbers, exact
- * sums. */
+/* The luminance of each pixel (ITU-R BT.601), from -0.5 for black to 0.5 for white. */
 Plane luminance(const std::uint8_t* rgb, ColorLayout layout, std::size_t size) {
   const bool planar = layout == ColorLayout::kPlanar;
   const std::size_t pixel = planar ? 1 : 3;
@@ -31,32 +30,18 @@ Plane luminance(const std::uint8_t* rgb, ColorLayout layout, std::size_t size) {
   return result;
 }
 
-/* The mean valid depth, in whole units: depths are handled relative to it, which costs them no digit. */
-double reference_depth(const float* depth, std::size_t size) {
-  double sum = 0.0;
-  double count = 0.0;
-  for (std::size_t i = 0; i < size; ++i) {
-    if (!is_valid(depth[i])) {
-      continue;
-    }
-    sum += static_cast<double>(depth[i]);
-    count += 1.0;
-  }
-  return count > 0.0 ? std::round(sum / count) : 0.0;
-}
-
-/* What the window around each pixel says; its depths are relative to the reference depth. */
+/* What the window around each pixel says. */
 struct WindowFits {
   Plane share;       // of valid pixels: n / A
   Plane fillable;    // 1 or 0
-  Plane mean_depth;  // absolute; 0 without a valid pixel
+  Plane mean_depth;  // 0 without a valid pixel
   Plane slope;       // a
   Plane offset;      // b
   Plane fit;         // f
 };
 
 WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& guide, const float* depth,
-                       double reference, SlidingWindow& window) {
+                       SlidingWindow& window) {
   const std::size_t size = window.size();
   Plane count(size), i(size), d(size), ii(size), id(size), dd(size);
   for (std::size_t p = 0; p < size; ++p) {
@@ -65,7 +50,7 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
     }
     count[p] = 1.0;
     i[p] = guide[p];
-    d[p] = static_cast<double>(depth[p]) - reference;
+    d[p] = static_cast<double>(depth[p]);
     ii[p] = i[p] * i[p];
     id[p] = i[p] * d[p];
     dd[p] = d[p] * d[p];
@@ -75,7 +60,7 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
   }
 
   WindowFits fits{Plane(size), Plane(size), Plane(size), Plane(size), Plane(size), Plane(size)};
-  Plane& area = fits.share;
+  Plane area(size);
   window.area(area);
   for (std::size_t p = 0; p < size; ++p) {
     const double n = count[p];
@@ -91,7 +76,7 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
     const double cov = id[p] / n - mean_i * mean_d;
     const double a = cov / (var_i + parameters.epsilon);
     const double residual = std::max(var_d - 2.0 * a * cov + a * a * var_i, 0.0);
-    fits.mean_depth[p] = mean_d + reference;
+    fits.mean_depth[p] = mean_d;
     fits.slope[p] = a;
     fits.offset[p] = mean_d - a * mean_i;
     fits.fit[p] = 1.0 / (1.0 + residual / (square(parameters.fit_tolerance * fits.mean_depth[p]) + 1.0));
@@ -125,8 +110,7 @@ Plane far_weights(const GuidedFilterParameters& parameters, const WindowFits& fi
   return weight;
 }
 
-/* The weighted mean of `values` over the windows that contain a pixel. total_weight is not 0 where it is
- * used. */
+/* Weighted means over the windows that contain a pixel; 0 where none of them has a valid pixel. */
 class WeightedMean {
  public:
   WeightedMean(const Plane& weight, SlidingWindow& window) : weight_(weight), window_(window) {
@@ -170,8 +154,7 @@ void guided_filter(const GuidedFilterParameters& parameters, const std::uint8_t*
   SlidingWindow window(height, width, parameters.radius);
   const std::size_t size = window.size();
   const Plane guide = luminance(rgb, layout, size);
-  const double reference = reference_depth(depth, size);
-  const WindowFits fits = fit_windows(parameters, guide, depth, reference, window);
+  const WindowFits fits = fit_windows(parameters, guide, depth, window);
   const Plane weight = fit_weights(fits);
   WeightedMean mean(weight, window);
   const Plane filtered = mean.of_lines(fits, guide);
@@ -184,11 +167,11 @@ void guided_filter(const GuidedFilterParameters& parameters, const std::uint8_t*
     double trust = fits.fillable[p];
     if (is_valid(depth[p])) {
       const double measured = static_cast<double>(depth[p]);
-      const double change = filtered[p] + reference - measured;
+      const double change = filtered[p] - measured;
       trust = 1.0 / (1.0 + square(change) / (square(parameters.move_tolerance * measured) + 1.0));
       result = measured + trust * change + 0.5;
     } else if (fits.fillable[p] > 0.0) {
-      result = filled[p] + reference + 0.5;
+      result = filled[p] + 0.5;
     }
     refined[p] = static_cast<float>(result);
     if (confidence != nullptr) {
