@@ -17,3 +17,11 @@ set(abi_inputs $<TARGET_FILE:enhance_depth> ${CMAKE_CURRENT_BINARY_DIR}/abi)
 add_test(NAME abi_record COMMAND ${abi_test} ${abi_inputs})
 add_custom_target(renew_abi_record COMMAND ${abi_test} --renew ${abi_inputs}
   DEPENDS enhance_depth describe_records_c describe_records_cpp describe_functions VERBATIM)
+
+# What a user does with the installed tree; each script says what it needs. Not for builds whose programs do not run
+# beside ordinary ones.
+if(NOT CMAKE_CROSSCOMPILING AND NOT ENHANCE_DEPTH_SANITIZE)
+  foreach(subject IN ITEMS examples package python)
+    add_test(NAME ${subject} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/${subject}_test.sh ${PROJECT_BINARY_DIR})
+  endforeach()
+endif()

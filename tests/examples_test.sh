@@ -1,0 +1,71 @@
+#!/bin/sh
+# Builds the examples against an installed library and runs them on the emulated board: all three languages have to
+# make the same refined frame, and each has to survive and report what can go wrong with its input.
+# Needs netpbm, python3-numpy and python3-pil; draws the plot if python3-matplotlib is there.
+# Usage: tests/examples_test.sh BUILD_DIR   (a native build with the emulated board)
+set -eu
+source=$(cd "$(dirname "$0")/.." && pwd)
+build=$(cd "$1" && pwd)
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+python=$(command -v /usr/bin/python3 || command -v python3)
+engine=$source/models/reference.engine.toml
+
+fail() {
+  echo "examples_test: $*" >&2
+  exit 1
+}
+
+# expect STATUS TEXT COMMAND...: the command exits with STATUS and prints TEXT.
+expect() {
+  status=$1 text=$2
+  shift 2
+  code=0
+  "$@" >"$scratch/printed" 2>&1 || code=$?
+  [ "$code" -eq "$status" ] || { cat "$scratch/printed" >&2; fail "$* exited with $code, expected $status"; }
+  grep -qF -- "$text" "$scratch/printed" || { cat "$scratch/printed" >&2; fail "$* did not print: $text"; }
+}
+
+cmake --install "$build" --prefix "$scratch/prefix" >"$scratch/install.log"
+export LD_LIBRARY_PATH="$(dirname "$(find "$scratch/prefix" -name libenhance_depth.so)"):$build/emulator"
+cmake -S "$source/examples" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$scratch/prefix" \
+  -DCMAKE_C_FLAGS="-Wall -Wextra -Werror" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror" >"$scratch/configure.log"
+cmake --build "$scratch/build" >"$scratch/build.log" || { cat "$scratch/build.log" >&2; fail "the examples do not build"; }
+
+cd "$scratch"
+pngtopnm "$source/samples/color.png" >color.ppm
+pngtopnm "$source/samples/depth.png" >depth.pgm
+pamcut -width 320 -height 200 color.ppm >small.ppm
+pamcut -width 320 -height 200 depth.pgm >small.pgm
+head -c 5000 depth.pgm >cut.pgm
+
+for language in c cpp; do
+  program=build/refine_$language
+  expect 0 "320 x 200" "$program" "$engine" "$language" color.ppm depth.pgm small.ppm small.pgm color.ppm depth.pgm
+  cmp "$language-0.pgm" "$language-2.pgm" || fail "$language: the same frame gave another result after two resets"
+  expect 2 "usage" "$program" "$engine" out color.ppm
+  expect 1 "No such file or directory" "$program" no.engine out color.ppm depth.pgm
+  expect 1 "(code 13)" "$program" color.ppm out color.ppm depth.pgm
+  expect 1 "the file ends before the image does" "$program" "$engine" after color.ppm cut.pgm color.ppm depth.pgm
+  cmp after-1.pgm "$language-0.pgm" || fail "$language: a bad frame spoilt the next one"
+  rm after-1.pgm
+  expect 1 "of one size" "$program" "$engine" out color.ppm small.pgm
+  expect 1 "not a binary PNM file of kind P5" "$program" "$engine" out color.ppm color.ppm
+  expect 1 "not a binary PNM file of kind P6" "$program" "$engine" out depth.pgm depth.pgm
+  expect 1 "missing.pgm" "$program" "$engine" out color.ppm missing.pgm
+  expect 1 "no/such/folder/out-0.pgm" "$program" "$engine" no/such/folder/out color.ppm depth.pgm
+done
+cmp c-0.pgm cpp-0.pgm || fail "C and C++ differ"
+cmp c-1.pgm cpp-1.pgm || fail "C and C++ differ after a reset"
+
+export PYTHONPATH="$source/python" PYTHONDONTWRITEBYTECODE=1
+example=$source/examples/python/refine.py
+plot=
+if "$python" -c "import matplotlib" 2>/dev/null; then plot="--plot plot.png"; fi
+# $plot is two arguments or none.
+expect 0 "holes" "$python" "$example" "$engine" "$source/samples/color.png" "$source/samples/depth.png" refined.png $plot
+pngtopnm refined.png | cmp - c-0.pgm || fail "Python and C differ"
+[ -z "$plot" ] || pngtopnm plot.png >plot.ppm || fail "the plot is no picture"
+expect 1 "no/such.engine" "$python" "$example" no/such.engine "$source/samples/color.png" "$source/samples/depth.png" out.png
+expect 1 "is no 16-bit grey image" "$python" "$example" "$engine" "$source/samples/color.png" "$source/samples/color.png" out.png
+echo "examples_test: C, C++ and Python made the same refined frame${plot:+ and a plot}"
