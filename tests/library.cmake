@@ -8,7 +8,7 @@ target_include_directories(test_support PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 target_link_libraries(test_support PUBLIC
   enhance_depth_objects emulated_board GTest::gtest PRIVATE enhance_depth_flags)
 
-# A program of GoogleTest files on the internal functions.
+# A program on the internal functions.
 function(add_library_test name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE test_support enhance_depth_objects enhance_depth_flags GTest::gtest_main)
@@ -25,3 +25,35 @@ add_library_test(library_test
   log_test.cpp
   tensor_text_test.cpp)
 gtest_discover_tests(library_test)
+
+# Has its own open() and read().
+add_library_test(engine_file_test engine_file_test.cpp)
+gtest_discover_tests(engine_file_test)
+
+find_package(Threads REQUIRED)
+add_library_test(threads_test threads_test.cpp)
+target_link_libraries(threads_test PRIVATE Threads::Threads)
+gtest_discover_tests(threads_test PROPERTIES LABELS threads)
+
+# Its objects are memory with tables made by hand, in which neither optimizer nor sanitizer can find a type.
+add_library_test(platform_abi_test platform_abi_test.cpp)
+target_compile_options(platform_abi_test PRIVATE -fno-strict-aliasing)
+if(ENHANCE_DEPTH_SANITIZE MATCHES undefined)
+  target_compile_options(platform_abi_test PRIVATE -fno-sanitize=vptr)
+endif()
+gtest_discover_tests(platform_abi_test)
+
+# The public header in both languages, against the shared library.
+foreach(language IN ITEMS c cpp)
+  set(name public_header_${language}_test)
+  add_executable(${name} public_header_test.${language})
+  set_target_properties(${name} PROPERTIES C_STANDARD 11 C_EXTENSIONS OFF CXX_STANDARD 17 CXX_EXTENSIONS OFF)
+  target_compile_options(${name} PRIVATE -pedantic-errors)
+  target_link_libraries(${name} PRIVATE enhance_depth enhance_depth_flags)
+  add_test(NAME ${name} COMMAND ${name})
+endforeach()
+
+if(NOT ENHANCE_DEPTH_SANITIZE AND CMAKE_BUILD_TYPE STREQUAL "Release")
+  add_test(NAME binary_checks COMMAND
+    ${CMAKE_CURRENT_LIST_DIR}/binary_checks.sh ${PROJECT_BINARY_DIR} ${CMAKE_OBJDUMP})
+endif()
