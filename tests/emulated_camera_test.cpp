@@ -1,5 +1,4 @@
 // The emulated camera SDK's log.
-#include <regex>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -17,10 +16,9 @@ TEST(EmulatedCamera, PrintsOneLinePerMessageToStandardError) {
   testing::internal::CaptureStderr();
   log(OB_LOG_SEVERITY_WARN, "a message");
   log(OB_LOG_SEVERITY_OFF, "not printed");
-  const std::string printed = testing::internal::GetCapturedStderr();
-  const std::regex form(
-      R"(\[\d\d/\d\d \d\d:\d\d:\d\d\.\d{6}\]\[WARNING\]\[Module\]\[function:12\] a message\n)");
-  EXPECT_TRUE(std::regex_match(printed, form)) << printed;
+  std::string printed = testing::internal::GetCapturedStderr();
+  for (char& character : printed) character = character >= '0' && character <= '9' ? '9' : character;
+  EXPECT_EQ(printed, "[99/99 99:99:99.999999][WARNING][Module][function:99] a message\n");
 }
 
 TEST(EmulatedCamera, ACapturedLogIsNotPrinted) {

@@ -1,9 +1,10 @@
-// Control of the emulated board: produce its failures at will and see what a program did to it. Without any call
-// from here the board just works.
+// Control of the emulated board: produce its failures at will and see what a program did to it. Without any
+// call from here the board just works.
 //
 // Functions are named as the board's callers write them: "cudaMalloc", "createInferRuntime",
 // "IRuntime::deserializeCudaEngine", "ICudaEngine::getNbIOTensors", "IExecutionContext::enqueueV3",
-// "ob_log_external_message" and so on; all_functions() lists them. All functions here may be called from any thread.
+// "ob_log_external_message" and so on; all_functions() lists them. All functions here may be called from any
+// thread.
 #ifndef EMULATED_BOARD_CONTROL_H
 #define EMULATED_BOARD_CONTROL_H
 
@@ -17,14 +18,14 @@ namespace emulated_board {
 // What a failing call reports when the plan does not say: the function's own usual error.
 inline constexpr int kDefaultStatus = -1;
 
-// Fails the `nth` call (from 1, counted from now on, over all threads) of `function`, once. `status` is the cudaError
-// that a CUDA function then returns. The others fail in their only way: a null object or text, false, a shape with
-// nbDims -1, a count of 0, TensorIOMode::kNONE, a DataType that there is not (-1). Like real failures, those of
-// TensorRT are told to the logger.
+// Fails the `nth` call (from 1, counted from now on, over all threads) of `function`, once. `status` is the
+// cudaError that a CUDA function then returns. The others fail in their only way: a null object or text,
+// false, a shape with nbDims -1, a count of 0, TensorIOMode::kNONE, a DataType that there is not (-1). Like
+// real failures, those of TensorRT are told to the logger.
 //
-// A function that releases or waits does so all the same and then reports the failure, as CUDA reports the asynchronous
-// errors of earlier work. One that creates may leave anything in the place for the new object, and does. Of any other
-// nothing happens but the failure.
+// A function that releases or waits does so all the same and then reports the failure, as CUDA reports the
+// asynchronous errors of earlier work. One that creates may leave anything in the place for the new object,
+// and does. Of any other nothing happens but the failure.
 //
 // Throws std::invalid_argument for a name that is not in all_functions() and for an `nth` below 1.
 void fail_call(std::string_view function, int nth, int status = kDefaultStatus);
@@ -32,8 +33,8 @@ void fail_call(std::string_view function, int nth, int status = kDefaultStatus);
 // The same for the `nth` call and every later one.
 void fail_calls_from(std::string_view function, int nth, int status = kDefaultStatus);
 
-// Forgets all planned failures, what was recorded and the call counts; recording and capturing stay on or off. Live
-// objects stay; when no stream, or no event, is alive, the next one is number 1 again.
+// Forgets all planned failures, what was recorded and the call counts; recording and capturing stay on or
+// off. Live objects stay; when no stream, or no event, is alive, the next one is number 1 again.
 void reset();
 
 // How often a planned failure was produced since reset().
@@ -45,8 +46,9 @@ int calls(std::string_view function);
 // The names of all functions of the board.
 std::vector<std::string> all_functions();
 
-// One call, in the order of arrival. `arguments` is a readable summary, e.g. "host to device, 921600 bytes, stream 1"
-// or "rgb (1, 3, 480, 640)"; streams are numbered from 1 in the order of creation, 0 is the default stream.
+// One call, in the order of arrival. `arguments` is a readable summary, e.g. "host to device, 921600 bytes,
+// stream 1" or "rgb (1, 3, 480, 640)"; streams are numbered from 1 in the order of creation, 0 is the default
+// stream.
 struct Call {
   std::string function;
   std::string arguments;
@@ -80,8 +82,8 @@ struct LogLine {
   int line = 0;
 };
 
-// While on, the camera SDK's log lines are kept for captured_log() instead of going to standard error. Turning it
-// on, and reset(), empty what was kept.
+// While on, the camera SDK's log lines are kept for captured_log() instead of going to standard error.
+// Turning it on, and reset(), empty what was kept.
 void capture_log(bool on);
 std::vector<LogLine> captured_log();
 
@@ -89,8 +91,8 @@ std::vector<LogLine> captured_log();
 // nvinfer1::ILogger::Severity). Does nothing when no runtime is alive.
 void send_tensorrt_message(int severity, const char* message);
 
-// True while the calling thread runs code of the board, so that a test that counts or fails a program's memory
-// allocations can leave the board's own alone.
+// True while the calling thread runs code of the board, so that a test that counts or fails a program's
+// memory allocations can leave the board's own alone.
 bool inside() noexcept;
 
 }  // namespace emulated_board
