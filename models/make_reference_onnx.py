@@ -8,10 +8,10 @@ reference.engine.toml. Names below are those of that header.
 
 Needs Python 3.11 and the packages onnx and numpy.
 
-Operators. TensorRT's ONNX parser supports every operator used here (docs/operators.md of onnx-tensorrt, the
-parser's own repository, release 10.3), with these conditions: UINT8 only as a network input that is cast at
-once; AveragePool and MaxPool over two dimensions, without dilation; axes of Unsqueeze and ReduceSum and sizes
-of Split as constants.
+Operators. All of them are on the support list of TensorRT's ONNX parser, docs/operators.md in the parser's
+repository (onnx-tensorrt, release 10.3), within its conditions: UINT8 is a network input only and is cast at once;
+pooling has two dimensions and no dilation; the axes of Unsqueeze and ReduceSum and the sizes of Split are
+constants.
 
 Precision. Sums over windows are AveragePool layers, for rows and then for columns, and not convolutions:
 TensorRT may run a convolution in TF32, whose 11 bits do not hold a depth. The engine must not be built with --fp16
