@@ -1,4 +1,5 @@
 // The control interface of the emulated board, on its CUDA functions.
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -19,9 +20,9 @@ class EmulatedControl : public ::testing::Test {
   void TearDown() override { SetUp(); }
 };
 
-std::vector<int> statuses_of_synchronisations(int count) {
-  std::vector<int> statuses;
-  for (int i = 0; i < count; ++i) statuses.push_back(cudaStreamSynchronize(nullptr));
+std::vector<int> statuses_of_synchronisations(std::size_t count) {
+  std::vector<int> statuses(count);
+  for (int& status : statuses) status = cudaStreamSynchronize(nullptr);
   return statuses;
 }
 
