@@ -35,12 +35,14 @@ add_library_test(threads_test threads_test.cpp)
 target_link_libraries(threads_test PRIVATE Threads::Threads)
 gtest_discover_tests(threads_test PROPERTIES LABELS threads)
 
-# Its objects are memory with tables made by hand, in which neither optimizer nor sanitizer can find a type.
+# Its objects are memory with tables made by hand, in which neither optimizer nor sanitizer can find a type. As
+# options of the file they come behind those of the targets.
 add_library_test(platform_abi_test platform_abi_test.cpp)
-target_compile_options(platform_abi_test PRIVATE -fno-strict-aliasing)
+set(abi_options -fno-strict-aliasing)
 if(ENHANCE_DEPTH_SANITIZE MATCHES undefined)
-  target_compile_options(platform_abi_test PRIVATE -fno-sanitize=vptr)
+  list(APPEND abi_options -fno-sanitize=vptr)
 endif()
+set_source_files_properties(platform_abi_test.cpp PROPERTIES COMPILE_OPTIONS "${abi_options}")
 gtest_discover_tests(platform_abi_test)
 
 # The public header in both languages, against the shared library.
@@ -57,3 +59,7 @@ if(NOT ENHANCE_DEPTH_SANITIZE AND CMAKE_BUILD_TYPE STREQUAL "Release")
   add_test(NAME binary_checks COMMAND
     ${CMAKE_CURRENT_LIST_DIR}/binary_checks.sh ${PROJECT_BINARY_DIR} ${CMAKE_OBJDUMP})
 endif()
+
+# Everything that can fail, failed.
+add_library_test(platform_sweep_test sweep/platform_sweep_test.cpp sweep/failure_table.cpp sweep/scenario.cpp)
+gtest_discover_tests(platform_sweep_test)
