@@ -8,8 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include <toml++/toml.h>
-
+#include "nvinfer/checked_toml.h"
 #include "nvinfer/networks/registry.h"
 #include "nvinfer/tensors.h"
 
@@ -204,7 +203,9 @@ EngineDescription read_description(const toml::table& root) {
   return engine;
 }
 
-// What is no text at all gets a plainer answer than a syntax error would be.
+// What is no text at all gets a plainer answer than a syntax error would be. Outside of ASCII the parser
+// cannot be trusted with arbitrary characters: its tables of Unicode letters and spaces have gaps that it
+// takes for impossible.
 void refuse_what_is_no_text(std::string_view text) {
   if (text.empty()) throw Refusal("it is empty");
   const std::string_view start = text.substr(0, 512);
@@ -219,6 +220,16 @@ void refuse_what_is_no_text(std::string_view text) {
   }
   if (text.size() > kMostBytes || std::count(text.begin(), text.end(), '.') > kMostDots) {
     throw Refusal("it is not an engine of the emulated board: it is too large");
+  }
+  toml::source_position position{1, 1};
+  for (const char character : text) {
+    if (static_cast<unsigned char>(character) >= 0x80)
+      throw Refusal(place(position) + "there is a character that is not ASCII");
+    if (character == '\n') {
+      ++position.line;
+      position.column = 0;
+    }
+    ++position.column;
   }
 }
 
@@ -236,6 +247,8 @@ std::variant<EngineDescription, DescriptionError> parse_engine_description(std::
     return read_description(toml::parse(text));
   } catch (const toml::parse_error& error) {
     return DescriptionError{place(error.source().begin) + std::string(error.description())};
+  } catch (const TomlAssertion& assertion) {
+    return DescriptionError{assertion.what()};
   } catch (const Refusal& refusal) {
     return DescriptionError{refusal.what()};
   }

@@ -1,0 +1,33 @@
+// toml++ for input that may be anything. Its parser asserts in places that bad input reaches ("[=" does), and
+// with NDEBUG even promises the compiler that this cannot happen. Here such an assertion is checked in all
+// builds and throws, so that the input is refused like any other that is no TOML.
+#ifndef EMULATED_BOARD_NVINFER_CHECKED_TOML_H
+#define EMULATED_BOARD_NVINFER_CHECKED_TOML_H
+
+#include <stdexcept>
+
+namespace emulated_nvinfer {
+
+class TomlAssertion : public std::logic_error {
+ public:
+  using std::logic_error::logic_error;
+};
+
+constexpr void check_toml_assertion(bool holds) {
+  if (!holds) throw TomlAssertion("it is not well-formed TOML");
+}
+
+}  // namespace emulated_nvinfer
+
+#ifdef NDEBUG
+#undef NDEBUG
+#define EMULATED_BOARD_NDEBUG
+#endif
+#define TOML_ASSERT(condition) ::emulated_nvinfer::check_toml_assertion(static_cast<bool>(condition))
+#include <toml++/toml.h>
+#ifdef EMULATED_BOARD_NDEBUG
+#undef EMULATED_BOARD_NDEBUG
+#define NDEBUG
+#endif
+
+#endif  // EMULATED_BOARD_NVINFER_CHECKED_TOML_H
