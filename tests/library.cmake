@@ -63,3 +63,11 @@ endif()
 # Everything that can fail, failed.
 add_library_test(platform_sweep_test sweep/platform_sweep_test.cpp sweep/failure_table.cpp sweep/scenario.cpp)
 gtest_discover_tests(platform_sweep_test)
+add_library_test(allocation_sweep_test
+  sweep/allocation_sweep_test.cpp sweep/allocation_faults.cpp sweep/scenario.cpp)
+gtest_discover_tests(allocation_sweep_test)
+
+# The whole run, `soak`, takes 20,000 frames; here a short one.
+add_executable(soak sweep/soak.cpp sweep/allocation_faults.cpp)
+target_link_libraries(soak PRIVATE test_support enhance_depth_objects enhance_depth_flags)
+add_test(NAME soak COMMAND soak 1000)
