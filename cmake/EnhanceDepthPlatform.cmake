@@ -6,8 +6,8 @@
 #                                    the installed libraries if all three are there, else the emulated board's,
 #                                    which have the same names and binary interface
 #
-# Defines enhance_depth_platform_headers (to compile against), enhance_depth_platform (to compile and link against)
-# and, unless the platform is `system`, the emulated board (emulator/).
+# Defines enhance_depth_platform_headers (to compile against), enhance_depth_platform (to compile and link against),
+# enhance_depth_interface_headers (this project's own, all of them) and, where something needs it, the emulated board.
 
 if(NOT ENHANCE_DEPTH_PLATFORM MATCHES "^(auto|system|emulated)$")
   message(FATAL_ERROR "ENHANCE_DEPTH_PLATFORM is \"${ENHANCE_DEPTH_PLATFORM}\"; it must be auto, system or emulated")
@@ -19,25 +19,30 @@ if(NOT ENHANCE_DEPTH_PLATFORM STREQUAL "emulated")
   find_package(OrbbecSDK 2...<3 QUIET)
 endif()
 
+set(interface_headers "${PROJECT_SOURCE_DIR}/platform/include")
+add_library(enhance_depth_interface_headers INTERFACE)
+target_include_directories(enhance_depth_interface_headers INTERFACE
+  ${interface_headers}/tensorrt ${interface_headers}/cuda ${interface_headers}/camera)
+
 add_library(enhance_depth_platform_headers INTERFACE)
 set(platform_complete ON)
 set(platform_summary "")
-set(target_TensorRT TensorRT::nvinfer)
-set(target_CudaRuntime CUDA::cudart)
-set(target_OrbbecSDK OrbbecSDK::OrbbecSDK)
-foreach(sdk IN ITEMS TensorRT CudaRuntime OrbbecSDK)
-  if(${sdk}_FOUND AND TARGET ${target_${sdk}} AND NOT ENHANCE_DEPTH_PLATFORM STREQUAL "emulated")
-    get_target_property(directories ${target_${sdk}} INTERFACE_INCLUDE_DIRECTORIES)
-    target_include_directories(enhance_depth_platform_headers SYSTEM INTERFACE ${directories})
+# Takes the headers of one SDK from where `target` has them, or this project's own from `folder`. One folder for each SDK,
+# because an installed header in a default folder of the compiler comes behind every folder that is named to it.
+macro(take_headers sdk target folder)
+  if(${sdk}_FOUND AND NOT ENHANCE_DEPTH_PLATFORM STREQUAL "emulated")
+    get_target_property(directories ${target} INTERFACE_INCLUDE_DIRECTORIES)
     string(APPEND platform_summary "  ${sdk} ${${sdk}_VERSION}: headers from ${directories}\n")
   else()
+    set(directories "${interface_headers}/${folder}")
     set(platform_complete OFF)
     string(APPEND platform_summary "  ${sdk}: this project's interface headers\n")
   endif()
-endforeach()
-# Last in the search order: serves only the headers that no installed SDK has.
-target_include_directories(enhance_depth_platform_headers SYSTEM INTERFACE
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/platform/include>)
+  target_include_directories(enhance_depth_platform_headers SYSTEM INTERFACE "$<BUILD_INTERFACE:${directories}>")
+endmacro()
+take_headers(TensorRT TensorRT::nvinfer tensorrt)
+take_headers(CudaRuntime CUDA::cudart cuda)
+take_headers(OrbbecSDK OrbbecSDK::OrbbecSDK camera)
 
 if(ENHANCE_DEPTH_PLATFORM STREQUAL "system" AND NOT platform_complete)
   message(FATAL_ERROR "ENHANCE_DEPTH_PLATFORM=system, but not every SDK was found:\n${platform_summary}"
@@ -46,7 +51,8 @@ endif()
 
 add_library(enhance_depth_platform INTERFACE)
 target_link_libraries(enhance_depth_platform INTERFACE enhance_depth_platform_headers)
-if(ENHANCE_DEPTH_PLATFORM STREQUAL "system")
+# Beside installed libraries the emulated board serves only the tests.
+if(platform_complete AND (NOT ENHANCE_DEPTH_BUILD_TESTS OR ENHANCE_DEPTH_PLATFORM STREQUAL "system"))
   set(ENHANCE_DEPTH_EMULATOR OFF)
 else()
   set(ENHANCE_DEPTH_EMULATOR ON)

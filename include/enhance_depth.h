@@ -28,34 +28,36 @@
  * THREADS. The library starts no thread and takes no lock. One handle is used by one thread at a time;
  * distinct handles are independent. The last error without a handle is kept per thread.
  *
- * ERRORS. Every function that can fail returns 1 on success and 0 on failure (enhance_depth_create: a handle
- * or NULL). No exception and no signal leaves the library. A failure is reported twice: as text, through
- * enhance_depth_get_last_error(), and as a record, through the out-place `error`:
+ * ERRORS. Functions that take an out-place `error` return 1 on success and 0 on failure
+ * (enhance_depth_create: a handle or NULL) and report a failure twice: as text, through
+ * enhance_depth_get_last_error(), and as a record, through the out-place. No exception leaves the library.
+ * The rules of the out-place:
  *   - `error` may be NULL: no record is made.
  *   - Otherwise `*error` must be NULL or a record made by this library. It is freed and set to NULL at the
  *     start of each call, and points at a new record only if the call fails. A host that wants to keep a
  *     record takes it out of the place first. No argument of the call may point into the record that is
  *     freed.
  *   - When memory is so short that no record can be made, `*error` stays NULL and the call still returns
- *     failure.
+ * failure. The text may then be just "out of memory".
  *
  * A FITTING ENGINE has the tensors "rgb" (input, UINT8), "dep" (input, FLOAT), "pred" (output, FLOAT) and, if
- * it delivers confidence, "confidence_output" (output, FLOAT); a fourth tensor of another name is ignored,
- * and more are refused. For an image of W x H pixels "rgb" takes the shape (1, 3, H, W) when it is declared
- * with four extents and (H, W, 3) with three, "dep" takes (1, 1, H, W), and "pred" and "confidence_output"
- * must then have H * W elements, row by row. Output extents come from the engine: of an output with more
- * elements the host sees the first H * W, and in one with fewer the rest has no meaning. Reading H * W
- * elements is always safe. The optimization profiles of the engine must admit 640 x 480, the size that
- * enhance_depth_create() configures.
+ * it delivers confidence, "confidence_output" (output, FLOAT); more than
+ * four tensors are refused. A fourth tensor of another name passes that check but gets no buffer, and
+ * TensorRT normally refuses to run with it (code 25). For an image of W x H pixels "rgb" takes the shape (1,
+ * 3, H, W) when it is declared with four extents and (H, W, 3) with three, "dep" takes (1, 1, H, W), and
+ * "pred" and "confidence_output" must then have H * W elements, row by row. Output extents come from the
+ * engine: of an output with more elements the host sees the first H * W, and in one with fewer the rest has
+ * no meaning. Reading H * W elements is always safe. The optimization profiles of the engine must admit 640 x
+ * 480, the size that enhance_depth_create() configures.
  *
- * VERSIONS. The library follows semantic versioning; the numbers below are those of this header, and
- * enhance_depth_get_version() names those of the library that was loaded. Records only grow at their end, and
- * error codes are never renumbered.
+ * VERSIONS. The numbers below are those of this header, and enhance_depth_get_version() names those of the
+ * library that was loaded. Within one SONAME the layouts of the records and all signatures stay as they are,
+ * but for enhance_error, which the library allocates and which may grow at its end. Codes are never
+ * renumbered.
  */
 #ifndef ENHANCE_DEPTH_H
 #define ENHANCE_DEPTH_H
 
-/* This header is C: NOLINTBEGIN(modernize-use-using,modernize-deprecated-headers) */
 #include <stdint.h>
 
 /** Major version of this header. */
@@ -80,7 +82,8 @@ extern "C" {
 #ifdef __cplusplus
 enum EnhanceDepthErrorCode : int32_t {
 #else
-typedef enum EnhanceDepthErrorCode {
+typedef int32_t EnhanceDepthErrorCode;
+enum {
 #endif
   ENHANCE_DEPTH_OK = 0,                     /**< no failure */
   ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT = 1, /**< null or out-of-range argument, unreadable engine file */
@@ -118,11 +121,7 @@ typedef enum EnhanceDepthErrorCode {
   ENHANCE_DEPTH_ERROR_BIND_TENSOR_ADDRESS_FAILED = 33, /**< TensorRT refused a buffer */
   ENHANCE_DEPTH_ERROR_STD_EXCEPTION = 34,              /**< a standard exception, such as memory exhaustion */
   ENHANCE_DEPTH_ERROR_UNKNOWN_EXCEPTION = 35           /**< any other exception */
-#ifdef __cplusplus
 };
-#else
-} EnhanceDepthErrorCode;
-#endif
 
 /** Size in bytes of each text of an error record, its terminating NUL included. */
 #define ENHANCE_ERROR_TEXT_SIZE 256
@@ -209,9 +208,9 @@ ENHANCE_DEPTH_API const char* enhance_depth_get_last_error(enhance_depth_handle 
 /**
  * Loads a serialized TensorRT engine, checks its tensors, configures it for 640 x 480 pixels and warms it up.
  *
- * Codes: 1 (NULL path, file not readable), 12, 13, 14 (TensorRT), 20 to 25 (device), 26 to 33 (the engine
- * does not fit), 34, 35. The record's `args` is the engine path ("engine_path" when that is NULL, "" for 34
- * and 35). The calling thread's last error is set on failure and "OK" on success.
+ * Codes: 1 (NULL path, file not readable), 12, 13, 14 (TensorRT), 20, 21, 23 to 25 (device), 26 to 33 (the
+ * engine does not fit), 34, 35. The record's `args` is the engine path ("engine_path" when that is NULL, ""
+ * for 34 and 35). The calling thread's last error is set on failure and "OK" on success.
  *
  * @param engine_path  path of a regular, readable, non-empty file; it must not point into the record in
  *                     `error`, which is freed first
@@ -225,8 +224,8 @@ ENHANCE_DEPTH_API enhance_depth_handle enhance_depth_create(const char* engine_p
  * Releases the buffers of the handle's previous size, builds those for `width` x `height` pixels and warms
  * up. Outputs of earlier frames become invalid.
  *
- * Codes: 1 (size not positive), 2, 20 to 28, 32, 33, 34, 35. The record's `args` is "allocate" or "warmup",
- * the stage that failed ("" for 2, 34 and 35).
+ * Codes: 1 (size not positive), 2, 20, 21, 23 to 28, 32, 33, 34, 35. The record's `args` is "allocate" or
+ * "warmup", the stage that failed ("" for 2, 34 and 35).
  *
  * @param handle  from enhance_depth_create()
  * @param width   columns, positive; an optimization profile of the engine must admit the size
@@ -248,7 +247,7 @@ ENHANCE_DEPTH_API void enhance_depth_destroy(enhance_depth_handle handle);
 /**
  * Refines one frame and waits for the result. Successive frames of one size return the same addresses.
  *
- * Codes: 1 (NULL input or output), 2, 15, 16 (no size configured), 17, 18, 19, 22, 24, 25, 34, 35. The
+ * Codes: 1 (NULL input or output), 2, 16 (no size configured), 17, 18, 19, 22, 24, 25, 34, 35. The
  * record's `args` names the argument for 1 and 17 to 19 and is otherwise empty.
  *
  * @param handle  from enhance_depth_create()
@@ -256,7 +255,8 @@ ENHANCE_DEPTH_API void enhance_depth_destroy(enhance_depth_handle handle);
  * @param output  receives pointers into the handle's buffers and their sizes; untouched unless the call
  *                succeeds
  * @param error   out-place for a record, or NULL
- * @return 1, or 0 on failure: the handle stays usable, and its size and last inference time are kept
+ * @return 1, or 0 on failure: the handle stays usable and keeps its size; its last inference time changes
+ * only if the network ran to its end
  */
 ENHANCE_DEPTH_API int enhance_depth_process(enhance_depth_handle handle, const enhance_depth_input* input,
                                             enhance_depth_output* output, enhance_error** error);
@@ -268,7 +268,7 @@ ENHANCE_DEPTH_API int enhance_depth_process(enhance_depth_handle handle, const e
  * @param handle     from enhance_depth_create()
  * @param threshold  any float, stored unchanged
  * @param error      out-place for a record, or NULL
- * @return 1, or 0 with code 2, 34 or 35 (`args` "")
+ * @return 1, or 0 with code 2, 34 or 35 (`args` ""); after 34 or 35 the threshold is stored all the same
  */
 ENHANCE_DEPTH_API int enhance_depth_set_confidence_threshold(enhance_depth_handle handle, float threshold,
                                                              enhance_error** error);
@@ -312,7 +312,5 @@ ENHANCE_DEPTH_API float enhance_GetLastInferenceTime(enhance_depth_handle handle
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
-
-/* NOLINTEND(modernize-use-using,modernize-deprecated-headers) */
 
 #endif /* ENHANCE_DEPTH_H */

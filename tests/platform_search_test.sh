@@ -9,15 +9,14 @@ trap 'rm -rf "$work"' EXIT
 
 # An SDK of real shape: the interface headers and a library, in the places where an installation has them.
 sdk() {
-  mkdir -p "$work/$1/include" "$work/$1/lib"
-  # shellcheck disable=SC2086  # $2 is a pattern
-  cp -r "$source_dir"/platform/include/$2 "$work/$1/include/"
-  echo 'void stub(void); void stub(void) {}' | cc -shared -fPIC -x c -Wl,-soname,"$3.so.$4" -o "$work/$1/lib/$3.so.$4" -
-  ln -s "$3.so.$4" "$work/$1/lib/$3.so"
+  mkdir -p "$work/$1/lib"
+  cp -r "$source_dir/platform/include/$1" "$work/$1/include"
+  echo 'void stub(void); void stub(void) {}' | cc -shared -fPIC -x c -Wl,-soname,"$2.so.$3" -o "$work/$1/lib/$2.so.$3" -
+  ln -s "$2.so.$3" "$work/$1/lib/$2.so"
 }
-sdk tensorrt 'NvInfer*' libnvinfer 10
-sdk cuda 'cuda_*' libcudart 12
-sdk camera libobsensor libOrbbecSDK 2
+sdk tensorrt libnvinfer 10
+sdk cuda libcudart 12
+sdk camera libOrbbecSDK 2
 sed -i '1i #define CUDART_VERSION 12060' "$work/cuda/include/cuda_runtime_api.h"
 
 cases=0
@@ -39,6 +38,10 @@ all=(-DTensorRT_ROOT="$work/tensorrt" -DCUDAToolkit_ROOT="$work/cuda" -DOrbbecSD
 expect "everything installed" \
   "TensorRT 10\.3\.0: headers from $work/tensorrt/include .*CudaRuntime 12\.6: .*OrbbecSDK 2: .*libraries: the installed ones" \
   "${all[@]}"
+if grep -q emulat "$work/build-1/build.ninja"; then
+  echo "FAILED: with everything installed the emulated board is built all the same" >&2
+  exit 1
+fi
 expect "one missing: its headers are ours, the libraries all emulated" \
   "TensorRT 10\.3\.0: headers from .*OrbbecSDK: this project's interface headers .*libraries: the emulated board" \
   -DTensorRT_ROOT="$work/tensorrt" -DCUDAToolkit_ROOT="$work/cuda"
@@ -47,6 +50,11 @@ expect "emulated ignores what is installed" "TensorRT: this project's interface 
 expect "system names what is missing" "not every SDK was found: .*OrbbecSDK: this project's" \
   -DTensorRT_ROOT="$work/tensorrt" -DCUDAToolkit_ROOT="$work/cuda" -DENHANCE_DEPTH_PLATFORM=system
 expect "an unknown choice is refused" 'ENHANCE_DEPTH_PLATFORM is "none"' -DENHANCE_DEPTH_PLATFORM=none
+
+if grep -q "isystem [^ ]*platform/include/tensorrt" "$work/build-2/build.ninja"; then
+  echo "FAILED: this project's TensorRT headers come before the installed ones" >&2
+  exit 1
+fi
 
 cat >"$work/tensorrt/include/NvInferVersion.h" <<'HEADER'
 #define TRT_MAJOR_ENTERPRISE 10

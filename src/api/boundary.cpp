@@ -19,21 +19,37 @@ std::string exception_text(const EntryPoint& entry, const char* what) {
   return what != nullptr ? name + " exception: " + what : name + " unknown exception.";
 }
 
-// Reporting ran out of memory itself. Nothing here needs any but the record, which may be missing.
-void report_without_memory(const EntryPoint& entry, TrtEngineWrapper* wrapper, enhance_error** error,
-                           EnhanceDepthErrorCode code, const char* what, int line) noexcept {
-  if (wrapper != nullptr) {
-    wrapper->last_error_code_ = code;
-    wrapper->last_error_message_ = kOutOfMemory;
-  } else {
-    set_global_error(code, kOutOfMemory);
+void store_exception(const EntryPoint& entry, TrtEngineWrapper* wrapper, EnhanceDepthErrorCode code,
+                     const char* what) noexcept {
+  try {
+    const std::string text = exception_text(entry, what);
+    if (wrapper != nullptr) {
+      wrapper->set_error(code, text);
+    } else {
+      set_global_error(code, text);
+    }
+  } catch (...) {
+    if (wrapper != nullptr) {
+      wrapper->last_error_code_ = code;
+      wrapper->last_error_message_ = kOutOfMemory;
+    } else {
+      set_global_error(code, kOutOfMemory);
+    }
   }
-  if (error == nullptr || *error != nullptr) {
+}
+
+// Needs no memory but the record's own, and leaves the out-place empty without that.
+void fill_exception_result(const EntryPoint& entry, enhance_error** error, EnhanceDepthErrorCode code,
+                           const char* what, int line) noexcept {
+  if (error == nullptr) {
     return;
   }
   char text[ENHANCE_ERROR_TEXT_SIZE];
-  std::snprintf(text, sizeof text, what != nullptr ? "%s exception: %s" : "%s unknown exception.%s",
-                entry.name, what != nullptr ? what : "");
+  if (what != nullptr) {
+    std::snprintf(text, sizeof text, "%s exception: %s", entry.name, what);
+  } else {
+    std::snprintf(text, sizeof text, "%s unknown exception.", entry.name);
+  }
   *error = enhance_create_error(code, text, entry.name, "", exception_type_from_error_code(code));
   if (*error != nullptr) {
     (*error)->line = line;
@@ -61,20 +77,11 @@ void report_engine_failure(const EntryPoint& entry, const TrtEngineWrapper& wrap
 
 void report_exception(const EntryPoint& entry, TrtEngineWrapper* wrapper, enhance_error** error,
                       const char* what) noexcept {
+  const bool standard = what != nullptr;
   const EnhanceDepthErrorCode code =
-      what != nullptr ? ENHANCE_DEPTH_ERROR_STD_EXCEPTION : ENHANCE_DEPTH_ERROR_UNKNOWN_EXCEPTION;
-  const int line = exception_line(entry, what != nullptr, wrapper != nullptr);
-  try {
-    const std::string text = exception_text(entry, what);
-    if (wrapper != nullptr) {
-      wrapper->set_error(code, text);
-    } else {
-      set_global_error(code, text);
-    }
-    fill_error_result(error, code, text, entry.name, "", line);
-  } catch (...) {
-    report_without_memory(entry, wrapper, error, code, what, line);
-  }
+      standard ? ENHANCE_DEPTH_ERROR_STD_EXCEPTION : ENHANCE_DEPTH_ERROR_UNKNOWN_EXCEPTION;
+  store_exception(entry, wrapper, code, what);
+  fill_exception_result(entry, error, code, what, exception_line(entry, standard, wrapper != nullptr));
 }
 
 }  // namespace enhance_depth

@@ -22,16 +22,18 @@ inline enhance_depth_handle to_handle(TrtEngineWrapper* wrapper) {
 // the file below it, so that it names one place of the library and not one of several.
 enum class ApiFile : int { kLifecycle = 1, kProcess = 2, kSettings = 3 };
 
+// Does not compile for a line that does not fit.
 constexpr int reporting_line(ApiFile file, int line = __builtin_LINE()) {
-  return static_cast<int>(file) * 1000 + line;
+  return line < 1000 ? static_cast<int>(file) * 1000 + line
+                     : throw "the file is too long for its line numbers";
 }
 
-// An exported function as its failures name it. `line` is where its frame stands; the record of an exception
-// carries it with the kind of the exception in the ten-thousands: 1 standard, 2 standard without a handle to
-// record it on, 3 any other, 4 any other without a handle.
+// An exported function as its failures name it. `line` is where its frame stands, 0 if it makes no records;
+// the record of an exception carries it with the kind of the exception in the ten-thousands: 1 standard, 2
+// standard without a handle to record it on, 3 any other, 4 any other without a handle.
 struct EntryPoint {
   const char* name;
-  int line;
+  int line = 0;
 };
 
 // Each report records the failure and fills the caller's out-place `error` from what was recorded. They may

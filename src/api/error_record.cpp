@@ -1,6 +1,8 @@
 #include "api/error_record.h"
 
+#include <array>
 #include <cstring>
+#include <utility>
 
 namespace enhance_depth {
 namespace {
@@ -21,9 +23,9 @@ void copy_text(char (&field)[ENHANCE_ERROR_TEXT_SIZE], const char* source) {
 
 const ErrorState& global_error() { return g_last_api_error; }
 
-void set_global_error(int code, const std::string& message) {
+void set_global_error(int code, std::string message) {
   g_last_api_error.code = code;
-  g_last_api_error.message = message;
+  g_last_api_error.message = std::move(message);
 }
 
 void clear_global_error() {
@@ -32,52 +34,23 @@ void clear_global_error() {
 }
 
 int exception_type_from_error_code(int code) {
-  switch (code) {
-    case 1:
-    case 17:
-    case 18:
-    case 19:
-    case 32:
-      return 2;
-    case 2:
-    case 15:
-    case 16:
-      return 3;
-    case 3:
-      return 10;
-    case 4:
-    case 5:
-    case 6:
-    case 7:
-      return 9;
-    case 8:
-    case 9:
-    case 10:
-    case 11:
-      return 4;
-    case 12:
-    case 13:
-    case 14:
-    case 25:
-    case 26:
-    case 27:
-    case 28:
-    case 29:
-    case 30:
-    case 31:
-    case 33:
-      return 7;
-    case 20:
-    case 21:
-    case 22:
-    case 23:
-    case 24:
-      return 8;
-    case 34:
-      return 6;
-    default:
-      return 0;
-  }
+  // By code, from 0.
+  constexpr std::array<int, 36> kTypes{
+      0,                     // ok
+      2,  3,                 // argument, null handle
+      10, 9, 9, 9, 9,        // reserved, 3 to 7
+      4,  4, 4, 4,           // reserved, 8 to 11
+      7,  7, 7,              // runtime, engine, context
+      3,  3,                 // not initialized, not configured
+      2,  2, 2,              // input data, resolution, stride
+      8,  8, 8, 8, 8,        // CUDA
+      7,  7, 7, 7, 7, 7, 7,  // enqueue, profile, shape, tensor
+      2,                     // engine layout
+      7,                     // binding
+      6,                     // standard exception
+      0,                     // unknown exception
+  };
+  return code >= 0 && code < static_cast<int>(kTypes.size()) ? kTypes[static_cast<std::size_t>(code)] : 0;
 }
 
 enhance_error* make_error(int status, const char* message, const char* function, const char* args,

@@ -16,7 +16,7 @@ struct ErrorState {
 
 // The calling thread's last error that had no handle to be recorded on.
 const ErrorState& global_error();
-void set_global_error(int code, const std::string& message);
+void set_global_error(int code, std::string message);
 void clear_global_error();
 
 // The class that a record carries beside its code.

@@ -1,19 +1,15 @@
 // Exported: error records and last errors.
-#include <new>
-
 #include "api/boundary.h"
 #include "api/error_record.h"
 #include "enhance_depth.h"
 
-using enhance_depth::from_handle;
-using enhance_depth::global_error;
-using enhance_depth::make_error;
+using namespace enhance_depth;
 
 enhance_error* enhance_create_error(int status, const char* message, const char* function, const char* args,
                                     int exception_type) {
   try {
     return make_error(status, message, function, args, exception_type);
-  } catch (const std::bad_alloc&) {
+  } catch (...) {  // no memory, whatever the host's operator new throws for it
     return nullptr;
   }
 }

@@ -15,7 +15,7 @@ constexpr EntryPoint kCreate{"enhance_depth_create", reporting_line(kFile)};
 
 constexpr EntryPoint kReset{"enhance_depth_reset", reporting_line(kFile)};
 
-constexpr EntryPoint kDestroy{"enhance_depth_destroy", reporting_line(kFile)};
+constexpr EntryPoint kDestroy{"enhance_depth_destroy"};
 
 enhance_depth_handle create(const char* engine_path, enhance_error** error) {
   clear_error_result(error);

@@ -1,4 +1,5 @@
 // Exported: refining one frame.
+#include <cstddef>
 #include <cstdint>
 
 #include "api/boundary.h"
@@ -56,11 +57,10 @@ bool check_arguments(TrtEngineWrapper& wrapper, const enhance_depth_input* input
 // Without buffers infer() refuses the frame before it reads anything. The size is then one that a reset
 // refused, which nothing vouches for, so the images are not touched.
 void convert_depth(TrtEngineWrapper& wrapper, const enhance_depth_input& input) {
-  const std::int64_t pixels = std::int64_t{input.height} * input.width;
-  if (!wrapper.buffers_ready || pixels <= 0) {
+  if (!wrapper.buffers_ready) {
     return;
   }
-  const auto count = static_cast<std::size_t>(pixels);
+  const std::size_t count = static_cast<std::size_t>(input.height) * static_cast<std::size_t>(input.width);
   if (wrapper.depth_f32.size() != count) {
     wrapper.depth_f32.resize(count);
   }

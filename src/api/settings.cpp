@@ -15,8 +15,8 @@ constexpr EntryPoint kSetThreshold{"enhance_depth_set_confidence_threshold", rep
 constexpr EntryPoint kGetThreshold{"enhance_depth_get_confidence_threshold", reporting_line(kFile)};
 
 // These two make no records.
-constexpr EntryPoint kSetOptimizationLevel{"enhance_depth_set_optimization_level", reporting_line(kFile)};
-constexpr EntryPoint kGetLastInferenceTime{"enhance_GetLastInferenceTime", reporting_line(kFile)};
+constexpr EntryPoint kSetOptimizationLevel{"enhance_depth_set_optimization_level"};
+constexpr EntryPoint kGetLastInferenceTime{"enhance_GetLastInferenceTime"};
 
 // A literal and not a string made on the first call: it cannot fail and needs no care about threads.
 constexpr char kVersion[] = ENHANCE_DEPTH_VERSION " (built on " __DATE__ " " __TIME__ ")";

@@ -52,8 +52,11 @@ bool TrtEngineWrapper::allocate() {
 }
 
 bool TrtEngineWrapper::create_stream() {
-  if (!check_cuda(cudaStreamCreate(&stream), "cudaStreamCreate", error_detail)) {
-    stream = nullptr;  // a failed call may have left anything in it
+  const cudaError status = cudaStreamCreate(&stream);
+  if (status != cudaSuccess) {
+    stream = nullptr;  // a failed call may have left anything in it; before a text is built, which can throw
+  }
+  if (!check_cuda(status, "cudaStreamCreate", error_detail)) {
     return fail(ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED, error_detail);
   }
   return true;
@@ -144,11 +147,12 @@ bool TrtEngineWrapper::bind_buffers() {
 
 bool TrtEngineWrapper::allocate_device_buffer(void*& buffer, std::uint64_t bytes, const std::string& label) {
   const cudaError status = cudaMalloc(&buffer, bytes);
-  if (!check_cuda(status, "cudaMalloc(" + label + ")", error_detail)) {
-    buffer = nullptr;  // a failed call may have left anything in it
-    return fail(ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED, error_detail);
+  if (status == cudaSuccess) {
+    return true;
   }
-  return true;
+  buffer = nullptr;  // a failed call may have left anything in it; before a text is built, which can throw
+  check_cuda(status, "cudaMalloc(" + label + ")", error_detail);
+  return fail(ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED, error_detail);
 }
 
 }  // namespace enhance_depth

@@ -27,7 +27,7 @@ class CudaTimer {
   bool start(cudaStream_t stream, std::string& message);
 
   // Queues the end of the span on `stream`, waits until the device has reached it and writes the span's
-  // milliseconds to *elapsed_ms, which is left alone on failure.
+  // milliseconds to *elapsed_ms, which a failure leaves alone unless CUDA itself wrote it.
   bool stop(cudaStream_t stream, float* elapsed_ms, std::string& message);
 
  private:

@@ -44,7 +44,8 @@ class TrtEngineWrapper {
   // --- Initialisation (init.cpp) ---
 
   // Loads the engine at `engine_path` and makes the object ready for 640 x 480. Does nothing when that was
-  // done before. On failure releases nothing but the engine's bytes; deinit() does.
+  // done before. On failure releases nothing but the engine's bytes: deinit() does, and must before another
+  // try.
   bool init(const char* engine_path);
 
   // --- Object and release (trt_engine_wrapper.cpp) ---
