@@ -27,7 +27,9 @@ expect() {
 }
 
 cmake --install "$build" --prefix "$scratch/prefix" >"$scratch/install.log"
-export LD_LIBRARY_PATH="$(dirname "$(find "$scratch/prefix" -name libenhance_depth.so)"):$build/emulator"
+library=$(find "$scratch/prefix" -name libenhance_depth.so)
+LD_LIBRARY_PATH="$(dirname "$library"):$build/emulator"
+export LD_LIBRARY_PATH
 cmake -S "$source/examples" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$scratch/prefix" \
   -DCMAKE_C_FLAGS="-Wall -Wextra -Werror" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror" >"$scratch/configure.log"
 cmake --build "$scratch/build" >"$scratch/build.log" || { cat "$scratch/build.log" >&2; fail "the examples do not build"; }
@@ -62,7 +64,7 @@ export PYTHONPATH="$source/python" PYTHONDONTWRITEBYTECODE=1
 example=$source/examples/python/refine.py
 plot=
 if "$python" -c "import matplotlib" 2>/dev/null; then plot="--plot plot.png"; fi
-# $plot is two arguments or none.
+# shellcheck disable=SC2086 # two arguments or none
 expect 0 "holes" "$python" "$example" "$engine" "$source/samples/color.png" "$source/samples/depth.png" refined.png $plot
 pngtopnm refined.png | cmp - c-0.pgm || fail "Python and C differ"
 [ -z "$plot" ] || pngtopnm plot.png >plot.ppm || fail "the plot is no picture"

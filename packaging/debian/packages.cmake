@@ -2,6 +2,9 @@
 # which gives the folders that Debian uses.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME enhance-depth)
+set(CPACK_DEBIAN_PACKAGE_SOURCE enhance-depth)
+# The summary line is each component's own: CPack would put the project's description before it.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_VENDOR "enhance_depth maintainers")
 set(CPACK_PACKAGE_CONTACT "enhance_depth maintainers <maintainers@enhance-depth.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -25,28 +28,30 @@ endif()
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libenhance-depth${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "depth refinement for RGB-D cameras - shared library
- Refines the depth image of an RGB-D camera, frame by frame, with a neural
- network that TensorRT runs, and reports how far each pixel can be trusted.
- .
- The library needs TensorRT 10 (libnvinfer.so.10), the CUDA 12 runtime
- (libcudart.so.12) and the camera SDK (libOrbbecSDK.so.2), which come from
- their vendors. The first two are recommended, as Debian does not have them;
- the camera SDK is no Debian package at all.")
+Refines the depth image of an RGB-D camera, frame by frame, with a neural
+network that TensorRT runs, and reports how far each pixel can be trusted.
+
+The library needs TensorRT 10 (libnvinfer.so.10), the CUDA 12 runtime
+(libcudart.so.12) and the camera SDK (libOrbbecSDK.so.2), which come from
+their vendors. The first two are recommended; the camera SDK has no Debian
+package.")
+# Recommended and not required: Debian has none of the board's libraries, their vendors' package names differ between
+# boards, and a development PC uses the emulated board in their place.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "libnvinfer10 (>= 10.3), libcudart12 | cuda-cudart-12-6")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libenhance-depth-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "depth refinement for RGB-D cameras - development files
- The C and C++ headers of the library that refines the depth image of an
- RGB-D camera, with its CMake package and its pkg-config file.")
+The C and C++ headers of the library that refines the depth image of an
+RGB-D camera, with its CMake package and its pkg-config file.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libenhance-depth${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME enhance-depth-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "depth refinement for RGB-D cameras - command-line tool
- Refines depth images from files: a 16-bit depth PNG and a colour picture in,
- the refined depth, the confidence map and a preview picture out.")
+Refines depth images from files: a 16-bit depth PNG and a colour picture in,
+the refined depth, the confidence map and a preview picture out.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
   "libenhance-depth${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 
@@ -56,15 +61,23 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/finish_packages.cmake")
 set(CPACK_ENHANCE_DEPTH_SOURCE_DIR "${PROJECT_SOURCE_DIR}")
 
-# dpkg-shlibdeps has to see the board's libraries, which no Debian package owns. Where they are is known only when the
-# build system has been generated.
+# dpkg-shlibdeps has to see the board's libraries, which no Debian package owns, and for the tool this one. Where they
+# are is known only when the build system has been generated.
 set(CPACK_PROJECT_CONFIG_FILE "${CMAKE_CURRENT_BINARY_DIR}/cpack_project.cmake")
 get_target_property(platform_libraries enhance_depth_platform INTERFACE_LINK_LIBRARIES)
 list(REMOVE_ITEM platform_libraries enhance_depth_platform_headers)
+list(APPEND platform_libraries enhance_depth)
 list(TRANSFORM platform_libraries REPLACE "^(.+)$" "$<TARGET_FILE_DIR:\\1>" OUTPUT_VARIABLE platform_directories)
 file(GENERATE OUTPUT "${CPACK_PROJECT_CONFIG_FILE}" CONTENT
   "set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS \"${platform_directories}\")\n")
-if(NOT CMAKE_CROSSCOMPILING)
+if(CMAKE_CROSSCOMPILING)
+  # dpkg-shlibdeps needs the package database of the other architecture. Packages have the same names there, so the
+  # dependencies of this machine's packages are given.
+  set(ENHANCE_DEPTH_DEB_RUNTIME_DEPENDS "" CACHE STRING "Dependencies of the runtime package of a cross build")
+  set(ENHANCE_DEPTH_DEB_TOOLS_DEPENDS "" CACHE STRING "Dependencies of the tools package of a cross build")
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${ENHANCE_DEPTH_DEB_RUNTIME_DEPENDS}")
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${ENHANCE_DEPTH_DEB_TOOLS_DEPENDS}")
+else()
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 endif()

@@ -1,10 +1,10 @@
 // Prints the types of the exported functions, one a line.
-#include <cxxabi.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <typeinfo>
+
+#include <cxxabi.h>
 
 #include "enhance_depth.h"
 

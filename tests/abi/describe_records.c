@@ -1,6 +1,6 @@
 /*
- * Prints the binary layout of the public records and the values of the result codes, one fact a line. Built as C and as
- * C++: both have to say the same, and the same as interface.txt.
+ * Prints the binary layout of the public records and the values of the result codes, one fact a line. Built
+ * as C and as C++: both have to say the same, and the same as interface.txt.
  */
 #include <stddef.h>
 #include <stdio.h>
