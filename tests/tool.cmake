@@ -1,10 +1,21 @@
 # The command-line tool: its pieces, and the whole program on the emulated board.
+find_package(OpenCV REQUIRED COMPONENTS core imgcodecs imgproc)
+find_package(nlohmann_json REQUIRED)
 add_executable(tool_test
   tool_image_io_test.cpp
   tool_output_file_test.cpp
-  tool_preview_test.cpp)
-target_link_libraries(tool_test PRIVATE enhance_depth_tool enhance_depth_flags GTest::gtest_main)
+  tool_preview_test.cpp
+  tool_recording_test.cpp
+  tool_report_test.cpp)
+target_link_libraries(tool_test PRIVATE
+  enhance_depth_tool nlohmann_json::nlohmann_json enhance_depth_flags GTest::gtest_main)
 gtest_discover_tests(tool_test)
+
+# Apart, without OpenCV, so that the thread sanitizer sees nothing but this project's threads.
+add_executable(tool_pipeline_test tool_pipeline_test.cpp)
+target_include_directories(tool_pipeline_test PRIVATE ${PROJECT_SOURCE_DIR}/tools/enhance-depth)
+target_link_libraries(tool_pipeline_test PRIVATE enhance_depth_flags GTest::gtest_main)
+gtest_discover_tests(tool_pipeline_test PROPERTIES LABELS threads)
 
 if(ENHANCE_DEPTH_EMULATOR)
   find_package(Python3 REQUIRED COMPONENTS Interpreter)

@@ -5,10 +5,12 @@ tool_cli_test.py TOOL ENGINE [unittest arguments]
 
 import json
 import os
+import signal
 import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import zlib
 from pathlib import Path
@@ -126,6 +128,207 @@ class RefineTest(Case):
         self.assertEqual(self.refine("--preview", "p.jpg", engine="plain.engine.toml").returncode, 0)
 
 
+class SequenceTest(Case):
+    """Recordings of `count` frames; each depth has an offset of its own, so that mixed-up frames show."""
+
+    def setUp(self):
+        super().setUp()
+        self.count = 6
+        for i in range(self.count):
+            self.write(f"rec/color/{i}.png", color_png())
+            self.write(f"rec/depth/{i}.png", depth_png(offset=i))
+
+    def sequence(self, *arguments, **options):
+        if not arguments or str(arguments[0]).startswith("--"):
+            arguments = ("rec", *arguments)
+        if "--output" not in arguments:
+            arguments = (*arguments, "--output", "out")
+        return self.run_tool("sequence", "--engine", ENGINE, *arguments, **options)
+
+    def make_tum(self):
+        """The same frames as a TUM-layout folder: colour 10 ms before depth, one colour image without a partner."""
+        for kind, delay in (("color", 0.0), ("depth", 0.01)):
+            lines = ["# comment"]
+            for i in range(self.count):
+                lines.append(f"{1000 + i / 30 + delay:.6f} {kind}/{i}.png")
+            if kind == "color":
+                lines.append("2000.0 color/0.png")
+            self.write(f"rec/{'rgb' if kind == 'color' else kind}.txt", ("\n".join(lines) + "\n").encode())
+
+    def content(self, folder):
+        """Every file below `folder` with its bytes."""
+        root = self.folder / folder
+        return {str(p.relative_to(root)): p.read_bytes() for p in root.rglob("*") if p.is_file()}
+
+    def summary(self, name="s.json"):
+        return json.loads((self.folder / name).read_text())
+
+    def test_refines_folders_as_refine_does_frame_by_frame(self):
+        result = self.sequence("--confidence", "--preview", "--json", "s.json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("Refined 6 of 6 frames", result.stdout)
+        for i in range(self.count):
+            single = self.run_tool("refine", "--engine", ENGINE, "--color", f"rec/color/{i}.png", "--depth",
+                                   f"rec/depth/{i}.png", "--output", "one.png", "--confidence", "one.tiff")
+            self.assertEqual(single.returncode, 0, single.stderr)
+            self.assertEqual((self.folder / f"out/depth/{i}.png").read_bytes(),
+                             (self.folder / "one.png").read_bytes())
+            self.assertEqual((self.folder / f"out/confidence/{i}.tiff").read_bytes(),
+                             (self.folder / "one.tiff").read_bytes())
+            self.assertTrue((self.folder / f"out/preview/{i}.jpg").exists())
+        summary = self.summary()
+        self.assertEqual((summary["frames"], summary["refined"], summary["failed"]), (6, 6, 0))
+        self.assertGreaterEqual(summary["library_ms"]["maximum"], summary["library_ms"]["median"])
+        self.assertAlmostEqual(summary["valid_share_before"], 1 - 16 / (64 * 48))
+
+    def test_makes_a_tum_folder_of_a_tum_folder(self):
+        self.make_tum()
+        result = self.sequence()
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("1 colour image and 0 depth images without a partner", result.stdout)
+        lines = (self.folder / "out/depth.txt").read_text().splitlines()
+        self.assertEqual(lines[-1], "1000.176667 depth/5.png")
+        for line in (self.folder / "out/rgb.txt").read_text().splitlines():
+            if not line.startswith("#"):
+                self.assertTrue((self.folder / "out" / line.split()[1]).exists(), line)
+        again = self.sequence("out", "--output", "twice")
+        self.assertEqual(again.returncode, 0, again.stderr)
+        self.assertIn("Refined 6 of 6 frames", again.stdout)
+        self.assertEqual(self.sequence("--max-difference", "0.005", "--output", "no").returncode, 2)
+
+    def test_resumes_after_a_kill_with_the_same_bytes(self):
+        # Large frames, so that the kill comes in the middle.
+        self.count = 12
+        for i in range(self.count):
+            self.write(f"rec/color/{i}.png", color_png(640, 480))
+            self.write(f"rec/depth/{i}.png", depth_png(640, 480, offset=i))
+        self.make_tum()
+        options = ["--confidence", "--preview"]
+        self.assertEqual(self.sequence("--output", "whole", *options).returncode, 0)
+        with subprocess.Popen([TOOL, "sequence", "--engine", ENGINE, "rec", "--output", "out", *options],
+                              cwd=self.folder, stderr=subprocess.DEVNULL, stdout=subprocess.DEVNULL) as process:
+            while not (self.folder / "out/depth/3.png").exists() and process.poll() is None:
+                time.sleep(0.001)
+            process.kill()
+            self.assertEqual(process.wait(), -signal.SIGKILL)
+        self.assertFalse((self.folder / "out/depth/11.png").exists(), "the kill came too late to show anything")
+        self.expect_failure(self.sequence("--output", "out", *options), 2, "is there already", "--resume")
+        result = self.sequence("--output", "out", "--resume", *options)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertRegex(result.stdout, r"done earlier    [1-9]")
+        self.assertEqual(self.content("out"), self.content("whole"))
+        nothing_left = self.sequence("--output", "out", "--resume", *options)
+        self.assertEqual(nothing_left.returncode, 0)
+        self.assertIn("Refined 0 of 0 frames", nothing_left.stdout)
+
+    def test_stops_cleanly_on_ctrl_c(self):
+        for i in range(self.count, 40):
+            self.write(f"rec/color/{i}.png", color_png(640, 480))
+            self.write(f"rec/depth/{i}.png", depth_png(640, 480))
+        self.count = 40
+        self.make_tum()
+        with subprocess.Popen([TOOL, "sequence", "--engine", ENGINE, "rec", "--output", "out", "--json", "s.json"],
+                              cwd=self.folder, stderr=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as process:
+            while not (self.folder / "out/depth/5.png").exists() and process.poll() is None:
+                time.sleep(0.001)
+            process.send_signal(signal.SIGINT)
+            output, errors = process.communicate(timeout=60)
+            self.assertEqual(process.returncode, 1, errors)
+        self.assertIn("stopped before the end: interrupted. Continue with --resume.", errors)
+        refined = self.summary()["refined"]
+        self.assertIn(f"Refined {refined} of 40 frames", output)
+        self.assertLess(refined, 40)
+        self.assertEqual(self.summary()["stopped_by"], "interrupted")
+        files = sorted(os.listdir(self.folder / "out/depth"))
+        self.assertEqual(len(files), refined, files)
+        self.assertEqual(len((self.folder / "out/depth.txt").read_text().splitlines()) - 2, refined)
+
+    def test_names_unreadable_frames_and_goes_on(self):
+        damaged = bytearray(depth_png())
+        damaged[len(damaged) // 2] ^= 0xff
+        self.write("rec/depth/1.png", bytes(damaged))
+        self.write("rec/color/2.png", color_png()[:500])
+        self.write("rec/depth/4.png", depth_png(32, 24))
+        result = self.sequence("--json", "s.json")
+        self.expect_failure(result, 1, "rec/depth/1.png is damaged. Copy or record it again.",
+                            "rec/color/2.png is damaged", "rec/depth/4.png has 32 x 24. Register the depth")
+        self.assertIn("Refined 3 of 6 frames", result.stdout)
+        self.assertIn("3 failed", result.stdout)
+        self.assertEqual([f["frame"] for f in self.summary()["failures"]],
+                         ["rec/depth/1.png", "rec/depth/2.png", "rec/depth/4.png"])
+        self.assertEqual(sorted(os.listdir(self.folder / "out/depth")), ["0.png", "3.png", "5.png"])
+        strict = self.sequence("--output", "strict", "--strict")
+        self.expect_failure(strict, 1, "stopped before the end", "rec/depth/1.png is damaged")
+        self.assertEqual(sorted(os.listdir(self.folder / "strict/depth")), ["0.png"])
+
+    def test_follows_a_change_of_size_and_reports_one_that_the_engine_refuses(self):
+        self.write("rec/color/2.png", color_png(100, 60))
+        self.write("rec/depth/2.png", depth_png(100, 60))
+        self.write("rec/color/4.png", color_png(2000, 8))
+        self.write("rec/depth/4.png", depth_png(2000, 8))
+        result = self.sequence("--preview", "--video", "v.avi")
+        self.expect_failure(result, 1, "rec/depth/4.png: The engine", "2000 x 8 pixels", "(code 26)")
+        self.assertIn("Refined 5 of 6 frames", result.stdout)
+        self.assertEqual(struct.unpack(">II", (self.folder / "out/depth/2.png").read_bytes()[16:24]), (100, 60))
+
+    def run_on_tmpfs(self, mount_options, *arguments):
+        """Runs the tool with a tmpfs on `out`, in a namespace of its own, and lists what is on it afterwards."""
+        (self.folder / "out").mkdir(exist_ok=True)
+        script = f'mount -t tmpfs -o {mount_options} none out && "$@"; status=$?; find out -type f; exit $status'
+        if subprocess.run(["unshare", "-rm", "true"], capture_output=True, check=False).returncode != 0:
+            self.skipTest("this system lets no one make a mount namespace")
+        return subprocess.run(["unshare", "-rm", "sh", "-c", script, "sh", TOOL, "sequence", "--engine", ENGINE, "rec",
+                               "--output", "out", *arguments], cwd=self.folder, capture_output=True, text=True,
+                              timeout=120, check=False)
+
+    def test_stops_when_the_disk_is_full_and_leaves_only_whole_files(self):
+        self.make_tum()
+        result = self.run_on_tmpfs("size=60k", "--confidence", "--json", "s.json")
+        self.expect_failure(result, 1, "stopped before the end: out/confidence/", "No space left on device",
+                            "Make room on the disk", "Continue with --resume.")
+        self.assertRegex(result.stdout, r"Refined [1-5] of 6 frames")
+        self.assertIn("No space left", self.summary()["stopped_by"])
+        self.assertNotIn(".part", result.stdout)
+
+    def test_refuses_an_output_folder_that_cannot_be_written_to(self):
+        result = self.run_on_tmpfs("ro")
+        self.expect_failure(result, 2, "The output folder out cannot be written to: Read-only file system",
+                            "Choose another folder with --output")
+
+    def test_never_overwrites_the_recording(self):
+        self.make_tum()
+        before = self.content("rec")
+        for output in ("rec", "rec/../rec", "rec/depth/.."):
+            self.expect_failure(self.sequence("--output", output), 2, "is that of the recording")
+        self.assertEqual(self.content("rec"), before)
+
+    def test_refuses_contradictions(self):
+        self.expect_failure(self.sequence("--color", "rec/color", "--depth", "rec/depth"), 2, "excludes")
+        self.expect_failure(self.run_tool("sequence", "--engine", ENGINE, "--output", "out"), 2, "No recording is named")
+        self.expect_failure(self.sequence("--video", "v.avi", "--resume"), 2, "excludes")
+        self.expect_failure(self.sequence("--video", "v.gif"), 2, "must end in .mp4 or .avi")
+        self.write("bad.engine", b"not an engine")
+        self.expect_failure(self.run_tool("sequence", "--engine", "bad.engine", "rec", "--output", "out"), 3,
+                            "cannot be loaded")
+
+
+class BenchTest(Case):
+    def test_measures_the_frames_that_were_asked_for(self):
+        result = self.run_tool("bench", "--engine", ENGINE, "--size", "160x120", "--frames", 7, "--warm-up", 2,
+                               "--json", "b.json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("Refined 7 frames of 160 x 120 pixels", result.stdout)
+        summary = json.loads((self.folder / "b.json").read_text())
+        self.assertEqual((summary["width"], summary["height"], summary["frames"]), (160, 120, 7))
+        self.assertGreater(summary["library_ms"]["median"], summary["network_ms"]["median"])
+        self.assertGreater(summary["network_ms"]["median"], 0)
+
+    def test_refuses_what_is_no_size(self):
+        for size in ("640", "640x", "0x480", "640x480x3", "9000x9000", "axb"):
+            self.expect_failure(self.run_tool("bench", "--engine", ENGINE, "--size", size), 2, f"{size} is not a size")
+        self.expect_failure(self.run_tool("bench", "--engine", ENGINE, "--size", "4000x3000"), 1, "(code 26)")
+
+
 class HelpTest(Case):
     def test_prints_the_version_of_the_library(self):
         result = self.run_tool("--version")
@@ -136,7 +339,7 @@ class HelpTest(Case):
         overview = self.run_tool("--help").stdout
         listed = overview.split("Subcommands:\n")[1].split("\n\n")[0]
         names = [line.split()[0] for line in listed.splitlines() if line.startswith("  ") and line[2] != " "]
-        self.assertIn("refine", names)
+        self.assertEqual(names[:3], ["refine", "sequence", "bench"])
         for name in names:
             result = self.run_tool(name, "--help")
             self.assertEqual(result.returncode, 0)

@@ -94,12 +94,12 @@ cv::Mat colorize_depth(const cv::Mat& depth, ValueRange range) {
 }
 
 cv::Mat colorize_confidence(const cv::Mat& confidence, ValueRange range) {
+  // Infinities and NaN would not survive the conversion to integers.
+  cv::Mat bounded = cv::max(cv::min(confidence, range.high), range.low);
+  cv::patchNaNs(bounded, range.low);
   const double scale = 255.0 / (range.high - range.low);
   cv::Mat levels;
-  // Infinities would not survive the conversion to integers.
-  cv::Mat(cv::max(cv::min(confidence, range.high), range.low))
-      .convertTo(levels, CV_8UC1, scale, -range.low * scale);
-  levels.setTo(0, confidence != confidence);  // NaN
+  bounded.convertTo(levels, CV_8UC1, scale, -range.low * scale);
   return cividis(levels);
 }
 

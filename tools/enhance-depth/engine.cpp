@@ -124,4 +124,11 @@ Refined Engine::process(const std::vector<std::uint8_t>& rgb, const cv::Mat& dep
   return refined;
 }
 
+void Engine::require_confidence(const Refined& refined) const {
+  if (refined.confidence.empty()) {
+    throw UsageError("The engine " + path_.string() +
+                     " has no confidence output. Leave out --confidence, or use an engine that has one.");
+  }
+}
+
 }  // namespace enhance_depth_tool

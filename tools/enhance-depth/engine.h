@@ -46,6 +46,9 @@ class Engine {
   // Throws an EngineError (kFramesFailed); the engine stays usable.
   Refined process(const std::vector<std::uint8_t>& rgb, const cv::Mat& depth);
 
+  // Throws a UsageError when the engine delivered no confidence with `refined`.
+  void require_confidence(const Refined& refined) const;
+
  private:
   struct Destroy {
     void operator()(enhance_depth_handle handle) const { enhance_depth_destroy(handle); }

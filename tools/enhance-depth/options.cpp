@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include <sstream>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -27,6 +28,25 @@ void add_depth_scale(CLI::App& app, DepthScale& scale) {
       ->check(CLI::Range(1e-6, 1e9).description(""))
       ->type_name("UNITS")
       ->capture_default_str();
+}
+
+void add_image_size(CLI::App& app, cv::Size& size) {
+  const auto set_size = [&size](const std::string& text) {
+    std::istringstream stream(text);
+    char by = 0;
+    cv::Size parsed;
+    stream >> parsed.width >> by >> parsed.height;
+    constexpr int kLongest = 8192;
+    const bool fits =
+        parsed.width >= 1 && parsed.height >= 1 && parsed.width <= kLongest && parsed.height <= kLongest;
+    if (stream.fail() || !stream.eof() || by != 'x' || !fits) {
+      throw CLI::ValidationError("--size", text + " is not a size such as 640x480, at most 8192x8192");
+    }
+    size = parsed;
+  };
+  app.add_option_function<std::string>("--size", set_size, "Image size in pixels")
+      ->type_name("WIDTHxHEIGHT")
+      ->default_str(std::to_string(size.width) + "x" + std::to_string(size.height));
 }
 
 void add_json(CLI::App& app, std::filesystem::path& json) {

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <string>
 
+#include <opencv2/core.hpp>
+
 #include "rgb_layout.h"
 
 namespace CLI {
@@ -26,6 +28,9 @@ struct DepthScale {
   double metres(double depth) const { return depth / units_per_metre; }
 };
 void add_depth_scale(CLI::App& app, DepthScale& scale);
+
+// --size: WIDTHxHEIGHT in pixels.
+void add_image_size(CLI::App& app, cv::Size& size);
 
 // --json: where the summary goes as JSON; empty when it was not given.
 void add_json(CLI::App& app, std::filesystem::path& json);

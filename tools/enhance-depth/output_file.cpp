@@ -1,26 +1,19 @@
 #include "output_file.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "text.h"
 #include "tool_error.h"
 
 namespace enhance_depth_tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string lower_case(std::string text) {
-  for (char& c : text) {
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  }
-  return text;
-}
 
 std::string joined(std::initializer_list<std::string_view> endings) {
   std::string text;

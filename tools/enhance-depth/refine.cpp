@@ -9,6 +9,7 @@
 #include "depth_statistics.h"
 #include "engine.h"
 #include "image_io.h"
+#include "json_file.h"
 #include "options.h"
 #include "output_file.h"
 #include "preview.h"
@@ -83,17 +84,16 @@ nlohmann::ordered_json to_json(const DepthStatistics& depth, DepthScale scale) {
           {"farthest_m", scale.metres(depth.farthest)}};
 }
 
-std::string to_json(const Report& report, const RefineOptions& options) {
-  const nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
-                                       {"engine", options.engine.engine.string()},
-                                       {"width", report.size.width},
-                                       {"height", report.size.height},
-                                       {"network_ms", report.network_ms},
-                                       {"library_ms", report.library_ms},
-                                       {"total_ms", report.total_ms},
-                                       {"depth_before", to_json(report.before, options.scale)},
-                                       {"depth_after", to_json(report.after, options.scale)}};
-  return json.dump(2) + "\n";
+nlohmann::ordered_json to_json(const Report& report, const RefineOptions& options) {
+  return {{"library", enhance_depth_get_version()},
+          {"engine", options.engine.engine.string()},
+          {"width", report.size.width},
+          {"height", report.size.height},
+          {"network_ms", report.network_ms},
+          {"library_ms", report.library_ms},
+          {"total_ms", report.total_ms},
+          {"depth_before", to_json(report.before, options.scale)},
+          {"depth_after", to_json(report.after, options.scale)}};
 }
 
 int refine(const RefineOptions& options) {
@@ -106,9 +106,8 @@ int refine(const RefineOptions& options) {
   Engine engine(options.engine.engine);
   engine.configure(depth.size());
   const Refined refined = engine.process(arrange_rgb(color, options.engine.rgb_layout), depth);
-  if (!options.confidence.empty() && refined.confidence.empty()) {
-    throw UsageError("The engine " + options.engine.engine.string() +
-                     " has no confidence output. Leave out --confidence, or use an engine that has one.");
+  if (!options.confidence.empty()) {
+    engine.require_confidence(refined);
   }
 
   write_file(options.output, encode_depth(refined.depth));
@@ -121,7 +120,7 @@ int refine(const RefineOptions& options) {
   const Report report{depth.size(),          refined.network_ms,
                       refined.library_ms,    stopwatch.milliseconds(),
                       describe_depth(depth), describe_depth(refined.depth)};
-  if (!options.json.empty()) write_file(options.json, to_json(report, options));
+  if (!options.json.empty()) write_json(options.json, to_json(report, options));
   print(report, options);
   return kSuccess;
 }

@@ -14,6 +14,9 @@ namespace enhance_depth_tool {
 using Action = std::function<int()>;
 
 Action add_refine(CLI::App& app);
+Action add_sequence(CLI::App& app);
+Action add_bench(CLI::App& app);
+Action add_inspect(CLI::App& app);
 
 }  // namespace enhance_depth_tool
 

@@ -1,6 +1,7 @@
 #include "text.h"
 
 #include <array>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
@@ -39,6 +40,13 @@ std::string count(std::int64_t number, const char* what) {
 
 std::string image_size(std::int64_t width, std::int64_t height) {
   return std::to_string(width) + " x " + std::to_string(height);
+}
+
+std::string lower_case(std::string text) {
+  for (char& c : text) {
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
+  return text;
 }
 
 std::string wrapped(const std::string& text, std::size_t width) {

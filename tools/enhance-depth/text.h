@@ -15,6 +15,8 @@ std::string duration(double seconds);                             // 12.3 s, 4 m
 std::string count(std::int64_t number, const char* what);         // 1 frame, 2 frames
 std::string image_size(std::int64_t width, std::int64_t height);  // 640 x 480
 
+std::string lower_case(std::string text);  // ASCII letters only
+
 // `text` with line breaks instead of blanks, so that no line is longer than `width` unless a word is.
 std::string wrapped(const std::string& text, std::size_t width);
 

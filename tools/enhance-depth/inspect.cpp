@@ -1,0 +1,107 @@
+// enhance-depth inspect: what a model file holds, and whether it fits the library.
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "image_io.h"
+#include "inspect_contract.h"
+#include "inspect_engine.h"
+#include "inspect_formats.h"
+#include "inspect_model.h"
+#include "subcommands.h"
+#include "terminal.h"
+#include "text.h"
+#include "tool_error.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kContractBroken = 1;
+
+void print_tensors(const std::vector<TensorInfo>& tensors) {
+  std::size_t name_width = 6;
+  std::size_t type_width = 4;
+  for (const TensorInfo& tensor : tensors) {
+    name_width = std::max(name_width, tensor.name.size());
+    type_width = std::max(type_width, tensor.type.size());
+  }
+  const auto print_row = [&](const std::string& name, const char* direction, const std::string& type,
+                             const std::string& shape) {
+    std::cout << "  " << std::left << std::setw(static_cast<int>(name_width)) << name << "  " << std::setw(9)
+              << direction << "  " << std::setw(static_cast<int>(type_width)) << type << "  " << shape
+              << "\n";
+  };
+  print_row("tensor", "direction", "type", "shape");
+  for (const TensorInfo& tensor : tensors) {
+    print_row(tensor.name, direction_name(tensor.direction), tensor.type,
+              tensor.shape ? shape_text(*tensor.shape) : "not given");
+  }
+}
+
+void print_profiles(const std::vector<ProfileInfo>& profiles) {
+  for (std::size_t i = 0; i < profiles.size(); ++i) {
+    std::string ranges;
+    for (const auto& [name, range] : profiles[i]) {
+      ranges +=
+          (ranges.empty() ? "" : ", ") + name + " " + shape_text(range.min) + " to " + shape_text(range.max);
+    }
+    std::cout << "  profile " << i << ": " << ranges << "\n";
+  }
+}
+
+void print_model(const fs::path& path, const ModelInfo& model) {
+  std::cout << highlighted(path.string() + ": " + model.format, Highlight::kHeading, StandardStream::kOutput)
+            << "\n";
+  if (!model.tensors.empty()) print_tensors(model.tensors);
+  if (model.profiles) print_profiles(*model.profiles);
+}
+
+int report_breaches(const std::vector<Breach>& breaches) {
+  if (breaches.empty()) {
+    std::cout << "It meets the contract.\n";
+    return kSuccess;
+  }
+  std::cout << "It does not meet the contract:\n";
+  for (const Breach& breach : breaches) std::cout << "  " << breach.subject << ": " << breach.text << "\n";
+  return kContractBroken;
+}
+
+// Neither an ONNX model nor an engine description: only the board's TensorRT can tell.
+int inspect_engine(const fs::path& path) {
+  const LoadedEngine loaded = load_engine(path);
+  print_model(path, loaded.model);
+  for (const std::string& error : loaded.board_errors) std::cout << "  " << error << "\n";
+  const int status = loaded.model.tensors.empty() ? kSuccess : report_breaches(check_contract(loaded.model));
+  if (loaded.failure) throw EngineError(*loaded.failure);
+  std::cout << "The library loads it and runs it at 640 x 480 pixels.\n";
+  return status;
+}
+
+int inspect(const fs::path& path) {
+  const Bytes file = read_file(path);
+  std::optional<ModelInfo> model = read_engine_description(file, path);
+  if (!model) model = read_onnx(file);
+  if (!model && lower_case(path.extension().string()) == ".onnx") {
+    throw UsageError(path.string() + " is not an ONNX model: it is damaged, or another file by that name.");
+  }
+  if (!model) return inspect_engine(path);
+  print_model(path, *model);
+  return report_breaches(check_contract(*model));
+}
+
+}  // namespace
+
+Action add_inspect(CLI::App& app) {
+  const auto path = std::make_shared<fs::path>();
+  app.add_option("model", *path, "ONNX model, engine description or serialized TensorRT engine")
+      ->required()
+      ->type_name("FILE");
+  return [path] { return inspect(*path); };
+}
+
+}  // namespace enhance_depth_tool

@@ -1,0 +1,46 @@
+// What a model file says about itself, whatever its format.
+#ifndef ENHANCE_DEPTH_TOOL_INSPECT_MODEL_H
+#define ENHANCE_DEPTH_TOOL_INSPECT_MODEL_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace enhance_depth_tool {
+
+// Extents; a negative one is dynamic.
+using Shape = std::vector<std::int64_t>;
+
+enum class Direction { kInput, kOutput };
+
+struct TensorInfo {
+  std::string name;
+  Direction direction = Direction::kInput;
+  std::string type;            // as TensorRT calls it, for example FLOAT
+  std::optional<Shape> shape;  // none when the file does not say
+};
+
+struct ShapeRange {
+  Shape min;
+  Shape max;
+};
+
+// The ranges of an optimization profile by input.
+using ProfileInfo = std::map<std::string, ShapeRange>;
+
+struct ModelInfo {
+  std::string format;  // for people, for example "ONNX model"
+  std::vector<TensorInfo> tensors;
+  bool tensors_complete = true;  // false: there may be more tensors than those above
+  // None where the file has none or does not tell: those of an engine come with building it.
+  std::optional<std::vector<ProfileInfo>> profiles;
+};
+
+const char* direction_name(Direction direction);  // input, output
+std::string shape_text(const Shape& shape);       // (1, 3, -1, -1)
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_INSPECT_MODEL_H

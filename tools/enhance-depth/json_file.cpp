@@ -1,0 +1,13 @@
+#include "json_file.h"
+
+#include <nlohmann/json.hpp>
+
+#include "output_file.h"
+
+namespace enhance_depth_tool {
+
+void write_json(const std::filesystem::path& path, const nlohmann::ordered_json& json) {
+  write_file(path, json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+}
+
+}  // namespace enhance_depth_tool

@@ -1,0 +1,160 @@
+#include "recording.h"
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+
+#include <glob.h>
+
+#include "pairing.h"
+#include "text.h"
+#include "tool_error.h"
+#include "tum_layout.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Numbers within names count by value: frame_2 comes before frame_10.
+bool in_natural_order(const fs::path& a, const fs::path& b) { return strverscmp(a.c_str(), b.c_str()) < 0; }
+
+std::vector<fs::path> images_in(const fs::path& folder, std::initializer_list<std::string_view> endings) {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    const std::string ending = lower_case(entry.path().extension().string());
+    if (std::find(endings.begin(), endings.end(), ending) != endings.end()) {
+      files.push_back(entry.path());
+    }
+  }
+  return files;
+}
+
+std::vector<fs::path> matches_of(const std::string& pattern) {
+  glob_t found{};
+  std::vector<fs::path> files;
+  if (glob(pattern.c_str(), 0, nullptr, &found) == 0) {
+    files.assign(found.gl_pathv, found.gl_pathv + found.gl_pathc);
+  }
+  globfree(&found);
+  return files;
+}
+
+// The images of a folder or pattern, in natural order.
+std::vector<fs::path> list_images(const std::string& place, std::initializer_list<std::string_view> endings,
+                                  const char* kind) {
+  std::error_code ignored;
+  const bool is_folder = fs::is_directory(place, ignored);
+  std::vector<fs::path> files = is_folder ? images_in(place, endings) : matches_of(place);
+  if (files.empty()) {
+    throw UsageError(place + (is_folder ? " has no " : " names no folder and matches no ") + kind +
+                     " images. Give a folder, or a pattern in quotes such as \"recording/*_depth.png\".");
+  }
+  std::sort(files.begin(), files.end(), in_natural_order);
+  return files;
+}
+
+std::vector<std::string> names_of(const std::vector<fs::path>& files) {
+  std::vector<std::string> names;
+  names.reserve(files.size());
+  for (const fs::path& file : files) {
+    names.push_back(file.stem().string());
+  }
+  return names;
+}
+
+// Two frames of one name would overwrite each other's results.
+void require_unique_names(const std::vector<FrameFiles>& frames) {
+  std::unordered_set<std::string_view> names;
+  for (const FrameFiles& frame : frames) {
+    if (!names.insert(frame.name).second) {
+      throw UsageError(frame.depth.string() +
+                       " has the name of another depth image of the recording, and both results " +
+                       "would get it. Rename one, or refine them in two runs.");
+    }
+  }
+}
+
+Recording open_tum_recording(const fs::path& folder, double max_difference) {
+  const std::vector<TimedFile> color = read_tum_list(folder / "rgb.txt");
+  const std::vector<TimedFile> depth = read_tum_list(folder / "depth.txt");
+  const auto times_of = [](const std::vector<TimedFile>& files) {
+    std::vector<double> times;
+    times.reserve(files.size());
+    for (const TimedFile& file : files) {
+      times.push_back(file.time);
+    }
+    return times;
+  };
+  Recording recording;
+  recording.timed = true;
+  for (const IndexPair& pair : pair_by_time(times_of(color), times_of(depth), max_difference)) {
+    const TimedFile& color_file = color[pair.color];
+    const TimedFile& depth_file = depth[pair.depth];
+    recording.frames.push_back({color_file.file, depth_file.file, depth_file.file.stem().string(),
+                                color_file.time_text, depth_file.time_text});
+  }
+  if (recording.frames.empty()) {
+    throw UsageError(folder.string() + " has no colour and depth images whose time stamps are within " +
+                     decimals(max_difference, 3) +
+                     " s: " + count(static_cast<std::int64_t>(color.size()), "colour image") + ", " +
+                     count(static_cast<std::int64_t>(depth.size()), "depth image") +
+                     ". Check both clocks, or allow more with --max-difference.");
+  }
+  recording.unpaired_color = color.size() - recording.frames.size();
+  recording.unpaired_depth = depth.size() - recording.frames.size();
+  require_unique_names(recording.frames);
+  return recording;
+}
+
+}  // namespace
+
+Recording open_recording(const fs::path& folder, double max_difference) {
+  std::error_code ignored;
+  if (!fs::is_directory(folder, ignored)) {
+    throw UsageError(folder.string() +
+                     " is not a folder. Name the recording's folder, or its images with --color and " +
+                     "--depth.");
+  }
+  if (fs::exists(folder / "rgb.txt", ignored) || fs::exists(folder / "depth.txt", ignored)) {
+    return open_tum_recording(folder, max_difference);
+  }
+  for (const char* color : {"color", "rgb"}) {
+    if (fs::is_directory(folder / color, ignored) && fs::is_directory(folder / "depth", ignored)) {
+      return open_recording((folder / color).string(), (folder / "depth").string());
+    }
+  }
+  throw UsageError(folder.string() +
+                   " has neither the lists rgb.txt and depth.txt nor the folders color (or rgb) and " +
+                   "depth. Name the images with --color and --depth.");
+}
+
+Recording open_recording(const std::string& color, const std::string& depth) {
+  const std::vector<fs::path> color_files = list_images(color, {".png", ".jpg", ".jpeg"}, "colour");
+  const std::vector<fs::path> depth_files = list_images(depth, {".png"}, "depth");
+  std::vector<IndexPair> pairs = pair_by_name(names_of(color_files), names_of(depth_files));
+  if (pairs.empty()) {
+    if (color_files.size() != depth_files.size()) {
+      throw UsageError(color + " and " + depth + " have no name in common, and " +
+                       std::to_string(color_files.size()) + " and " + std::to_string(depth_files.size()) +
+                       " images cannot be paired by their order. Remove those without a partner.");
+    }
+    for (std::size_t i = 0; i < depth_files.size(); ++i) {
+      pairs.push_back({i, i});
+    }
+  }
+  Recording recording;
+  for (const IndexPair& pair : pairs) {
+    recording.frames.push_back(
+        {color_files[pair.color], depth_files[pair.depth], depth_files[pair.depth].stem().string(), "", ""});
+  }
+  recording.unpaired_color = color_files.size() - std::min(color_files.size(), pairs.size());
+  recording.unpaired_depth = depth_files.size() - pairs.size();
+  require_unique_names(recording.frames);
+  return recording;
+}
+
+}  // namespace enhance_depth_tool

@@ -1,0 +1,39 @@
+// A recording on disk: which files are its frames.
+#ifndef ENHANCE_DEPTH_TOOL_RECORDING_H
+#define ENHANCE_DEPTH_TOOL_RECORDING_H
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace enhance_depth_tool {
+
+struct FrameFiles {
+  std::filesystem::path color;
+  std::filesystem::path depth;
+  std::string name;        // the depth file's name without its ending; no other frame of the recording has it
+  std::string color_time;  // time stamps as the recording has them; empty without
+  std::string depth_time;
+};
+
+struct Recording {
+  std::vector<FrameFiles> frames;  // at least one, in the order of time or name
+  std::size_t unpaired_color = 0;  // images without a partner
+  std::size_t unpaired_depth = 0;
+  bool timed = false;  // the frames have time stamps
+};
+
+// The recording in `folder`: with rgb.txt and depth.txt (TUM layout), whose images are paired by time stamps
+// that are at most `max_difference` seconds apart, or with the folders color (or rgb) and depth. Throws a
+// UsageError.
+Recording open_recording(const std::filesystem::path& folder, double max_difference);
+
+// The recording whose images are in two folders, or match two patterns (shell wildcards): images of one name
+// belong together, or, when no name is in both, those of one position in the order of names, numbers by
+// value. Throws a UsageError.
+Recording open_recording(const std::string& color, const std::string& depth);
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_RECORDING_H

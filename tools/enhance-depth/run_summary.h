@@ -1,0 +1,58 @@
+// What a run over a recording came to, for people and for programs.
+#ifndef ENHANCE_DEPTH_TOOL_RUN_SUMMARY_H
+#define ENHANCE_DEPTH_TOOL_RUN_SUMMARY_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace enhance_depth_tool {
+
+// Milliseconds per frame, of every refined frame.
+struct FrameTimes {
+  std::vector<double> network;
+  std::vector<double> library;
+  std::vector<double> input;   // reading and decoding
+  std::vector<double> output;  // encoding and writing, previews included
+};
+
+struct FrameFailure {
+  std::string frame;  // its depth image
+  std::string reason;
+};
+
+struct RunSummary {
+  std::size_t paired = 0;          // frames of the recording
+  std::size_t done_before = 0;     // of these, refined by an earlier run
+  std::size_t refined = 0;         // by this run
+  std::size_t unpaired_color = 0;  // images without a partner
+  std::size_t unpaired_depth = 0;
+  std::vector<FrameFailure> failures;
+  std::string stopped_by;  // why the run ended early; empty when it did not
+  double wall_s = 0.0;
+  FrameTimes times;
+  std::int64_t pixels = 0;  // of all refined frames
+  std::int64_t valid_before = 0;
+  std::int64_t valid_after = 0;
+
+  bool all_went_well() const { return failures.empty() && stopped_by.empty(); }
+};
+
+// Several lines for standard output.
+std::string to_text(const RunSummary& summary);
+
+nlohmann::ordered_json to_json(const RunSummary& summary);
+
+// One line of percentiles in milliseconds, and the heading of such lines.
+std::string percentile_heading();
+std::string percentile_line(const std::string& what, const std::vector<double>& times);
+
+// {"median": ..., "p95": ..., "p99": ..., "maximum": ...}, or null without values.
+nlohmann::ordered_json percentile_json(const std::vector<double>& times);
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_RUN_SUMMARY_H

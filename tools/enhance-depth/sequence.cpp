@@ -1,0 +1,204 @@
+// enhance-depth sequence: a whole recording, from folder to folder.
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "engine.h"
+#include "interrupt.h"
+#include "json_file.h"
+#include "options.h"
+#include "output_file.h"
+#include "percentiles.h"
+#include "progress.h"
+#include "recording.h"
+#include "run_summary.h"
+#include "sequence_output.h"
+#include "sequence_run.h"
+#include "stopwatch.h"
+#include "subcommands.h"
+#include "terminal.h"
+#include "tool_error.h"
+#include "video_file.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct SequenceOptions {
+  EngineOptions engine;
+  fs::path input;
+  std::string color;
+  std::string depth;
+  double max_difference = 0.02;
+  fs::path output;
+  bool confidence = false;
+  bool preview = false;
+  fs::path video;
+  bool resume = false;
+  bool strict = false;
+  DepthScale scale;
+  fs::path json;
+};
+
+Recording find_recording(const SequenceOptions& options) {
+  if (!options.input.empty()) {
+    return open_recording(options.input, options.max_difference);
+  }
+  if (options.color.empty() || options.depth.empty()) {
+    throw UsageError("No recording is named. Give its folder, or its images with --color and --depth.");
+  }
+  return open_recording(options.color, options.depth);
+}
+
+// The frames that this run has to refine.
+std::vector<FrameFiles> frames_to_do(const Recording& recording, const SequenceOutput& output, bool resume) {
+  std::vector<FrameFiles> frames;
+  for (const FrameFiles& frame : recording.frames) {
+    if (!output.has(frame)) {
+      frames.push_back(frame);
+    } else if (!resume) {
+      throw UsageError(output.depth(frame).string() +
+                       " is there already. Continue an earlier run with --resume, or " +
+                       "choose another folder with --output.");
+    }
+  }
+  return frames;
+}
+
+// One range for the previews of all frames: that of the first readable depth. It depends on the recording
+// alone, so that a resumed run makes the same pictures.
+ValueRange preview_range(const Recording& recording) {
+  for (const FrameFiles& frame : recording.frames) {
+    try {
+      return depth_range({read_depth(frame.depth)});
+    } catch (const UsageError&) {
+      continue;  // will be reported when its turn comes
+    }
+  }
+  return {};
+}
+
+// The camera's rate by the time stamps, or the usual one without.
+double frames_per_second(const Recording& recording) {
+  std::vector<double> intervals;
+  for (std::size_t i = 1; i < recording.frames.size() && recording.timed; ++i) {
+    intervals.push_back(std::stod(recording.frames[i].depth_time) -
+                        std::stod(recording.frames[i - 1].depth_time));
+  }
+  constexpr double kUsual = 30.0;
+  const double interval = intervals.empty() ? 1.0 / kUsual : percentiles(intervals).median;
+  return std::clamp(interval > 0.0 ? 1.0 / interval : kUsual, 1.0, 120.0);
+}
+
+void report(const RunSummary& summary, const SequenceOptions& options) {
+  if (!summary.stopped_by.empty()) {
+    std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError)
+              << " stopped before the end: " << summary.stopped_by
+              << (summary.stopped_by.back() == '.' ? "" : ".") << " Continue with --resume.\n";
+  }
+  std::cout << to_text(summary) << "  results         " << options.output.string() << "\n";
+  if (!options.json.empty()) {
+    nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
+                                   {"engine", options.engine.engine.string()},
+                                   {"output", options.output.string()}};
+    json.update(to_json(summary));
+    write_json(options.json, json);
+  }
+}
+
+int refine_sequence(const SequenceOptions& options) {
+  const Recording recording = find_recording(options);
+  const SequenceOutput output(options.output, options.confidence, options.preview);
+  output.prepare(recording);
+  const std::vector<FrameFiles> frames = frames_to_do(recording, output, options.resume);
+  if (!options.json.empty()) {
+    require_writable(options.json, {});
+  }
+  std::optional<VideoFile> video;
+  if (!options.video.empty()) {
+    video.emplace(options.video, frames_per_second(recording));
+  }
+
+  RunSummary summary;
+  summary.paired = recording.frames.size();
+  summary.done_before = recording.frames.size() - frames.size();
+  summary.unpaired_color = recording.unpaired_color;
+  summary.unpaired_depth = recording.unpaired_depth;
+
+  Engine engine(options.engine.engine);
+  const Stopwatch stopwatch;
+  {
+    const InterruptGuard interrupt;
+    Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()},
+                      static_cast<std::int64_t>(frames.size()), [&] { return stopwatch.seconds(); });
+    SequenceRun run(engine, output, video ? &*video : nullptr, progress,
+                    {options.engine.rgb_layout, options.scale, preview_range(recording), options.strict,
+                     [&] { return interrupt.interrupted(); }},
+                    summary);
+    run.run(frames);
+  }
+  summary.wall_s = stopwatch.seconds();
+  try {
+    if (recording.timed) {
+      output.write_lists(recording);
+    }
+    if (video) {
+      video->finish();
+    }
+  } catch (const ToolError& error) {
+    // What stopped the run, such as a full disk, keeps these from being written too.
+    if (summary.stopped_by.empty()) {
+      summary.stopped_by = error.what();
+    }
+  }
+  report(summary, options);
+  return summary.all_went_well() ? kSuccess : kFramesFailed;
+}
+
+}  // namespace
+
+Action add_sequence(CLI::App& app) {
+  const auto options = std::make_shared<SequenceOptions>();
+  add_engine_options(app, options->engine);
+  CLI::Option* input =
+      app.add_option("INPUT", options->input,
+                     "Recording: a folder with rgb.txt and depth.txt (TUM layout), or with the "
+                     "folders color (or rgb) and depth")
+          ->type_name("");
+  CLI::Option* color =
+      app.add_option("-c,--color", options->color, "Colour images: a folder, or a pattern in quotes")
+          ->type_name("PLACE")
+          ->excludes(input);
+  CLI::Option* depth =
+      app.add_option("-d,--depth", options->depth, "Depth images: a folder, or a pattern in quotes")
+          ->type_name("PLACE")
+          ->excludes(input);
+  color->needs(depth);
+  depth->needs(color);
+  app.add_option("-o,--output", options->output, "Folder for the results")->required()->type_name("DIR");
+  app.add_option("--max-difference", options->max_difference,
+                 "Largest difference of the time stamps of a pair, in seconds")
+      ->check(CLI::Range(0.0, 1e9).description(""))
+      ->type_name("SECONDS")
+      ->capture_default_str();
+  app.add_flag("--confidence", options->confidence, "Write the confidence too, as 32-bit float TIFF");
+  app.add_flag("--preview", options->preview, "Write a preview picture of every frame too");
+  CLI::Option* video =
+      app.add_option("--video", options->video, "Write the previews as an animation: .mp4 or .avi")
+          ->type_name("FILE");
+  CLI::Option* resume =
+      app.add_flag("--resume", options->resume, "Leave out the frames whose results are there already");
+  video->excludes(resume);
+  app.add_flag("--strict", options->strict, "Stop at the first frame that fails");
+  add_depth_scale(app, options->scale);
+  add_json(app, options->json);
+  return [options] { return refine_sequence(*options); };
+}
+
+}  // namespace enhance_depth_tool

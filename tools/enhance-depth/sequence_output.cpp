@@ -1,0 +1,103 @@
+#include "sequence_output.h"
+
+#include <cerrno>
+#include <cstring>
+#include <set>
+#include <string>
+#include <utility>
+
+#include <unistd.h>
+
+#include "output_file.h"
+#include "tool_error.h"
+#include "tum_layout.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Makes sure that there is such a folder and that files can be created in it.
+void create_folder(const fs::path& folder) {
+  const auto refuse = [&](const std::string& failed, const std::string& reason) {
+    throw UsageError("The output folder " + folder.string() + " cannot be " + failed + ": " + reason +
+                     ". Choose another folder with --output, or change its permissions.");
+  };
+  std::error_code problem;
+  fs::create_directories(folder, problem);
+  if (problem) {
+    refuse("created", problem.message());
+  }
+  if (access(folder.c_str(), W_OK | X_OK) != 0) {
+    refuse("written to", std::strerror(errno));
+  }
+}
+
+}  // namespace
+
+SequenceOutput::SequenceOutput(fs::path folder, bool with_confidence, bool with_preview)
+    : folder_(std::move(folder)), with_confidence_(with_confidence), with_preview_(with_preview) {}
+
+fs::path SequenceOutput::depth(const FrameFiles& frame) const {
+  return folder_ / "depth" / (frame.name + ".png");
+}
+
+fs::path SequenceOutput::confidence(const FrameFiles& frame) const {
+  return folder_ / "confidence" / (frame.name + ".tiff");
+}
+
+fs::path SequenceOutput::preview(const FrameFiles& frame) const {
+  return folder_ / "preview" / (frame.name + ".jpg");
+}
+
+bool SequenceOutput::has(const FrameFiles& frame) const {
+  return fs::exists(depth(frame)) && (!with_confidence_ || fs::exists(confidence(frame))) &&
+         (!with_preview_ || fs::exists(preview(frame)));
+}
+
+std::vector<fs::path> SequenceOutput::folders() const {
+  std::vector<fs::path> result{folder_, folder_ / "depth"};
+  if (with_confidence_) {
+    result.push_back(folder_ / "confidence");
+  }
+  if (with_preview_) {
+    result.push_back(folder_ / "preview");
+  }
+  return result;
+}
+
+void SequenceOutput::prepare(const Recording& recording) const {
+  std::set<fs::path> input_folders;
+  for (const FrameFiles& frame : recording.frames) {
+    input_folders.insert({frame.color.parent_path(), frame.depth.parent_path()});
+  }
+  std::set<fs::path> inputs;
+  for (const fs::path& folder : input_folders) {
+    inputs.insert(fs::weakly_canonical(folder));
+  }
+  for (const fs::path& folder : folders()) {
+    if (inputs.count(fs::weakly_canonical(folder)) > 0) {
+      throw UsageError("The output folder " + folder_.string() +
+                       " is that of the recording, whose images would be " +
+                       "overwritten. Choose another folder with --output.");
+    }
+  }
+  for (const fs::path& folder : folders()) {
+    create_folder(folder);
+  }
+}
+
+void SequenceOutput::write_lists(const Recording& recording) const {
+  std::vector<TimedFile> color;
+  std::vector<TimedFile> depth_maps;
+  for (const FrameFiles& frame : recording.frames) {
+    if (has(frame)) {
+      color.push_back({0.0, frame.color_time, fs::relative(frame.color, folder_)});
+      depth_maps.push_back({0.0, frame.depth_time, depth(frame).lexically_relative(folder_)});
+    }
+  }
+  write_file(folder_ / "rgb.txt", tum_list("color images", color));
+  write_file(folder_ / "depth.txt", tum_list("refined depth maps", depth_maps));
+}
+
+}  // namespace enhance_depth_tool

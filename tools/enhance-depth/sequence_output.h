@@ -1,0 +1,56 @@
+// The folder that a refined recording becomes:
+//
+//   depth/NAME.png         refined depth
+//   confidence/NAME.tiff   if asked for
+//   preview/NAME.jpg       if asked for
+//   depth.txt, rgb.txt     for a recording with time stamps: with these it has the TUM layout, the colour
+//   images being
+//                          those of the recording
+//
+// NAME is that of the recording's depth image.
+#ifndef ENHANCE_DEPTH_TOOL_SEQUENCE_OUTPUT_H
+#define ENHANCE_DEPTH_TOOL_SEQUENCE_OUTPUT_H
+
+#include <filesystem>
+#include <vector>
+
+#include "recording.h"
+
+namespace enhance_depth_tool {
+
+class SequenceOutput {
+ public:
+  // Writes nothing yet.
+  SequenceOutput(std::filesystem::path folder, bool with_confidence, bool with_preview);
+
+  const std::filesystem::path& folder() const { return folder_; }
+  bool with_confidence() const { return with_confidence_; }
+  bool with_preview() const { return with_preview_; }
+
+  std::filesystem::path depth(const FrameFiles& frame) const;
+  std::filesystem::path confidence(const FrameFiles& frame) const;
+  std::filesystem::path preview(const FrameFiles& frame) const;
+
+  // True when all files of the frame are there. Files are written whole, so that being there is being
+  // complete.
+  bool has(const FrameFiles& frame) const;
+
+  // Creates the folders. Throws a UsageError when that or writing to them is not possible, or when results
+  // would overwrite images or lists of `recording`.
+  void prepare(const Recording& recording) const;
+
+  // Writes depth.txt and rgb.txt about those frames of a timed `recording` that are there. Throws a
+  // ToolError.
+  void write_lists(const Recording& recording) const;
+
+ private:
+  std::vector<std::filesystem::path> folders() const;
+
+  std::filesystem::path folder_;
+  bool with_confidence_;
+  bool with_preview_;
+};
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_SEQUENCE_OUTPUT_H

@@ -1,0 +1,78 @@
+// The three stages of refining a recording, and what they found.
+#ifndef ENHANCE_DEPTH_TOOL_SEQUENCE_RUN_H
+#define ENHANCE_DEPTH_TOOL_SEQUENCE_RUN_H
+
+#include <atomic>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include "color_scale.h"
+#include "engine.h"
+#include "image_io.h"
+#include "options.h"
+#include "progress.h"
+#include "recording.h"
+#include "run_summary.h"
+#include "sequence_output.h"
+#include "video_file.h"
+
+namespace enhance_depth_tool {
+
+// One frame on its way through the stages. A frame that failed passes the remaining ones untouched, so that
+// the last one, which counts and reports, sees all frames in their order.
+struct FrameJob {
+  const FrameFiles* files = nullptr;
+  cv::Mat color;
+  cv::Mat depth;
+  Bytes rgb;
+  cv::Mat refined;
+  cv::Mat confidence;
+  double input_ms = 0.0;
+  double network_ms = 0.0;
+  double library_ms = 0.0;
+  bool dropped = false;  // the run was stopped before its turn
+  std::optional<std::string> failure;
+};
+
+class SequenceRun {
+ public:
+  struct Settings {
+    RgbLayout rgb_layout = RgbLayout::kPlanar;
+    DepthScale scale;
+    ValueRange preview_range;           // of all previews, so that colours mean the same throughout
+    bool strict = false;                // the first failed frame ends the run
+    std::function<bool()> interrupted;  // any thread
+  };
+
+  // What `summary` has about the recording is kept, the rest is added by run(). `video` may be null. All
+  // references must outlive this object.
+  SequenceRun(Engine& engine, const SequenceOutput& output, VideoFile* video, Progress& progress,
+              Settings settings, RunSummary& summary);
+
+  // Refines `frames`. Throws a UsageError when the engine lacks the confidence that the output wants;
+  // everything else that goes wrong is reported through the progress and in the summary.
+  void run(const std::vector<FrameFiles>& frames);
+
+ private:
+  FrameJob read(const FrameFiles& files) const;
+  void refine(FrameJob& job);
+  void write(FrameJob& job);
+  void write_files(const FrameJob& job);
+  void stop(const std::string& reason);
+
+  Engine& engine_;
+  const SequenceOutput& output_;
+  VideoFile* video_;
+  Progress& progress_;
+  Settings settings_;
+  RunSummary& summary_;
+  std::atomic<bool> stopping_{false};
+};
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_SEQUENCE_RUN_H
