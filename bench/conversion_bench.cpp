@@ -1,4 +1,3 @@
-// The two pixel conversions beside what else could be done with the same memory.
 #include "conversion_bench.h"
 
 #include <algorithm>
@@ -7,6 +6,7 @@
 #include <cstring>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -14,9 +14,10 @@
 
 #include "cache.h"
 #include "convert/depth_conversion.h"
+#include "measure.h"
 #include "scalar_conversion.h"
+#include "sse_conversion.h"
 #include "test_images.h"
-#include "thread_clock.h"
 
 namespace enhance_depth_bench {
 namespace {
@@ -24,6 +25,8 @@ namespace {
 // Both conversions read and write six bytes for each pixel, one way or the other; so does copying three.
 constexpr std::size_t kMovedBytes = sizeof(std::uint16_t) + sizeof(float);
 constexpr std::size_t kCopiedBytes = kMovedBytes / 2;
+
+enum class Caches { kWarm, kCold };
 
 // One piece of memory for each size, which everything measured on that size shares: where memory lies decides
 // a part of its speed, and none shall have the better place.
@@ -38,29 +41,36 @@ Arena& arena_for(ImageSize size) {
   return arenas.try_emplace(size.pixels(), size.pixels()).first->second;
 }
 
+// Times `work`, which reads the arena's source and writes its destination.
+template <typename Work>
+void measure_conversion(benchmark::State& state, const Arena& arena, Caches caches, ImageSize size,
+                        Work work) {
+  const auto evict_if_cold = [&] {
+    if (caches == Caches::kCold) {
+      evict(arena.source.data(), arena.source.size());
+      evict(arena.destination.data(), arena.destination.size());
+    }
+  };
+  measure(state, evict_if_cold, work);
+  count_work(state, size.pixels(), kMovedBytes);
+}
+
 // --- What is converted, with the results that it must have ---
+
+template <typename Source, typename Destination>
+using Loop = void (*)(const Source*, Destination*, std::size_t);
 
 struct DepthToFloat {
   using Source = std::uint16_t;
   using Destination = float;
+  static constexpr const char* kName = "depth_to_float";
   static constexpr int kOpenCvSource = CV_16UC1;
   static constexpr int kOpenCvDestination = CV_32FC1;
-  static constexpr const char* kName = "depth_to_float";
+  static constexpr Loop<Source, Destination> kLibrary = enhance_depth::convert_depth_u16_to_f32_neon;
+  static constexpr Loop<Source, Destination> kScalar = scalar_depth_to_float;
+  static Loop<Source, Destination> sse() { return sse_loops().depth_to_float; }
 
-  static const std::vector<Source>& input(ImageSize size, Values values) {
-    static std::map<std::pair<std::size_t, Values>, std::vector<Source>> inputs;
-    std::vector<Source>& input = inputs[{size.pixels(), values}];
-    if (input.empty()) {
-      input = make_depth(size.pixels(), values);
-    }
-    return input;
-  }
-  static void library(const Source* src, Destination* dst, std::size_t count) {
-    enhance_depth::convert_depth_u16_to_f32_neon(src, dst, count);
-  }
-  static void scalar(const Source* src, Destination* dst, std::size_t count) {
-    scalar_depth_to_float(src, dst, count);
-  }
+  static std::vector<Source> make(std::size_t count, Values values) { return make_depth(count, values); }
   static Destination expected(Source value) { return value; }
   static Destination expected_of_opencv(Source value) { return value; }
 };
@@ -68,37 +78,32 @@ struct DepthToFloat {
 struct PredictionToDepth {
   using Source = float;
   using Destination = std::uint16_t;
+  static constexpr const char* kName = "prediction_to_depth";
   static constexpr int kOpenCvSource = CV_32FC1;
   static constexpr int kOpenCvDestination = CV_16UC1;
-  static constexpr const char* kName = "prediction_to_depth";
+  static constexpr Loop<Source, Destination> kLibrary = enhance_depth::convert_pred_f32_to_u16_neon;
+  static constexpr Loop<Source, Destination> kScalar = scalar_prediction_to_depth;
+  static Loop<Source, Destination> sse() { return sse_loops().prediction_to_depth; }
 
-  static const std::vector<Source>& input(ImageSize size, Values values) {
-    static std::map<std::pair<std::size_t, Values>, std::vector<Source>> inputs;
-    std::vector<Source>& input = inputs[{size.pixels(), values}];
-    if (input.empty()) {
-      input = make_prediction(size.pixels(), values);
-    }
-    return input;
-  }
-  static void library(const Source* src, Destination* dst, std::size_t count) {
-    enhance_depth::convert_pred_f32_to_u16_neon(src, dst, count);
-  }
-  static void scalar(const Source* src, Destination* dst, std::size_t count) {
-    scalar_prediction_to_depth(src, dst, count);
-  }
+  static std::vector<Source> make(std::size_t count, Values values) { return make_prediction(count, values); }
   static Destination expected(Source value) {
     return std::isnan(value) ? Destination{0}
                              : static_cast<Destination>(std::trunc(std::clamp(value, 0.0F, 65535.0F)));
   }
-  // Rounds to the nearest where the library truncates, and where a value leaves the range of a 32-bit integer
-  // the processor decides.
+  // Rounds, and where a value leaves the range of a 32-bit integer the processor decides.
   static Destination expected_of_opencv(Source value) { return cv::saturate_cast<Destination>(value); }
 };
 
-// --- The ways to do it ---
-
+// The same values each time, drawn once.
 template <typename Conversion>
-using Run = void (*)(const typename Conversion::Source*, typename Conversion::Destination*, std::size_t);
+const std::vector<typename Conversion::Source>& input_for(ImageSize size, Values values) {
+  static std::map<std::pair<std::size_t, Values>, std::vector<typename Conversion::Source>> inputs;
+  auto& input = inputs[{size.pixels(), values}];
+  if (input.empty()) {
+    input = Conversion::make(size.pixels(), values);
+  }
+  return input;
+}
 
 template <typename Conversion>
 void opencv(const typename Conversion::Source* src, typename Conversion::Destination* dst,
@@ -110,29 +115,7 @@ void opencv(const typename Conversion::Source* src, typename Conversion::Destina
   source.convertTo(destination, Conversion::kOpenCvDestination);
 }
 
-enum class Caches { kWarm, kCold };
-
-// Times `work`, which reads all of the arena's source and writes all of its destination, or a part of both.
-template <typename Work>
-void time_iterations(benchmark::State& state, const Arena& arena, Caches caches, Work work) {
-  for (auto iteration : state) {
-    (void)iteration;
-    if (caches == Caches::kCold) {
-      evict(arena.source.data(), arena.source.size());
-      evict(arena.destination.data(), arena.destination.size());
-    }
-    const double start = thread_seconds();
-    work();
-    benchmark::ClobberMemory();
-    state.SetIterationTime(thread_seconds() - start);
-  }
-}
-
-void count_work(benchmark::State& state, ImageSize size) {
-  const auto pixels = static_cast<std::int64_t>(size.pixels());
-  state.SetItemsProcessed(state.iterations() * pixels);
-  state.SetBytesProcessed(state.iterations() * pixels * static_cast<std::int64_t>(kMovedBytes));
-}
+// --- The benchmarks ---
 
 // Compares bytes, because NaN differs from itself.
 template <typename T>
@@ -141,17 +124,20 @@ bool same(T left, T right) {
 }
 
 template <typename Conversion>
-void convert(benchmark::State& state, Run<Conversion> run,
-             typename Conversion::Destination (*expected)(typename Conversion::Source), ImageSize size,
-             Caches caches, Values values) {
+using Expected = typename Conversion::Destination (*)(typename Conversion::Source);
+
+template <typename Conversion>
+void convert(benchmark::State& state,
+             Loop<typename Conversion::Source, typename Conversion::Destination> loop,
+             Expected<Conversion> expected, ImageSize size, Caches caches, Values values) {
   Arena& arena = arena_for(size);
-  const auto& input = Conversion::input(size, values);
+  const auto& input = input_for<Conversion>(size, values);
   auto* const source = reinterpret_cast<typename Conversion::Source*>(arena.source.data());
   auto* const destination = reinterpret_cast<typename Conversion::Destination*>(arena.destination.data());
   std::copy(input.begin(), input.end(), source);
   std::fill(arena.destination.begin(), arena.destination.end(), std::uint8_t{0xA5});
 
-  time_iterations(state, arena, caches, [&] { run(source, destination, size.pixels()); });
+  measure_conversion(state, arena, caches, size, [&] { loop(source, destination, input.size()); });
 
   std::size_t differing_pixels = 0;
   for (std::size_t i = 0; i < input.size(); ++i) {
@@ -161,7 +147,6 @@ void convert(benchmark::State& state, Run<Conversion> run,
     }
     differing_pixels += same(destination[i], Conversion::expected(input[i])) ? 0 : 1;
   }
-  count_work(state, size);
   state.counters["differing_pixels"] = static_cast<double>(differing_pixels);
 }
 
@@ -169,34 +154,34 @@ void copy(benchmark::State& state, ImageSize size, Caches caches) {
   Arena& arena = arena_for(size);
   const std::vector<std::uint8_t> input = make_color(size.pixels() * kCopiedBytes);
   std::copy(input.begin(), input.end(), arena.source.begin());
-  time_iterations(state, arena, caches,
-                  [&] { std::memcpy(arena.destination.data(), arena.source.data(), input.size()); });
+  measure_conversion(state, arena, caches, size,
+                     [&] { std::memcpy(arena.destination.data(), arena.source.data(), input.size()); });
   if (!std::equal(input.begin(), input.end(), arena.destination.begin())) {
     state.SkipWithError("memcpy did not copy");
-    return;
   }
-  count_work(state, size);
 }
 
-// --- Registration ---
-
-std::string place_name(ImageSize size, Caches caches, Values values) {
-  return "/" + size.name() + (caches == Caches::kWarm ? "/warm/" : "/cold/") + name(values);
+std::string place_name(ImageSize size, Caches caches) {
+  return "/" + size.name() + (caches == Caches::kWarm ? "/warm" : "/cold");
 }
 
 template <typename Conversion>
 void register_variants(ImageSize size, Caches caches, Values values) {
-  const auto add = [&](const char* variant, Run<Conversion> run,
-                       typename Conversion::Destination (*expected)(typename Conversion::Source)) {
-    const std::string name =
-        std::string(Conversion::kName) + "/" + variant + place_name(size, caches, values);
-    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-      convert<Conversion>(state, run, expected, size, caches, values);
+  const auto add = [&](const char* variant,
+                       Loop<typename Conversion::Source, typename Conversion::Destination> loop,
+                       Expected<Conversion> expected) {
+    const std::string full_name =
+        std::string(Conversion::kName) + "/" + variant + place_name(size, caches) + "/" + name(values);
+    benchmark::RegisterBenchmark(full_name.c_str(), [=](benchmark::State& state) {
+      convert<Conversion>(state, loop, expected, size, caches, values);
     })->UseManualTime();
   };
-  add("library", Conversion::library, Conversion::expected);
-  add("scalar", Conversion::scalar, Conversion::expected);
+  add("library", Conversion::kLibrary, Conversion::expected);
+  add("scalar", Conversion::kScalar, Conversion::expected);
   add("opencv", opencv<Conversion>, Conversion::expected_of_opencv);
+  if (Conversion::sse() != nullptr) {
+    add("sse", Conversion::sse(), Conversion::expected);
+  }
 }
 
 }  // namespace
@@ -204,7 +189,7 @@ void register_variants(ImageSize size, Caches caches, Values values) {
 void register_conversions() {
   for (const ImageSize size : kImageSizes) {
     for (const Caches caches : {Caches::kWarm, Caches::kCold}) {
-      benchmark::RegisterBenchmark(("copy/memcpy" + place_name(size, caches, Values::kRandom)).c_str(),
+      benchmark::RegisterBenchmark(("copy/memcpy" + place_name(size, caches)).c_str(),
                                    [=](benchmark::State& state) { copy(state, size, caches); })
           ->UseManualTime();
       for (const Values values : {Values::kRandom, Values::kExtreme}) {

@@ -3,16 +3,22 @@
 #include <opencv2/core.hpp>
 
 #include "conversion_bench.h"
+#include "emulated_board/control.h"
 #include "enhance_depth.h"
+#include "frame_bench.h"
 
 int main(int argc, char** argv) {
   // Everything measured runs on the calling thread.
   cv::setNumThreads(1);
+  // The library's log would stand between the results.
+  emulated_board::capture_log(true);
   benchmark::AddCustomContext("library", enhance_depth_get_version());
   benchmark::AddCustomContext("compiler", __VERSION__);
   benchmark::AddCustomContext("opencv", CV_VERSION ", vector instructions " + cv::getCPUFeaturesLine());
 
   enhance_depth_bench::register_conversions();
+  enhance_depth_bench::register_frames();
+  enhance_depth_bench::register_setup();
 
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {

@@ -1,0 +1,182 @@
+#include "frame_session.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <stdexcept>
+
+#include <cuda_runtime_api.h>
+
+#include "api/boundary.h"
+#include "convert/depth_conversion.h"
+#include "scalar_conversion.h"
+
+namespace enhance_depth_bench {
+namespace {
+
+// Far more than the caches of the boards hold, and more than a virtual machine's share of a server's.
+constexpr std::size_t kColdFootprint = std::size_t{256} << 20;
+
+template <typename T>
+std::size_t bytes(const std::vector<T>& buffer) {
+  return buffer.size() * sizeof(T);
+}
+
+template <typename T>
+bool copy_to_device(void* to, const std::vector<T>& from, cudaStream_t stream) {
+  return cudaMemcpyAsync(to, from.data(), bytes(from), cudaMemcpyHostToDevice, stream) == cudaSuccess;
+}
+
+template <typename T>
+bool copy_to_host(std::vector<T>& to, const void* from, cudaStream_t stream) {
+  return cudaMemcpyAsync(to.data(), from, bytes(to), cudaMemcpyDeviceToHost, stream) == cudaSuccess;
+}
+
+void require(bool succeeded, const char* what) {
+  if (!succeeded) {
+    throw std::runtime_error(std::string(what) + " failed");
+  }
+}
+
+// Compares bytes, because NaN differs from itself.
+template <typename T>
+bool same(const T* left, const std::vector<T>& right) {
+  return std::memcmp(left, right.data(), bytes(right)) == 0;
+}
+
+}  // namespace
+
+Handle create_handle() {
+  Handle handle(enhance_depth_create(ENHANCE_DEPTH_BENCH_ENGINE, nullptr));
+  if (handle == nullptr) {
+    throw std::runtime_error(enhance_depth_get_last_error(nullptr));
+  }
+  return handle;
+}
+
+void reset_handle(const Handle& handle, ImageSize size) {
+  if (enhance_depth_reset(handle.get(), size.width, size.height, nullptr) == 0) {
+    throw std::runtime_error(enhance_depth_get_last_error(handle.get()));
+  }
+}
+
+FrameSession::FrameSession(ImageSize size)
+    : size_(size),
+      handle_(create_handle()),
+      engine_(*enhance_depth::from_handle(handle_.get())),
+      rgb_(make_color(size.pixels() * 3)),
+      depth_(make_depth(size.pixels(), Values::kRandom)),
+      prediction_(make_prediction(size.pixels(), Values::kRandom)),
+      confidence_(make_prediction(size.pixels(), Values::kExtreme)) {
+  reset_handle(handle_, size);
+  require(process(), "enhance_depth_process");
+}
+
+bool FrameSession::process() {
+  const auto pixels = static_cast<std::int32_t>(size_.pixels());
+  const enhance_depth_input input{rgb_.data(), pixels * 3,   depth_.data(),
+                                  pixels * 2,  size_.height, size_.width};
+  enhance_depth_output output{};
+  return enhance_depth_process(handle_.get(), &input, &output, nullptr) == 1;
+}
+
+bool FrameSession::process_floor() {
+  convert_depth();
+  stage_inputs();
+  if (!upload() || !download()) {
+    return false;
+  }
+  convert_prediction();
+  return true;
+}
+
+void FrameSession::convert_depth() {
+  enhance_depth::convert_depth_u16_to_f32_neon(depth_.data(), engine_.depth_f32.data(), depth_.size());
+}
+
+void FrameSession::stage_inputs() {
+  std::memcpy(engine_.h_rgb.data(), rgb_.data(), bytes(engine_.h_rgb));
+  std::memcpy(engine_.h_depth.data(), engine_.depth_f32.data(), bytes(engine_.h_depth));
+}
+
+// Waits at its end, as a frame waits for the network.
+bool FrameSession::upload() {
+  return copy_to_device(engine_.d_rgb, engine_.h_rgb, engine_.stream) &&
+         copy_to_device(engine_.d_depth, engine_.h_depth, engine_.stream) &&
+         cudaStreamSynchronize(engine_.stream) == cudaSuccess;
+}
+
+bool FrameSession::download() {
+  return copy_to_host(engine_.h_pred, engine_.d_pred, engine_.stream) &&
+         copy_to_host(engine_.h_conf, engine_.d_conf, engine_.stream) &&
+         cudaStreamSynchronize(engine_.stream) == cudaSuccess;
+}
+
+void FrameSession::convert_prediction() {
+  enhance_depth::convert_pred_f32_to_u16_neon(engine_.h_pred.data(), engine_.pred_u16.data(),
+                                              engine_.h_pred.size());
+}
+
+void FrameSession::prepare() {
+  std::fill(engine_.depth_f32.begin(), engine_.depth_f32.end(), -1.0F);
+  std::fill(engine_.h_rgb.begin(), engine_.h_rgb.end(), std::uint8_t{0});
+  std::fill(engine_.h_depth.begin(), engine_.h_depth.end(), -1.0F);
+  std::fill(engine_.h_pred.begin(), engine_.h_pred.end(), -1.0F);
+  std::fill(engine_.h_conf.begin(), engine_.h_conf.end(), -1.0F);
+  std::fill(engine_.pred_u16.begin(), engine_.pred_u16.end(), std::uint16_t{0});
+  require(upload(), "clearing the inputs on the device");
+  require(copy_to_device(engine_.d_pred, prediction_, engine_.stream) &&
+              copy_to_device(engine_.d_conf, confidence_, engine_.stream) &&
+              cudaStreamSynchronize(engine_.stream) == cudaSuccess,
+          "writing the outputs on the device");
+}
+
+std::string FrameSession::check() {
+  std::vector<std::uint16_t> refined(prediction_.size());
+  scalar_prediction_to_depth(prediction_.data(), refined.data(), refined.size());
+  std::vector<float> depth(depth_.size());
+  scalar_depth_to_float(depth_.data(), depth.data(), depth.size());
+  std::vector<std::uint8_t> device_rgb(rgb_.size());
+  std::vector<float> device_depth(depth.size());
+  require(copy_to_host(device_rgb, engine_.d_rgb, engine_.stream) &&
+              copy_to_host(device_depth, engine_.d_depth, engine_.stream) &&
+              cudaStreamSynchronize(engine_.stream) == cudaSuccess,
+          "reading the inputs from the device");
+  if (!same(device_rgb.data(), rgb_)) {
+    return "the colour image did not reach the device";
+  }
+  if (!same(device_depth.data(), depth)) {
+    return "the depth image did not reach the device";
+  }
+  if (!same(engine_.pred_u16.data(), refined)) {
+    return "wrong refined depth";
+  }
+  if (!same(engine_.h_conf.data(), confidence_)) {
+    return "wrong confidence";
+  }
+  return {};
+}
+
+SessionRing::SessionRing(std::size_t sessions, ImageSize size) {
+  for (std::size_t i = 0; i < sessions; ++i) {
+    sessions_.emplace_back(size);
+  }
+}
+
+SessionRing& SessionRing::warm(ImageSize size) {
+  static std::map<std::size_t, SessionRing> rings;
+  return rings.try_emplace(size.pixels(), 1, size).first->second;
+}
+
+SessionRing& SessionRing::cold(ImageSize size) {
+  static std::map<std::size_t, SessionRing> rings;
+  const std::size_t bytes_per_session = size.pixels() * FrameSession::kFootprintPerPixel;
+  return rings.try_emplace(size.pixels(), kColdFootprint / bytes_per_session + 1, size).first->second;
+}
+
+FrameSession& SessionRing::next() {
+  turn_ = (turn_ + 1) % sessions_.size();
+  return sessions_[turn_];
+}
+
+}  // namespace enhance_depth_bench

@@ -1,0 +1,100 @@
+// A handle on an engine that computes nothing, ready for one size, with a frame to process.
+#ifndef ENHANCE_DEPTH_BENCH_FRAME_SESSION_H
+#define ENHANCE_DEPTH_BENCH_FRAME_SESSION_H
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/trt_engine_wrapper.h"
+#include "enhance_depth.h"
+#include "test_images.h"
+
+namespace enhance_depth_bench {
+
+// Deletes a handle through the library.
+struct DestroyHandle {
+  void operator()(enhance_depth_engine* handle) const { enhance_depth_destroy(handle); }
+};
+using Handle = std::unique_ptr<enhance_depth_engine, DestroyHandle>;
+
+// These throw std::runtime_error with the library's message.
+Handle create_handle();
+void reset_handle(const Handle& handle, ImageSize size);
+
+class FrameSession {
+ public:
+  // Throws std::runtime_error when the library or the board refuses something.
+  explicit FrameSession(ImageSize size);
+
+  // The session of that size, made when it is first asked for: everything measured on one size shares its
+  // buffers.
+  static FrameSession& for_size(ImageSize size);
+
+  // One frame through the library. False when it fails.
+  bool process();
+
+  // The bytes that a frame has to move and nothing else, on the same buffers in the same order: converting,
+  // staging, copying to the device and back, converting. False when a copy fails.
+  bool process_floor();
+
+  // The parts of a floor frame.
+  void convert_depth();
+  void stage_inputs();
+  bool upload();
+  bool download();
+  void convert_prediction();
+
+  // Puts values into the prediction and the confidence on the device, clears everything else that a frame
+  // writes, and makes sure that no buffer has to grow any more.
+  void prepare();
+
+  // Compares what the last frame left on the host and on the device with what it must be. Empty, or the first
+  // fault.
+  std::string check();
+
+  std::size_t pixels() const { return size_.pixels(); }
+
+  // What a frame reads and writes for each pixel: two conversions, staging of colour and depth, and four
+  // copies between host and device.
+  static constexpr std::size_t kMovedBytesPerPixel = 6 + 2 * (3 + 4) + 2 * (3 + 4) + 2 * (4 + 4) + 6;
+
+  // The memory that a frame passes through: the images, the converted depth, staging, the device's buffers,
+  // and the refined depth.
+  static constexpr std::size_t kFootprintPerPixel = (3 + 2) + 4 + (3 + 4 + 4 + 4) + (3 + 4 + 4 + 4) + 2;
+
+ private:
+  ImageSize size_;
+  Handle handle_;
+  enhance_depth::TrtEngineWrapper& engine_;
+  std::vector<std::uint8_t> rgb_;
+  std::vector<std::uint16_t> depth_;
+  std::vector<float> prediction_;
+  std::vector<float> confidence_;
+};
+
+// Sessions of one size that take turns.
+class SessionRing {
+ public:
+  explicit SessionRing(std::size_t sessions, ImageSize size);
+
+  // The rings of that size, made when first asked for: everything measured on one size shares its buffers.
+  // The warm ring is one session. The cold ring has so many that none finds its buffers in the caches when
+  // its turn comes, as on a board, where the host's and the network's own work has passed through them
+  // between two frames.
+  static SessionRing& warm(ImageSize size);
+  static SessionRing& cold(ImageSize size);
+
+  FrameSession& next();
+  std::deque<FrameSession>& all() { return sessions_; }
+
+ private:
+  std::deque<FrameSession> sessions_;
+  std::size_t turn_ = 0;
+};
+
+}  // namespace enhance_depth_bench
+
+#endif  // ENHANCE_DEPTH_BENCH_FRAME_SESSION_H
