@@ -5,6 +5,7 @@ tool_cli_test.py TOOL ENGINE [unittest arguments]
 
 import json
 import os
+import re
 import signal
 import struct
 import subprocess
@@ -17,6 +18,7 @@ from pathlib import Path
 
 TOOL = Path(sys.argv[1]).resolve()
 ENGINE = Path(sys.argv[2]).resolve()
+SOURCES = Path(__file__).resolve().parent.parent / "tools" / "enhance-depth"
 
 
 def png(width, height, bits, channels, rows):
@@ -345,6 +347,36 @@ class HelpTest(Case):
             self.assertEqual(result.returncode, 0)
             self.assertIn(f"Example:\n  enhance-depth {name} ", result.stdout)
             self.assertLessEqual(max(map(len, result.stdout.splitlines())), 80)
+
+    def options_of(self, subcommand):
+        return set(re.findall(r"--[a-z-]+", self.run_tool(subcommand, "--help").stdout.split("Example:")[0]))
+
+    def complete(self, *words):
+        """What bash offers after `words`."""
+        script = ('source "$1"; shift; COMP_WORDS=(enhance-depth "$@"); COMP_CWORD=$#; '
+                  '_enhance_depth; printf "%s\\n" "${COMPREPLY[@]}"')
+        result = subprocess.run(["bash", "-c", script, "bash", SOURCES / "enhance-depth.bash", *words],
+                                cwd=self.folder, capture_output=True, text=True, timeout=10, check=True)
+        return result.stdout.split()
+
+    def test_completes_and_documents_every_option(self):
+        manual = (SOURCES / "enhance-depth.1").read_text().replace("\\-", "-")
+        names = [name for name in self.complete("") if not name.startswith("-")]
+        listed = re.findall(r"^  ([a-z]+) +[A-Z]", self.run_tool("--help").stdout, re.MULTILINE)
+        self.assertEqual(names, listed)
+        for name in names:
+            options = self.options_of(name)
+            self.assertEqual(set(self.complete(name, "--")), options)
+            for option in options:
+                self.assertIn(f"Fl {option[1:]}", manual)
+
+    def test_completes_values(self):
+        self.write("a.engine", b"")
+        (self.folder / "afolder").mkdir()
+        self.assertEqual(self.complete("refine", "--engine", "a"), ["a.engine", "afolder"])
+        self.assertEqual(self.complete("sequence", "--strict", "a"), ["afolder"])
+        self.assertEqual(self.complete("bench", "--rgb-layout", "p"), ["planar"])
+        self.assertEqual(self.complete("bench", "--frames", ""), [])
 
 
 if __name__ == "__main__":

@@ -1,0 +1,68 @@
+# Bash completion for enhance-depth(1).
+
+_enhance_depth() {
+  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+  local subcommand='' word
+  COMPREPLY=()
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    if [[ $word != -* ]]; then
+      subcommand=$word
+      break
+    fi
+  done
+
+  local options='--help' files=''
+  case $subcommand in
+    '')
+      mapfile -t COMPREPLY < <(compgen -W 'refine sequence bench inspect --help --version' -- "$current")
+      return
+      ;;
+    refine)
+      options+=' --engine --rgb-layout --color --depth --output --confidence --preview --depth-scale --json'
+      ;;
+    sequence)
+      options+=' --engine --rgb-layout --color --depth --output --max-difference --confidence --preview --video
+        --resume --strict --depth-scale --json'
+      files=folders  # the recording
+      ;;
+    bench)
+      options+=' --engine --rgb-layout --size --frames --warm-up --json'
+      ;;
+    inspect) files=all ;;  # the model
+    *) return ;;
+  esac
+
+  case $subcommand:$previous in
+    *:--rgb-layout)
+      mapfile -t COMPREPLY < <(compgen -W 'planar interleaved' -- "$current")
+      return
+      ;;
+    *:--size)
+      mapfile -t COMPREPLY < <(compgen -W '640x480 1280x720 1920x1080' -- "$current")
+      return
+      ;;
+    *:--depth-scale)
+      mapfile -t COMPREPLY < <(compgen -W '1000 5000' -- "$current")
+      return
+      ;;
+    *:--max-difference | *:--frames | *:-n | *:--warm-up) return ;;
+    sequence:--output | sequence:-o | sequence:--color | sequence:-c | sequence:--depth | sequence:-d) files=folders ;;
+    sequence:--confidence | sequence:--preview) ;;
+    *:--engine | *:-e | *:--color | *:-c | *:--depth | *:-d | *:--output | *:-o | *:--confidence | *:--preview | \
+      *:--video | *:--json) files=all ;;
+  esac
+
+  if [[ $current == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
+  elif [[ $files == folders ]]; then
+    compopt -o filenames
+    mapfile -t COMPREPLY < <(compgen -d -- "$current")
+  elif [[ $files == all ]]; then
+    compopt -o filenames
+    mapfile -t COMPREPLY < <(compgen -f -- "$current")
+  else
+    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
+  fi
+}
+
+complete -F _enhance_depth enhance-depth
