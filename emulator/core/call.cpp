@@ -128,10 +128,10 @@ bool count_call(Function function) noexcept {
 
 bool recording() noexcept { return watch().recording.load(std::memory_order_relaxed); }
 
-Injection watch_call(Function function, std::string arguments) {
+Injection watch_call(Function function, const std::string& arguments) {
   Watch& state = watch();
   const std::lock_guard lock(state.mutex);
-  if (state.recording) state.recorded.push_back({std::string(name_of(function)), std::move(arguments)});
+  if (state.recording) state.recorded.push_back({std::string(name_of(function)), arguments});
   Injection injection;
   for (Plan& entry : state.plans) {
     if (entry.function != function) continue;

@@ -80,7 +80,7 @@ struct Injection {
 // The parts of arrive().
 bool count_call(Function function) noexcept;  // true when somebody plans failures or records
 bool recording() noexcept;
-Injection watch_call(Function function, std::string arguments);
+Injection watch_call(Function function, const std::string& arguments);
 
 // Counts a call, records it with the text that `describe()` makes, if that is wanted, and says whether it is
 // to fail.
