@@ -219,6 +219,14 @@ TEST(EmulatedCuda, AnEventIsTimedWhenTheWorkBeforeItHasRun) {
   EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaSuccess);
   EXPECT_GE(elapsed, 20.0F);
   EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, never), cudaErrorInvalidResourceHandle);
+
+  const Stream other;
+  ASSERT_EQ(cudaEventRecord(start, stream), cudaSuccess);
+  ASSERT_EQ(cudaEventRecord(start, other), cudaSuccess);
+  EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaErrorNotReady) << "the latest record counts";
+  EXPECT_EQ(cudaEventSynchronize(start), cudaSuccess);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaSuccess);
 }
 
 TEST(EmulatedCuda, FailedWorkSurfacesOnceAndDropsWhatFollowsIt) {
