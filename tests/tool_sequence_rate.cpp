@@ -1,0 +1,95 @@
+// How well the stages of `enhance-depth sequence` overlap: the rate of each stage alone, then of all
+// together.
+//
+//   tool_sequence_rate ENGINE RECORDING FRAMES
+//
+// Prints the rates and the share of the slowest stage's own rate that the whole reaches. Runs by hand: on a
+// busy machine the figures mean nothing.
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "engine.h"
+#include "image_io.h"
+#include "output_file.h"
+#include "progress.h"
+#include "recording.h"
+#include "rgb_layout.h"
+#include "run_summary.h"
+#include "sequence_output.h"
+#include "sequence_run.h"
+#include "stopwatch.h"
+#include "text.h"
+#include "tool_error.h"
+#include "tool_temporary_folder.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+// Frames per second of `stage`, called once per frame.
+template <typename Stage>
+double rate(const char* name, const std::vector<FrameFiles>& frames, const Stage& stage) {
+  const Stopwatch stopwatch;
+  for (const FrameFiles& frame : frames) {
+    stage(frame);
+  }
+  const double result = static_cast<double>(frames.size()) / stopwatch.seconds();
+  std::cout << name << " alone: " << decimals(result, 1) << " frames/s" << std::endl;
+  return result;
+}
+
+int measure(const std::string& engine_path, const std::string& recording_path, std::size_t count) {
+  std::vector<FrameFiles> frames = open_recording(recording_path, 0.02).frames;
+  frames.resize(std::min(frames.size(), count));
+  const TemporaryFolder folder;
+  const SequenceOutput output(folder / "all", true, false);
+  output.prepare({frames, 0, 0, false});
+  Engine engine(engine_path);
+
+  const double reading = rate("reading", frames, [](const FrameFiles& frame) {
+    arrange_rgb(read_color(frame.color), RgbLayout::kPlanar);
+    read_depth(frame.depth);
+  });
+  const std::vector<std::uint8_t> rgb = arrange_rgb(read_color(frames[0].color), RgbLayout::kPlanar);
+  const cv::Mat depth = read_depth(frames[0].depth);
+  engine.configure(depth.size());
+  const double refining = rate("refining", frames, [&](const FrameFiles&) { engine.process(rgb, depth); });
+  const Refined refined = engine.process(rgb, depth);
+  const double writing = rate("writing", frames, [&](const FrameFiles& frame) {
+    write_file(output.confidence(frame), encode_confidence(refined.confidence));
+    write_file(output.depth(frame), encode_depth(refined.depth));
+  });
+
+  std::ostringstream ignored;
+  const Stopwatch stopwatch;
+  Progress progress(ignored, {}, static_cast<std::int64_t>(frames.size()),
+                    [&] { return stopwatch.seconds(); });
+  RunSummary summary;
+  SequenceRun::Settings settings;
+  settings.interrupted = [] { return false; };
+  SequenceRun(engine, output, nullptr, progress, settings, summary).run(frames);
+  const double together = static_cast<double>(summary.refined) / stopwatch.seconds();
+  std::cout << "all together: " << decimals(together, 1) << " frames/s, "
+            << percent(together / std::min({reading, refining, writing}))
+            << " of the slowest stage's own rate\n";
+  return summary.all_went_well() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+}  // namespace
+}  // namespace enhance_depth_tool
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::cerr << "usage: tool_sequence_rate ENGINE RECORDING FRAMES\n";
+    return EXIT_FAILURE;
+  }
+  try {
+    return enhance_depth_tool::measure(argv[1], argv[2], std::stoul(argv[3]));
+  } catch (const std::exception& error) {
+    std::cerr << error.what() << "\n";
+    return EXIT_FAILURE;
+  }
+}
