@@ -88,7 +88,8 @@ int main(int argc, char** argv) {
          "--frames", frames,
          "Write a recording of this many frames from a moving camera (30 per second), as the folders rgb and "
          "depth with the lists rgb.txt and depth.txt")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 1000000).description(""))
+      ->type_name("N");
   app.add_option("--seed", seed, "Of the noise")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   try {

@@ -3,17 +3,20 @@
 
 Usage: onnx_parity_test.py BUILD_DIR   (a native build with the emulated board; see onnx_parity_test.sh)
 
-Prints the agreement of each case and exits with 1 if one is out of tolerance: depth within 1 unit on at least 99.99 %
-of the pixels and on no pixel a depth against none, confidence within 0.001.
+Prints the agreement of each case, has `enhance-depth inspect` check the models, and exits with 1 if a case is out of
+tolerance or a model is judged wrongly. Tolerance: depth within 1 unit on at least 99.99 % of the pixels and on no
+pixel a depth against none, confidence within 0.001.
 """
 
 import importlib.util
 import pathlib
 import re
+import subprocess
 import sys
 import tempfile
 
 import numpy as np
+import onnx
 import onnxruntime
 from PIL import Image
 
@@ -117,6 +120,28 @@ def compare(network, name, color, depth):
     return share, off, good
 
 
+def inspect(build, maker, folder):
+    """Whether the tool accepts the models as they are, and refuses one with a wrong name."""
+    parameters = maker.read_parameters(SOURCE / "models/reference.engine.toml")
+    models = {f"{layout}{confidence}": (maker.make_model(parameters, layout, confidence), 0)
+              for layout in ("chw", "hwc") for confidence in (True, False)}
+    renamed = maker.make_model(parameters)
+    renamed.graph.output[0].name = "depth"
+    renamed.graph.node[-1].output[0] = "depth"
+    models["renamed"] = (renamed, 1)
+    good = True
+    for name, (model, expected) in models.items():
+        path = folder / f"{name}.onnx"
+        onnx.save(model, path)
+        tool = build / "tools/enhance-depth/enhance-depth"
+        result = subprocess.run([tool, "inspect", path], capture_output=True, text=True, check=False)
+        if result.returncode != expected:
+            good = False
+            print(f"FAIL enhance-depth inspect {name}.onnx: status {result.returncode}\n{result.stdout}{result.stderr}")
+    print(f"{'ok  ' if good else 'FAIL'} enhance-depth inspect on {len(models)} models")
+    return good
+
+
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
@@ -125,10 +150,11 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         networks = [Network(maker, layout, build, pathlib.Path(folder)) for layout in ("chw", "hwc")]
         results = [compare(network, *case) for case in cases() for network in networks]
+        inspected = inspect(build, maker, pathlib.Path(folder))
     print(f"agreement in {len(results)} cases: depth within 1 unit on at least "
           f"{100 * min(share for share, _, _ in results):.3f} % of the pixels, confidence within "
           f"{max(off for _, off, _ in results):.1e}; {sum(not good for _, _, good in results)} out of tolerance")
-    return 0 if all(good for _, _, good in results) else 1
+    return 0 if inspected and all(good for _, _, good in results) else 1
 
 
 if __name__ == "__main__":

@@ -15,7 +15,8 @@ if ! cmp -s "$tests/requirements.txt" "$ready"; then
   python3 -m venv "$environment"
   if ! "$environment/bin/python" -m pip --disable-pip-version-check install --quiet \
     -r "$tests/requirements.txt" >"$log" 2>&1; then
-    if grep -qE 'NewConnectionError|NameResolutionError|ConnectTimeoutError|ProxyError|SSLError|from versions: none' "$log"; then
+    if grep -qE 'NewConnectionError|NameResolutionError|ConnectTimeoutError|ProxyError|SSLError|versions: none' "$log"
+    then
       echo "skipped: no package index can be reached, so ONNX Runtime is not to be had ($log)"
       exit 77
     fi

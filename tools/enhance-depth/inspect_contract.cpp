@@ -18,16 +18,16 @@ constexpr std::int64_t kWidth = 640;
 struct Role {
   const char* name;
   const char* what;
-  Direction direction;
   const char* type;
+  Direction direction;
   bool required;
 };
 
 constexpr Role kRoles[] = {
-    {"rgb", "colour image", Direction::kInput, "UINT8", true},
-    {"dep", "depth image", Direction::kInput, "FLOAT", true},
-    {"pred", "refined depth", Direction::kOutput, "FLOAT", true},
-    {"confidence_output", "confidence", Direction::kOutput, "FLOAT", false},
+    {"rgb", "colour image", "UINT8", Direction::kInput, true},
+    {"dep", "depth image", "FLOAT", Direction::kInput, true},
+    {"pred", "refined depth", "FLOAT", Direction::kOutput, true},
+    {"confidence_output", "confidence", "FLOAT", Direction::kOutput, false},
 };
 
 bool is_role(const std::string& name) {
