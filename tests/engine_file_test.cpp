@@ -23,9 +23,10 @@
 
 namespace {
 
-// What happens before the next open(), and at each read(): a result, or nothing for the real one of at most
-// `limit`.
+// What happens before the next open(), whether fstat() fails, and what happens at each read(): a result, or
+// nothing for the real one of at most `limit`.
 std::function<void()> before_open;
+bool fstat_fails = false;
 std::function<std::optional<ssize_t>(std::size_t& limit)> at_read;
 
 }  // namespace
@@ -39,6 +40,14 @@ extern "C" int open(const char* path, int flags, ...) {
   const int mode = (flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0;
   va_end(arguments);
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+extern "C" int fstat(int descriptor, struct stat* status) noexcept {
+  if (fstat_fails) {
+    errno = EIO;
+    return -1;
+  }
+  return fstatat(descriptor, "", status, AT_EMPTY_PATH);
 }
 
 extern "C" ssize_t read(int descriptor, void* buffer, std::size_t count) {
@@ -61,6 +70,7 @@ class EngineFile : public test_support::BoardTest {
  protected:
   void TearDown() override {
     before_open = nullptr;
+    fstat_fails = false;
     at_read = nullptr;
     alarm(0);
     BoardTest::TearDown();
@@ -164,6 +174,9 @@ TEST_F(EngineFile, MayChangeUnderTheHandsOfTheReader) {
   };
   expect_refusal(path, "The file became shorter while it was read");
   refill();
+  fstat_fails = true;
+  expect_refusal(path, "Input/output error");
+  fstat_fails = false;
   at_read = [](std::size_t&) -> std::optional<ssize_t> {
     errno = EIO;
     return -1;

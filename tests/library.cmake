@@ -24,6 +24,7 @@ add_library_test(library_test
   infer_test.cpp
   log_test.cpp
   tensor_text_test.cpp)
+target_link_libraries(library_test PRIVATE ${CMAKE_DL_LIBS})
 gtest_discover_tests(library_test)
 
 # Has its own open() and read().
@@ -64,7 +65,7 @@ endif()
 add_library_test(platform_sweep_test sweep/platform_sweep_test.cpp sweep/failure_table.cpp sweep/scenario.cpp)
 gtest_discover_tests(platform_sweep_test)
 add_library_test(allocation_sweep_test
-  sweep/allocation_sweep_test.cpp sweep/allocation_faults.cpp sweep/scenario.cpp)
+  sweep/allocation_sweep_test.cpp sweep/allocation_faults.cpp sweep/failure_table.cpp sweep/scenario.cpp)
 gtest_discover_tests(allocation_sweep_test)
 
 # The whole run, `soak`, takes 20,000 frames; here a short one.

@@ -1,10 +1,30 @@
 // The way into the camera SDK's log, and TensorRT's messages on standard output.
+#include <stdexcept>
 #include <string>
+
+#include <dlfcn.h>
 
 #include "log/log_bridge.h"
 #include "log/trt_logger.h"
 #include "support/board_test.h"
 #include "support/captured_output.h"
+
+namespace {
+
+bool sdk_throws = false;
+
+}  // namespace
+
+// Stands before the camera SDK's function, which is C++ behind a C interface.
+extern "C" void ob_log_external_message(ob_log_severity severity, const char* module, const char* message,
+                                        const char* file, const char* function, int line, ob_error** error) {
+  if (sdk_throws) {
+    throw std::runtime_error("from inside the camera SDK");
+  }
+  static const auto real =
+      reinterpret_cast<decltype(&ob_log_external_message)>(dlsym(RTLD_NEXT, "ob_log_external_message"));
+  real(severity, module, message, file, function, line, error);
+}
 
 namespace enhance_depth {
 namespace {
@@ -36,6 +56,15 @@ TEST_F(LogBridge, ReturnsTheErrorOfAFailingLog) {
   log_orbbec_message(OB_LOG_SEVERITY_INFO, "kept", "file", "function", 1);
   EXPECT_EQ(logged(1), std::vector<std::string>{"kept"});
   EXPECT_EQ(emulated_board::calls("ob_delete_error"), 1) << "there was nothing to return";
+}
+
+TEST_F(LogBridge, LetsNoExceptionOfTheSdkOut) {
+  sdk_throws = true;
+  log_orbbec_message(OB_LOG_SEVERITY_ERROR, "lost", "file", "function", 1);
+  EXPECT_EQ(enhance_depth_create("/nonexistent", nullptr), nullptr);
+  sdk_throws = false;
+  EXPECT_STREQ(enhance_depth_get_last_error(nullptr),
+               "Cannot read engine file (No such file or directory): /nonexistent");
 }
 
 TEST(TensorRtLogger, PrintsErrorsAndDropsTheRest) {

@@ -240,7 +240,7 @@ TEST(PlatformInterface, LoggerIsCalledThroughItsFirstSlot) {
   Logger logger;
   using Log = void (*)(ILogger*, std::int32_t, const char*);
   const Slot* table = nullptr;
-  std::memcpy(&table, static_cast<ILogger*>(&logger), sizeof table);
+  std::memcpy(&table, static_cast<const void*>(static_cast<ILogger*>(&logger)), sizeof table);
   reinterpret_cast<Log>(table[0])(&logger, 1, " a message");
   EXPECT_EQ(logger.text, "1 a message");
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sweep/allocation_faults.h"
+#include "sweep/failure_table.h"
 #include "sweep/scenario.h"
 
 namespace sweep {
@@ -30,12 +31,10 @@ struct Mode {
 
 class AllocationSweep : public test_support::BoardTest {
  protected:
-  // Runs `run_once(mode)`, which returns after all its checks, for every allocation that it makes.
-  void sweep(const char* what, const std::function<void(const Mode&)>& run_once) {
+  // Runs `run_once(mode)`, which checks what came of it, for each allocation that it makes.
+  void sweep(const std::function<void(const Mode&)>& run_once) {
     for (const Mode& mode : {Mode{false, Thrown::kBadAlloc}, Mode{true, Thrown::kBadAlloc},
                              Mode{false, Thrown::kSomethingElse}, Mode{true, Thrown::kSomethingElse}}) {
-      int cases = 0;
-      int injected = 0;
       for (int nth = 1;; ++nth) {
         SCOPED_TRACE("allocation " + std::to_string(nth) + (mode.and_all_later ? " and all later ones" : ""));
         emulated_board::reset();
@@ -44,16 +43,23 @@ class AllocationSweep : public test_support::BoardTest {
         const int failed = allocation_faults::failed();
         allocation_faults::plan(0, false, Thrown::kBadAlloc);
         ASSERT_FALSE(HasFailure());
-        if (failed == 0) break;
-        ++cases;
-        injected += failed;
+        if (failed == 0) {
+          EXPECT_GT(nth, 1) << "there was nothing to fail";
+          break;
+        }
+        ++cases_;
+        injected_ += failed;
       }
-      EXPECT_GT(cases, 0);
-      std::printf("allocation failure sweep of %s, %s, %s: %d cases, %d injected failures\n", what,
-                  mode.and_all_later ? "every allocation from the Nth on" : "the Nth allocation",
-                  mode.thrown == Thrown::kBadAlloc ? "std::bad_alloc" : "another exception", cases, injected);
     }
   }
+
+  void print(const char* what) const {
+    std::printf("allocation failure sweep of %s: %d cases, %d injected failures\n", what, cases_, injected_);
+  }
+
+ private:
+  int cases_ = 0;
+  int injected_ = 0;
 };
 
 // What the exception frame makes of a failed allocation. When no memory is left at all, neither the text nor
@@ -65,7 +71,7 @@ Expected out_of_memory(const Mode& mode, const Step& step) {
 
 TEST_F(AllocationSweep, OfAHandlesWholeLife) {
   const std::string path = write_engine(test_support::small_output_engine());
-  sweep("a handle's life", [&](const Mode& mode) {
+  sweep([&](const Mode& mode) {
     Life life(path);
     life.ignore_log();
     for (const Step& step : scenario()) {
@@ -79,6 +85,7 @@ TEST_F(AllocationSweep, OfAHandlesWholeLife) {
     life.expect_mended_and_destroy();
     EXPECT_EQ(allocation_faults::failed(), failed) << "the board and the test are not armed";
   });
+  print("a handle's life");
 }
 
 // The calls that fail anyway, and those that cannot report.
@@ -119,7 +126,7 @@ TEST_F(AllocationSweep, OfReportsAndSettings) {
        },
        0, true},
   };
-  sweep("reports and settings", [&](const Mode& mode) {
+  sweep([&](const Mode& mode) {
     for (const Call& call : kCalls) {
       test_support::ErrorPlace error;
       const int failed_before = allocation_faults::failed();
@@ -161,7 +168,39 @@ TEST_F(AllocationSweep, OfReportsAndSettings) {
     EXPECT_EQ(made == nullptr, allocation_faults::failed() > failed_before_record);
     enhance_delete_error(made);
   });
+  print("reports and settings");
   EXPECT_EQ(enhance_depth_reset(handle.get(), 64, 48, nullptr), 1);
+}
+
+// Memory runs out while a failure of the board is being recorded and reported.
+TEST_F(AllocationSweep, OfFailuresOfTheBoard) {
+  const std::string path = write_engine(test_support::small_output_engine());
+  const Step reset{Action::kReset, 64, 48};
+  const Step process{Action::kProcess, 64, 48};
+  const Around plainly = [](const std::function<void()>& call) { call(); };
+  for (const Step& step : {reset, process}) {
+    for (const std::string& function : emulated_board::all_functions()) {
+      const std::vector<Effect> of_calls = effects(function, step);
+      if (of_calls.empty()) continue;
+      SCOPED_TRACE(function + " in " + function_of(step));
+      sweep([&](const Mode& mode) {
+        Life life(path);
+        life.ignore_log();
+        for (const Step& before : {Step{Action::kCreate}, reset}) {
+          life.run(before, plainly);
+          life.expect(before, succeeds());
+        }
+        emulated_board::fail_call(function, 1);
+        life.run(step, kArmed);
+        life.expect(step, allocation_faults::failed() > 0
+                              ? out_of_memory(mode, step)
+                              : fails(of_calls[0].code, of_calls[0].message, step, of_calls[0].args));
+        emulated_board::reset();
+        life.expect_mended_and_destroy();
+      });
+    }
+  }
+  print("failures of the board");
 }
 
 TEST_F(AllocationSweep, FindsNoneInASteadyFrame) {
