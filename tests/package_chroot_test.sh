@@ -23,20 +23,20 @@ fi
 cp -a "$base/." "$root"
 cp /etc/resolv.conf "$root/etc/"
 
-mkdir -p "$root/packages" "$root/home/newcomer" "$root/usr/local/lib/board"
-cp "$packages"/*_"$architecture".deb "$root/packages/"
+mkdir -p "$root/home/newcomer/packages" "$root/usr/local/lib/board"
+cp "$packages"/*_"$architecture".deb "$root/home/newcomer/packages/"
 cp -r "$source"/{examples,python,samples,models} "$root/home/newcomer/"
 cp -a "$build"/emulator/lib*.so.* "$root/usr/local/lib/board/"
-echo /usr/local/lib/board >"$root/etc/ld.so.conf.d/board.conf"
 
 cat >"$root/home/newcomer/use.sh" <<'INSIDE'
 set -eux
 export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
+cd /home/newcomer
 apt-get update -qq
-apt-get install -y -qq --no-install-recommends /packages/*.deb >/dev/null
+apt-get install -y -qq --no-install-recommends ./packages/*.deb >/dev/null
 dpkg-query -W libenhance-depth0 libenhance-depth-dev enhance-depth-tools
 apt-get install -y -qq --no-install-recommends gcc libc6-dev pkg-config netpbm >/dev/null
-cd /home/newcomer
+echo /usr/local/lib/board | tee /etc/ld.so.conf.d/emulated-board.conf && ldconfig
 engine=models/reference.engine.toml
 pngtopnm samples/color.png >color.ppm
 pngtopnm samples/depth.png >depth.pgm
@@ -55,7 +55,8 @@ PYTHONPATH=python python3 examples/python/refine.py $engine samples/color.png sa
 pngtopnm from_python.png | cmp - from_c-0.pgm
 
 enhance-depth --version
-enhance-depth refine --help >/dev/null
+enhance-depth refine --engine $engine --color samples/color.png --depth samples/depth.png --output from_tool.png
+pngtopnm from_tool.png | cmp - from_c-0.pgm
 
 apt-get purge -y -qq libenhance-depth0 libenhance-depth-dev enhance-depth-tools >/dev/null
 left=$(find /usr -name '*enhance*depth*')
