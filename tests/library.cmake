@@ -76,3 +76,8 @@ if(ENHANCE_DEPTH_SANITIZE OR CMAKE_CROSSCOMPILING)
   set(soak_tolerance 65536)
 endif()
 add_test(NAME soak COMMAND soak 1000 1 ${soak_tolerance})
+
+option(ENHANCE_DEPTH_BUILD_FUZZERS "Build the fuzzers (need Clang and OpenCV)" OFF)
+if(ENHANCE_DEPTH_BUILD_FUZZERS)
+  add_subdirectory(${PROJECT_SOURCE_DIR}/fuzz ${PROJECT_BINARY_DIR}/fuzz)
+endif()
