@@ -28,7 +28,7 @@ if ! diff -u "$scratch/records_c" "$scratch/records_cpp"; then
 fi
 {
   readelf -d "$library" | sed -n 's/.*(SONAME).*\[\(.*\)\]/soname \1/p'
-  readelf -W --dyn-syms "$library" | awk '$1 ~ /^[0-9]+:$/ && $7 != "UND" { print "symbol " $8 " (" $4 ")" }' |
+  readelf -W --dyn-syms "$library" | awk '$1 ~ /^[0-9]+:$/ && $4 != "SECTION" && $7 != "UND" { print "symbol " $8 " (" $4 ")" }' |
     LC_ALL=C sort
   run describe_functions
   cat "$scratch/records_c"
