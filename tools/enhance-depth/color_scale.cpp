@@ -116,14 +116,20 @@ std::vector<Tick> depth_ticks(ValueRange metres, int length, int spacing) {
     });
   };
   const int largest = static_cast<int>(std::ceil(std::log10(metres.high)));
-  const int smallest =
-      static_cast<int>(std::floor(std::log10(std::min(metres.high - metres.low, metres.low) / 20.0)));
+  // Finer steps would fill the gaps with numbers that are no longer round.
+  const double finest = std::min((metres.high - metres.low) / 8.0, metres.low / 15.0);
+  const int smallest = static_cast<int>(std::floor(std::log10(finest)));
+  constexpr double kRounding = 1e-6;
   constexpr double kMost = 100.0;  // fine steps have room at the near end only
   for (int exponent = largest; exponent >= smallest; --exponent) {
     for (double factor : {5.0, 2.0, 1.0}) {
       const double step = factor * std::pow(10.0, exponent);
-      const double first = std::max(1.0, std::ceil(metres.low / step));
-      for (double index = first; index < first + kMost && index * step <= metres.high; ++index) {
+      if (step < finest) {
+        break;
+      }
+      const double first = std::max(1.0, std::ceil(metres.low / step - kRounding));
+      for (double index = first; index < first + kMost && index * step <= metres.high + step * kRounding;
+           ++index) {
         const double position = depth_position(index * step, metres);
         if (has_room(position)) {
           ticks.push_back({index * step, position, decimals(index * step, std::max(0, -exponent))});
