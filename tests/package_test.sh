@@ -41,8 +41,10 @@ version=$(sed -n 's/^#define ENHANCE_DEPTH_VERSION_.* \([0-9]*\)$/\1/p' include/
 for binary in "$libdir/libenhance_depth.so.$version" bin/*; do
   [ -f "$binary" ] || continue
   if readelf -d "$binary" | grep -E 'RPATH|RUNPATH'; then fail "$binary looks for libraries in a fixed folder"; fi
+  strip -o "$scratch/stripped" "$binary" # debug information may name the build's folders
+  if grep -qF -e "$scratch/first" -e "$source" "$scratch/stripped"; then fail "$binary names a folder of the build"; fi
 done
-leaks=$(grep -rlF -e "$scratch/first" -e "$source" . || true)
+leaks=$(grep -rlIF -e "$scratch/first" -e "$source" . || true)
 [ -z "$leaks" ] || fail "names a folder of the build: $leaks"
 
 # The moved tree, used by CMake and by pkg-config.
