@@ -53,6 +53,10 @@ TEST(EmulatedCamera, AFailureIsAnErrorObjectOfTheCaller) {
   ob_delete_error(error);
   ob_delete_error(nullptr);
   EXPECT_EQ(emulated_board::live_objects(), before);
+  EXPECT_EQ(emulated_board::invalid_releases(), 0);
+  ob_delete_error(error);
+  ob_delete_error(reinterpret_cast<ob_error*>(&error));
+  EXPECT_EQ(emulated_board::invalid_releases(), 2);
   emulated_board::reset();
 }
 

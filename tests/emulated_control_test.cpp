@@ -93,6 +93,32 @@ TEST_F(EmulatedControl, WhatReleasesReleasesEvenWhenItFails) {
   EXPECT_EQ(emulated_board::live_objects(), before);
 }
 
+TEST_F(EmulatedControl, CountsReleasesOfWhatIsNotThere) {
+  void* memory = nullptr;
+  cudaStream_t stream = nullptr;
+  cudaEvent_t event = nullptr;
+  ASSERT_EQ(cudaMalloc(&memory, 10), cudaSuccess);
+  ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+  ASSERT_EQ(cudaEventCreate(&event), cudaSuccess);
+  EXPECT_EQ(cudaFree(static_cast<char*>(memory) + 1), cudaErrorInvalidValue) << "inside an allocation";
+  EXPECT_EQ(emulated_board::invalid_releases(), 1);
+  EXPECT_EQ(cudaFree(memory), cudaSuccess);
+  EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
+  EXPECT_EQ(cudaEventDestroy(event), cudaSuccess);
+  EXPECT_EQ(cudaFree(nullptr), cudaSuccess);
+  EXPECT_EQ(emulated_board::invalid_releases(), 1);
+  EXPECT_EQ(cudaFree(memory), cudaErrorInvalidValue);
+  EXPECT_EQ(cudaStreamDestroy(stream), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(cudaEventDestroy(event), cudaErrorInvalidResourceHandle);
+  EXPECT_EQ(emulated_board::invalid_releases(), 4);
+
+  emulated_board::fail_calls_from("cudaFree", 1, 719);
+  EXPECT_EQ(cudaFree(&memory), cudaErrorLaunchFailure);
+  EXPECT_EQ(emulated_board::invalid_releases(), 5) << "whatever is planned";
+  emulated_board::reset();
+  EXPECT_EQ(emulated_board::invalid_releases(), 0);
+}
+
 TEST_F(EmulatedControl, RecordsCallsInTheirOrder) {
   const auto one_of_each = [] {
     cudaStream_t stream = nullptr;

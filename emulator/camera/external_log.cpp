@@ -2,7 +2,10 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <unordered_map>
 
 #include <libobsensor/ObSensor.h>
 #include <sys/time.h>
@@ -53,8 +56,24 @@ void print(const LogLine& line) {
   }
 }
 
-void hand_out_error(ob_error** error) {
-  if (error != nullptr) *error = new ob_error_t;
+// The errors that the program has to give back, by address; lives until the process ends.
+struct HandedOut {
+  std::mutex mutex;
+  std::unordered_map<const ob_error*, std::unique_ptr<ob_error>> errors;
+};
+
+HandedOut& handed_out() {
+  static HandedOut& the_errors = *new HandedOut;
+  return the_errors;
+}
+
+void hand_out_error(ob_error** place) {
+  if (place == nullptr) return;
+  auto error = std::make_unique<ob_error>();
+  ob_error* address = error.get();
+  const std::lock_guard lock(handed_out().mutex);
+  handed_out().errors.emplace(address, std::move(error));
+  *place = address;
 }
 
 }  // namespace
@@ -83,5 +102,7 @@ void ob_delete_error(ob_error* error) {
   } catch (...) {
     // Not recorded; released all the same.
   }
-  delete error;
+  if (error == nullptr) return;
+  const std::lock_guard lock(handed_out().mutex);
+  if (handed_out().errors.erase(error) == 0) emulated_board::count_invalid_release();
 }

@@ -71,6 +71,7 @@ struct Plan {
 // Lives until the process ends, so that the board can still be used while static objects are destroyed.
 struct Watch {
   std::array<std::atomic<int>, kFunctions> counts{};
+  std::atomic<int> invalid_releases{0};
   std::atomic<bool> active{false};
   std::atomic<bool> recording{false};
   std::mutex mutex;  // guards what follows
@@ -155,6 +156,7 @@ void reset() {
     state.recorded.clear();
     state.failures = 0;
     for (auto& count : state.counts) count = 0;
+    state.invalid_releases = 0;
     state.update_active();
   }
   forget_camera_log();
@@ -168,6 +170,10 @@ int failures_produced() {
   const std::lock_guard lock(state.mutex);
   return state.failures;
 }
+
+void count_invalid_release() noexcept { ++watch().invalid_releases; }
+
+int invalid_releases() { return watch().invalid_releases; }
 
 int calls(std::string_view function) {
   return watch().counts[static_cast<std::size_t>(function_named(function))];

@@ -90,6 +90,9 @@ Injection arrive(Function function, const Describe& describe) {
   return watch_call(function, recording() ? describe() : std::string());
 }
 
+// What a release does that finds nothing to release.
+void count_invalid_release() noexcept;
+
 }  // namespace emulated_board
 
 #endif  // EMULATED_BOARD_CORE_CALL_H

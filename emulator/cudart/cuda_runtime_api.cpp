@@ -47,6 +47,13 @@ cudaError_t cuda_call(Function function, cudaError_t usual_error, WhenFailing wh
   }
 }
 
+// The status of a release.
+cudaError_t released(bool was_there, cudaError_t otherwise) {
+  if (was_there) return cudaSuccess;
+  emulated_board::count_invalid_release();
+  return otherwise;
+}
+
 // A function that fails to create something may leave anything in the place for it; this one always does.
 template <typename Handle>
 cudaError_t created(cudaError_t status, Handle* place) {
@@ -157,8 +164,8 @@ cudaError_t cudaStreamDestroy(cudaStream_t stream) {
       Function::kCudaStreamDestroy, cudaErrorInvalidResourceHandle, WhenFailing::kWorkFirst,
       [&] { return stream_name(stream); },
       [&](Device& the_device) {
-        return the_device.queue.destroy_stream(stream_number(stream)) ? cudaSuccess
-                                                                      : cudaErrorInvalidResourceHandle;
+        return released(the_device.queue.destroy_stream(stream_number(stream)),
+                        cudaErrorInvalidResourceHandle);
       });
 }
 
@@ -190,8 +197,7 @@ cudaError_t cudaEventDestroy(cudaEvent_t event) {
       Function::kCudaEventDestroy, cudaErrorInvalidResourceHandle, WhenFailing::kWorkFirst,
       [&] { return event_name(event); },
       [&](Device& the_device) {
-        return the_device.queue.destroy_event(event_number(event)) ? cudaSuccess
-                                                                   : cudaErrorInvalidResourceHandle;
+        return released(the_device.queue.destroy_event(event_number(event)), cudaErrorInvalidResourceHandle);
       });
 }
 
@@ -252,11 +258,12 @@ cudaError_t cudaFree(void* device_pointer) {
   return cuda_call(Function::kCudaFree, cudaErrorInvalidValue, WhenFailing::kWorkFirst, describe,
                    [&](Device& the_device) {
                      if (device_pointer == nullptr) return cudaSuccess;
-                     if (the_device.memory.find(device_pointer).contents == nullptr)
-                       return cudaErrorInvalidValue;
+                     if (!the_device.memory.is_allocation(device_pointer))
+                       return released(false, cudaErrorInvalidValue);
                      // Waits for the whole device, so that no queued work outlives the memory it uses.
                      const cudaError_t earlier = the_device.queue.synchronize_device();
-                     return the_device.memory.release(device_pointer) ? earlier : cudaErrorInvalidValue;
+                     the_device.memory.release(device_pointer);
+                     return earlier;
                    });
 }
 

@@ -67,9 +67,12 @@ std::uintptr_t DeviceMemory::find_gap(std::size_t span) const {
   return 0;
 }
 
-bool DeviceMemory::release(void* address) {
+bool DeviceMemory::is_allocation(const void* address) const {
+  return allocations_.count(reinterpret_cast<std::uintptr_t>(address)) != 0;
+}
+
+void DeviceMemory::release(void* address) {
   const auto found = allocations_.find(reinterpret_cast<std::uintptr_t>(address));
-  if (found == allocations_.end()) return false;
   const std::size_t size = found->second.size;
   const std::byte* storage = found->second.storage.get();
   if (!margin_intact(storage) || !margin_intact(storage + kMargin + size)) {
@@ -79,7 +82,6 @@ bool DeviceMemory::release(void* address) {
   }
   allocations_.erase(found);
   allocated_bytes_ -= size;
-  return true;
 }
 
 DeviceMemory::Range DeviceMemory::find(const void* address) const {

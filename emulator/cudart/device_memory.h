@@ -23,9 +23,11 @@ class DeviceMemory {
   // A device pointer to `size` bytes (1 or more), or null when that much is not left.
   void* allocate(std::size_t size);
 
-  // False when `address` is not the start of an allocation. Ends the process when something was written
-  // outside it.
-  bool release(void* address);
+  // Whether the address is the start of an allocation.
+  bool is_allocation(const void* address) const;
+
+  // Takes the start of an allocation. Ends the process when something was written outside it.
+  void release(void* address);
 
   // The contents from `address` to the end of its allocation; null outside of all allocations.
   struct Range {

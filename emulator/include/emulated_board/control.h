@@ -72,6 +72,12 @@ struct LiveObjects {
 };
 LiveObjects live_objects();
 
+// Releases since reset() of what was not there: cudaFree, cudaStreamDestroy, cudaEventDestroy and
+// ob_delete_error with a value that was released before or never handed out. Null is nothing to release for
+// cudaFree and ob_delete_error, and invalid for the other two. The calls themselves only fail, which those
+// who release rarely look at: a test's tear-down can require 0 here.
+int invalid_releases();
+
 // One line of the camera SDK's log.
 struct LogLine {
   int severity = 0;
