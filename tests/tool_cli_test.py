@@ -273,12 +273,15 @@ class SequenceTest(Case):
         self.assertIn("Refined 5 of 6 frames", result.stdout)
         self.assertEqual(struct.unpack(">II", (self.folder / "out/depth/2.png").read_bytes()[16:24]), (100, 60))
 
+    def require_namespaces(self):
+        if subprocess.run(["unshare", "-rm", "true"], capture_output=True, check=False).returncode != 0:
+            self.skipTest("this system lets no one make a mount namespace")
+
     def run_on_tmpfs(self, mount_options, *arguments):
         """Runs the tool with a tmpfs on `out`, in a namespace of its own, and lists what is on it afterwards."""
         (self.folder / "out").mkdir(exist_ok=True)
         script = f'mount -t tmpfs -o {mount_options} none out && "$@"; status=$?; find out -type f; exit $status'
-        if subprocess.run(["unshare", "-rm", "true"], capture_output=True, check=False).returncode != 0:
-            self.skipTest("this system lets no one make a mount namespace")
+        self.require_namespaces()
         return subprocess.run(["unshare", "-rm", "sh", "-c", script, "sh", TOOL, "sequence", "--engine", ENGINE, "rec",
                                "--output", "out", *arguments], cwd=self.folder, capture_output=True, text=True,
                               timeout=120, check=False)
@@ -291,6 +294,18 @@ class SequenceTest(Case):
         self.assertRegex(result.stdout, r"Refined [1-5] of 6 frames")
         self.assertIn("No space left", self.summary()["stopped_by"])
         self.assertNotIn(".part", result.stdout)
+
+    def test_leaves_no_video_that_a_full_disk_cut_short(self):
+        # The results go elsewhere; only the video meets the full disk.
+        script = 'mount -t tmpfs -o size=40k none disk && "$@"; status=$?; ls -A disk; exit $status'
+        (self.folder / "disk").mkdir()
+        self.require_namespaces()
+        result = subprocess.run(["unshare", "-rm", "sh", "-c", script, "sh", TOOL, "sequence", "--engine", ENGINE,
+                                 "rec", "--output", "out", "--video", "disk/v.avi"], cwd=self.folder,
+                                capture_output=True, text=True, timeout=120, check=False)
+        self.expect_failure(result, 1, "disk/v.avi cannot be written whole. Make room on the disk")
+        self.assertNotIn("v.", result.stdout.split("results")[1].split("out\n")[1])
+        self.assertEqual(len(os.listdir(self.folder / "out/depth")), 6)
 
     def test_refuses_an_output_folder_that_cannot_be_written_to(self):
         result = self.run_on_tmpfs("ro")

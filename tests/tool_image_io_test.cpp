@@ -125,6 +125,14 @@ TEST(ToolImageIo, SaysWhyAFileCannotBeRead) {
             folder.path().string() + " is not a regular file. Name the image file itself.");
 }
 
+TEST(ToolImageIo, DoesNotReadAHugeFile) {
+  const TemporaryFolder folder;
+  const auto path = folder / "huge.png";
+  std::ofstream(path).put('x');
+  std::filesystem::resize_file(path, kMaxFileBytes + 1);  // takes no room on the disk
+  EXPECT_NE(refusal([&] { read_file(path); }).find("is larger than any image"), std::string::npos);
+}
+
 TEST(ToolImageIo, TellsToRegisterImagesOfTwoSizes) {
   EXPECT_EQ(refusal([] { require_same_size(pattern(8, 6, CV_8UC3), "c", pattern(4, 3, CV_16UC1), "d"); }),
             "c has 8 x 6 pixels and d has 4 x 3. Register the depth to the colour image first, so that both "

@@ -73,6 +73,10 @@ Bytes read_file(const std::filesystem::path& path) {
   if (status.type() != std::filesystem::file_type::regular) {
     throw UsageError(path.string() + " is not a regular file. Name the image file itself.");
   }
+  if (std::filesystem::file_size(path, problem) > kMaxFileBytes && !problem) {
+    throw UsageError(path.string() +
+                     " is larger than any image that is accepted. Name the image file itself.");
+  }
   errno = 0;
   std::ifstream stream(path, std::ios::binary | std::ios::ate);
   Bytes bytes(stream ? static_cast<std::size_t>(stream.tellg()) : 0);

@@ -24,11 +24,15 @@ bool in_natural_order(const fs::path& a, const fs::path& b) { return strverscmp(
 
 std::vector<fs::path> images_in(const fs::path& folder, std::initializer_list<std::string_view> endings) {
   std::vector<fs::path> files;
-  for (const auto& entry : fs::directory_iterator(folder)) {
+  std::error_code problem;
+  for (const auto& entry : fs::directory_iterator(folder, problem)) {
     const std::string ending = lower_case(entry.path().extension().string());
     if (std::find(endings.begin(), endings.end(), ending) != endings.end()) {
       files.push_back(entry.path());
     }
+  }
+  if (problem) {
+    throw UsageError(folder.string() + " cannot be read: " + problem.message() + ". Check its permissions.");
   }
   return files;
 }

@@ -81,7 +81,7 @@ ValueRange preview_range(const Recording& recording) {
       continue;  // will be reported when its turn comes
     }
   }
-  return {};
+  return {1.0, 1000.0};
 }
 
 // The camera's rate by the time stamps, or the usual one without.

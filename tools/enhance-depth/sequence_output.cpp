@@ -51,8 +51,12 @@ fs::path SequenceOutput::preview(const FrameFiles& frame) const {
 }
 
 bool SequenceOutput::has(const FrameFiles& frame) const {
-  return fs::exists(depth(frame)) && (!with_confidence_ || fs::exists(confidence(frame))) &&
-         (!with_preview_ || fs::exists(preview(frame)));
+  const auto is_there = [](const fs::path& path) {
+    std::error_code ignored;
+    return fs::exists(path, ignored);
+  };
+  return is_there(depth(frame)) && (!with_confidence_ || is_there(confidence(frame))) &&
+         (!with_preview_ || is_there(preview(frame)));
 }
 
 std::vector<fs::path> SequenceOutput::folders() const {
@@ -92,7 +96,9 @@ void SequenceOutput::write_lists(const Recording& recording) const {
   std::vector<TimedFile> depth_maps;
   for (const FrameFiles& frame : recording.frames) {
     if (has(frame)) {
-      color.push_back({0.0, frame.color_time, fs::relative(frame.color, folder_)});
+      // Only folders are resolved: an image that is a link keeps its name.
+      const fs::path place = fs::relative(frame.color.parent_path(), folder_);
+      color.push_back({0.0, frame.color_time, place / frame.color.filename()});
       depth_maps.push_back({0.0, frame.depth_time, depth(frame).lexically_relative(folder_)});
     }
   }

@@ -1,5 +1,6 @@
 #include "sequence_run.h"
 
+#include <exception>
 #include <utility>
 
 #include "output_file.h"
@@ -54,6 +55,8 @@ FrameJob SequenceRun::read(const FrameFiles& files) const {
     job.rgb = arrange_rgb(job.color, settings_.rgb_layout);
   } catch (const ToolError& error) {
     job.failure = error.what();
+  } catch (const std::exception& error) {  // such as memory exhaustion
+    job.failure = files.depth.string() + ": " + error.what();
   }
   job.input_ms = stopwatch.milliseconds();
   return job;
@@ -76,7 +79,9 @@ void SequenceRun::refine(FrameJob& job) {
     job.confidence = refined.confidence.clone();
     job.network_ms = refined.network_ms;
     job.library_ms = refined.library_ms;
-  } catch (const EngineError& error) {
+  } catch (const UsageError&) {
+    throw;  // holds for every frame
+  } catch (const std::exception& error) {
     job.failure = job.files->depth.string() + ": " + error.what();
   }
 }
@@ -97,7 +102,7 @@ void SequenceRun::write(FrameJob& job) {
   const Stopwatch stopwatch;
   try {
     write_files(job);
-  } catch (const ToolError& error) {
+  } catch (const std::exception& error) {
     stop(error.what());  // what cannot be written now will not be written for the next frame either
     return;
   }

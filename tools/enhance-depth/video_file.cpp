@@ -39,6 +39,7 @@ class VideoFile::Implementation {
       open(picture.size());
     }
     writer_.write(fitted(picture));
+    ++pictures_;
   }
 
   void finish() {
@@ -46,6 +47,12 @@ class VideoFile::Implementation {
       return;
     }
     writer_.release();
+    // The writer does not tell when it failed, such as on a full disk.
+    if (cv::VideoCapture(part_.string()).get(cv::CAP_PROP_FRAME_COUNT) != pictures_) {
+      throw ToolError(
+          kFramesFailed,
+          path_.string() + " cannot be written whole. Make room on the disk, or write somewhere else.");
+    }
     if (std::rename(part_.c_str(), path_.c_str()) != 0) {
       throw ToolError(kFramesFailed, path_.string() + " cannot be written: " + std::strerror(errno) + ".");
     }
@@ -84,6 +91,7 @@ class VideoFile::Implementation {
   double frames_per_second_;
   cv::Size size_;
   cv::VideoWriter writer_;
+  int pictures_ = 0;
 };
 
 VideoFile::VideoFile(const fs::path& path, double frames_per_second)
