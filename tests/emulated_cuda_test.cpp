@@ -219,14 +219,24 @@ TEST(EmulatedCuda, AnEventIsTimedWhenTheWorkBeforeItHasRun) {
   EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaSuccess);
   EXPECT_GE(elapsed, 20.0F);
   EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, never), cudaErrorInvalidResourceHandle);
+}
 
-  const Stream other;
-  ASSERT_EQ(cudaEventRecord(start, stream), cudaSuccess);
-  ASSERT_EQ(cudaEventRecord(start, other), cudaSuccess);
-  EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
-  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaErrorNotReady) << "the latest record counts";
-  EXPECT_EQ(cudaEventSynchronize(start), cudaSuccess);
-  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaSuccess);
+TEST(EmulatedCuda, AnEventOnTwoStreamsIsThatOfItsLatestRecord) {
+  const Stream first;
+  const Stream second;
+  for (const bool latest_runs_first : {false, true}) {
+    SCOPED_TRACE(latest_runs_first ? "the latest record runs first" : "the latest record runs last");
+    const Event event;
+    float elapsed = -7.0F;
+    ASSERT_EQ(cudaEventRecord(event, first), cudaSuccess);
+    ASSERT_EQ(cudaEventRecord(event, second), cudaSuccess);
+    EXPECT_EQ(cudaStreamSynchronize(latest_runs_first ? second : first), cudaSuccess);
+    EXPECT_EQ(cudaEventElapsedTime(&elapsed, event, event),
+              latest_runs_first ? cudaSuccess : cudaErrorNotReady);
+    EXPECT_EQ(cudaStreamSynchronize(latest_runs_first ? first : second), cudaSuccess);
+    EXPECT_EQ(cudaEventElapsedTime(&elapsed, event, event), cudaSuccess);
+    EXPECT_EQ(cudaEventSynchronize(event), cudaSuccess);
+  }
 }
 
 TEST(EmulatedCuda, FailedWorkSurfacesOnceAndDropsWhatFollowsIt) {
@@ -248,7 +258,48 @@ TEST(EmulatedCuda, FailedWorkSurfacesOnceAndDropsWhatFollowsIt) {
   EXPECT_EQ(result, Bytes(4, 3));
 
   ASSERT_TRUE(emulated_board::queue_work(stream, []() -> cudaError_t { throw std::bad_alloc(); }));
-  EXPECT_EQ(cudaMemset(buffer.get(), 0, 4), cudaErrorLaunchFailure);
+  EXPECT_EQ(cudaStreamSynchronize(stream), cudaErrorLaunchFailure);
+}
+
+TEST(EmulatedCuda, AFailureStaysWithItsStreamWhoeverElseWaits) {
+  const Stream failing;
+  const Stream healthy;
+  const DeviceBuffer buffer(4);
+  ASSERT_EQ(cudaMemset(buffer.get(), 3, 4), cudaSuccess);
+  Bytes lost(4, 1);
+  Bytes result(4, 1);
+  ASSERT_TRUE(emulated_board::queue_work(failing, [] { return cudaErrorLaunchFailure; }));
+  EXPECT_EQ(cudaMemset(buffer.get(), 3, 4), cudaErrorLaunchFailure);
+  EXPECT_EQ(cudaMemset(buffer.get(), 3, 4), cudaSuccess) << "told before";
+  download(lost, buffer, failing);
+  download(result, buffer, healthy);
+  EXPECT_EQ(cudaStreamSynchronize(healthy), cudaSuccess);
+  EXPECT_EQ(result, Bytes(4, 3));
+  EXPECT_EQ(cudaStreamSynchronize(failing), cudaErrorLaunchFailure);
+  EXPECT_EQ(lost, Bytes(4, 1));
+  EXPECT_EQ(cudaStreamSynchronize(failing), cudaSuccess);
+  ASSERT_TRUE(emulated_board::queue_work(failing, [] { return cudaErrorLaunchFailure; }));
+  EXPECT_EQ(cudaMemset(buffer.get(), 3, 4), cudaErrorLaunchFailure) << "another failure";
+  EXPECT_EQ(cudaStreamSynchronize(failing), cudaErrorLaunchFailure);
+}
+
+TEST(EmulatedCuda, AFailureOfADestroyedStreamIsNotThatOfAnother) {
+  const DeviceBuffer buffer(4);
+  ASSERT_EQ(cudaMemset(buffer.get(), 3, 4), cudaSuccess);
+  Bytes lost(4, 1);
+  Bytes result(4, 1);
+  {
+    const Stream failing;
+    const Stream healthy;
+    ASSERT_TRUE(emulated_board::queue_work(failing, [] { return cudaErrorIllegalAddress; }));
+    download(lost, buffer, failing);
+    download(result, buffer, healthy);
+  }
+  EXPECT_EQ(emulated_board::live_objects().streams, 0);
+  EXPECT_EQ(cudaMemset(buffer.get(), 0, 4), cudaErrorIllegalAddress);
+  EXPECT_EQ(lost, Bytes(4, 1));
+  EXPECT_EQ(result, Bytes(4, 3));
+  EXPECT_EQ(cudaMemset(buffer.get(), 0, 4), cudaSuccess);
 }
 
 TEST(EmulatedCuda, BadArgumentsAreRefusedWhenTheyAreGiven) {

@@ -2,22 +2,35 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 namespace emulated_cudart {
 
 int WorkQueue::create_stream() {
-  streams_.emplace(next_stream_, cudaSuccess);
+  streams_.emplace(next_stream_, Stream{});
   return next_stream_++;
 }
 
 bool WorkQueue::destroy_stream(int stream) {
-  if (stream == kDefaultStream) return false;
+  if (stream == kDefaultStream || !stream_exists(stream)) return false;
   const auto found = streams_.find(stream);
-  if (found == streams_.end()) return false;
-  if (found->second != cudaSuccess) failure_of_destroyed_ = found->second;
-  streams_.erase(found);
+  found->second.destroyed = true;
+  const bool idle = std::none_of(commands_.begin(), commands_.end(),
+                                 [stream](const Command& command) { return command.stream == stream; });
+  if (idle && found->second.failure == cudaSuccess) streams_.erase(found);
   return true;
+}
+
+bool WorkQueue::stream_exists(int stream) const {
+  const auto found = streams_.find(stream);
+  return found != streams_.end() && !found->second.destroyed;
+}
+
+int WorkQueue::streams() const {
+  return static_cast<int>(std::count_if(streams_.begin(), streams_.end(), [](const auto& entry) {
+    return entry.first != kDefaultStream && !entry.second.destroyed;
+  }));
 }
 
 int WorkQueue::create_event() {
@@ -63,7 +76,7 @@ cudaError_t WorkQueue::synchronize_event(int event) {
           const auto* record = std::get_if<Record>(&candidate.what);
           return record != nullptr && record->sequence == recorded.latest;
         });
-    run(stream, static_cast<std::size_t>(command - commands_.begin()) + 1);
+    if (command != commands_.end()) run(stream, static_cast<std::size_t>(command - commands_.begin()) + 1);
   }
   return take_failure(stream);
 }
@@ -71,12 +84,18 @@ cudaError_t WorkQueue::synchronize_event(int event) {
 cudaError_t WorkQueue::synchronize_device() {
   for (Command& command : commands_) execute(command);
   commands_.clear();
-  cudaError_t failure = std::exchange(failure_of_destroyed_, cudaSuccess);
-  for (auto& stream : streams_) {
-    const cudaError_t own = std::exchange(stream.second, cudaSuccess);
-    if (failure == cudaSuccess) failure = own;
+  cudaError_t failure = cudaSuccess;
+  for (auto& [number, stream] : streams_) {
+    if (failure == cudaSuccess && !stream.told) failure = stream.failure;
+    stream.told = stream.failure != cudaSuccess;
   }
+  forget_destroyed_streams();
   return failure;
+}
+
+void WorkQueue::forget_destroyed_streams() {
+  for (auto stream = streams_.begin(); stream != streams_.end();)
+    stream = stream->second.destroyed ? streams_.erase(stream) : std::next(stream);
 }
 
 void WorkQueue::run(int stream, std::size_t count) {
@@ -100,14 +119,14 @@ void WorkQueue::run(int stream, std::size_t count) {
 }
 
 void WorkQueue::execute(Command& command) noexcept {
-  const auto stream = streams_.find(command.stream);
-  cudaError_t& failure = stream != streams_.end() ? stream->second : failure_of_destroyed_;
+  cudaError_t& failure = streams_.find(command.stream)->second.failure;
   if (auto* copy = std::get_if<Copy>(&command.what)) {
     if (failure == cudaSuccess) std::memmove(copy->to, copy->from, copy->size);
     if (copy->captured.data) staging_.give_back(std::move(copy->captured));
   } else if (const auto* record = std::get_if<Record>(&command.what)) {
+    // An event that was recorded anew on another stream may meet its records in any order.
     const auto event = events_.find(record->event);
-    if (event == events_.end()) return;
+    if (event == events_.end() || record->sequence < event->second.done) return;
     event->second.done = record->sequence;
     event->second.time = std::chrono::steady_clock::now();
   } else if (failure == cudaSuccess) {
@@ -121,7 +140,9 @@ void WorkQueue::execute(Command& command) noexcept {
 
 cudaError_t WorkQueue::take_failure(int stream) {
   const auto found = streams_.find(stream);
-  return found == streams_.end() ? cudaSuccess : std::exchange(found->second, cudaSuccess);
+  if (found == streams_.end()) return cudaSuccess;
+  found->second.told = false;
+  return std::exchange(found->second.failure, cudaSuccess);
 }
 
 cudaError_t WorkQueue::elapsed_time(int start, int stop, float& milliseconds) const {
@@ -138,6 +159,7 @@ cudaError_t WorkQueue::elapsed_time(int start, int stop, float& milliseconds) co
 
 void WorkQueue::restart_numbering() {
   if (!commands_.empty()) return;
+  forget_destroyed_streams();
   if (streams() == 0) next_stream_ = 1;
   if (events() == 0) next_event_ = 1;
 }

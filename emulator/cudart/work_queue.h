@@ -27,11 +27,11 @@ class WorkQueue {
   // Numbers from 1, in the order of creation; of destroyed streams or events they are invalid from then on.
   int create_stream();
   bool destroy_stream(int stream);  // its queued work stays
-  bool stream_exists(int stream) const { return streams_.count(stream) != 0; }
+  bool stream_exists(int stream) const;
   int create_event();
   bool destroy_event(int event);
   bool event_exists(int event) const { return events_.count(event) != 0; }
-  int streams() const { return static_cast<int>(streams_.size()) - 1; }
+  int streams() const;  // without the default stream
   int events() const { return static_cast<int>(events_.size()); }
 
   // Each takes a stream that exists. Throws std::bad_alloc, and then nothing was queued.
@@ -40,9 +40,10 @@ class WorkQueue {
   void queue_work(int stream, std::function<cudaError_t()> work);
   void queue_event(int stream, int event);
 
-  // Run what the stream, the event's latest record or the whole device waits for, and return the first
-  // failure among the work of that stream (for the device: of all streams) since the last synchronise. After
-  // a failure the stream's remaining copies and work are dropped; its events are still recorded.
+  // Run what the stream, the event's latest record or the whole device waits for. After a failure the
+  // stream's copies and work are dropped until a wait for that stream, or for an event on it, returns the
+  // failure; its events are still recorded. A wait for the device returns one of the failures that arose
+  // since the last such wait, and leaves those of live streams to their owners.
   cudaError_t synchronize_stream(int stream);
   cudaError_t synchronize_event(int event);
   cudaError_t synchronize_device();
@@ -51,7 +52,7 @@ class WorkQueue {
   // while one is pending.
   cudaError_t elapsed_time(int start, int stop, float& milliseconds) const;
 
-  // The next stream and event are number 1 again, if none is left.
+  // The next stream and event are number 1 again, if none is left and nothing is queued.
   void restart_numbering();
 
  private:
@@ -72,10 +73,15 @@ class WorkQueue {
     int stream;
     std::variant<Copy, Record, std::function<cudaError_t()>> what;
   };
+  struct Stream {
+    cudaError_t failure = cudaSuccess;  // of its work, until a wait for the stream takes it
+    bool told = false;                  // a wait for the device has seen the failure
+    bool destroyed = false;             // kept for what is still queued, until a wait for the device
+  };
   struct Event {
     int stream = kDefaultStream;
     unsigned long latest = 0;  // sequence number of the latest record queued; 0: never
-    unsigned long done = 0;    // and of the latest that has run
+    unsigned long done = 0;    // and the highest of those that have run
     std::chrono::steady_clock::time_point time;
   };
 
@@ -83,11 +89,11 @@ class WorkQueue {
   void run(int stream, std::size_t count);
   void execute(Command& command) noexcept;
   cudaError_t take_failure(int stream);
+  void forget_destroyed_streams();  // all; takes an empty queue
 
   std::vector<Command> commands_;
-  std::map<int, cudaError_t> streams_{{kDefaultStream, cudaSuccess}};  // with the failure not yet reported
+  std::map<int, Stream> streams_{{kDefaultStream, Stream{}}};
   std::map<int, Event> events_;
-  cudaError_t failure_of_destroyed_ = cudaSuccess;
   int next_stream_ = 1;
   int next_event_ = 1;
   unsigned long next_sequence_ = 1;
