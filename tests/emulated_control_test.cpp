@@ -1,5 +1,7 @@
 // The control interface of the emulated board, on its CUDA functions.
 #include <cstddef>
+#include <cstdlib>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -8,6 +10,20 @@
 #include <gtest/gtest.h>
 
 #include "emulated_board/control.h"
+
+namespace {
+
+thread_local bool memory_is_out = false;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  void* memory = memory_is_out ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -46,6 +62,11 @@ TEST_F(EmulatedControl, FailsTheCallsThatWerePlanned) {
 TEST_F(EmulatedControl, RefusesPlansThatCannotCome) {
   EXPECT_THROW(emulated_board::fail_call("cudaMallocManaged", 1), std::invalid_argument);
   EXPECT_THROW(emulated_board::fail_calls_from("cudaMalloc", 0), std::invalid_argument);
+  EXPECT_THROW(emulated_board::fail_call("cudaMalloc", 1, cudaSuccess), std::invalid_argument);
+  EXPECT_THROW(emulated_board::fail_call("cudaGetErrorString", 1, 719), std::invalid_argument);
+  EXPECT_THROW(emulated_board::fail_calls_from("IExecutionContext::enqueueV3", 1, 719),
+               std::invalid_argument);
+  EXPECT_EQ(cudaFree(nullptr), cudaSuccess);
   EXPECT_THROW(emulated_board::calls(""), std::invalid_argument);
   for (const std::string& function : emulated_board::all_functions()) {
     EXPECT_NO_THROW(emulated_board::fail_call(function, 1)) << function;
@@ -91,6 +112,23 @@ TEST_F(EmulatedControl, WhatReleasesReleasesEvenWhenItFails) {
   EXPECT_EQ(cudaStreamDestroy(stream), cudaErrorInvalidResourceHandle);
   EXPECT_EQ(cudaEventDestroy(event), cudaErrorInvalidResourceHandle);
   EXPECT_EQ(emulated_board::live_objects(), before);
+}
+
+TEST_F(EmulatedControl, WhatReleasesReleasesEvenWithoutMemoryToRecordIt) {
+  void* memory = nullptr;
+  cudaStream_t stream = nullptr;
+  ASSERT_EQ(cudaMalloc(&memory, 10), cudaSuccess);
+  ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+  emulated_board::record_calls(true);
+  memory_is_out = true;
+  const cudaError_t refused = cudaMemset(memory, 0, 10);
+  const cudaError_t freed = cudaFree(memory);
+  const cudaError_t destroyed = cudaStreamDestroy(stream);
+  memory_is_out = false;
+  EXPECT_EQ(refused, cudaErrorMemoryAllocation);
+  EXPECT_EQ(freed, cudaErrorMemoryAllocation);
+  EXPECT_EQ(destroyed, cudaErrorMemoryAllocation);
+  EXPECT_EQ(emulated_board::live_objects(), emulated_board::LiveObjects{});
 }
 
 TEST_F(EmulatedControl, CountsReleasesOfWhatIsNotThere) {

@@ -320,6 +320,9 @@ TEST(EmulatedCuda, BadArgumentsAreRefusedWhenTheyAreGiven) {
   ASSERT_EQ(cudaMalloc(&freed, 10), cudaSuccess);
   ASSERT_EQ(cudaFree(freed), cudaSuccess);
   auto* wild_stream = reinterpret_cast<cudaStream_t>(host);
+  const auto changed_stream = [&](std::uintptr_t bits) {
+    return reinterpret_cast<cudaStream_t>(reinterpret_cast<std::uintptr_t>(cudaStream_t{stream}) ^ bits);
+  };
   const auto copy = [&](void* to, const void* from, std::size_t count, cudaMemcpyKind kind) {
     return cudaMemcpyAsync(to, from, count, kind, stream);
   };
@@ -363,6 +366,9 @@ TEST(EmulatedCuda, BadArgumentsAreRefusedWhenTheyAreGiven) {
       {"event to nowhere", cudaEventCreate(nullptr), cudaErrorInvalidValue},
       {"wait for a destroyed stream", cudaStreamSynchronize(stale_stream), cudaErrorInvalidResourceHandle},
       {"wait for no stream", cudaStreamSynchronize(wild_stream), cudaErrorInvalidResourceHandle},
+      {"wait for almost a stream", cudaStreamSynchronize(changed_stream(1)), cudaErrorInvalidResourceHandle},
+      {"wait for a stream and high bits", cudaStreamSynchronize(changed_stream(std::uintptr_t{1} << 36)),
+       cudaErrorInvalidResourceHandle},
       {"second destruction of a stream", cudaStreamDestroy(stale_stream), cudaErrorInvalidResourceHandle},
       {"destruction of the default stream", cudaStreamDestroy(nullptr), cudaErrorInvalidResourceHandle},
       {"second destruction of an event", cudaEventDestroy(stale_event), cudaErrorInvalidResourceHandle},

@@ -4,50 +4,11 @@
 #ifndef EMULATED_BOARD_CORE_CALL_H
 #define EMULATED_BOARD_CORE_CALL_H
 
-#include <cstddef>
 #include <string>
-#include <string_view>
+
+#include "core/functions.h"
 
 namespace emulated_board {
-
-// The functions of the board; name_of() gives the names that the control interface uses.
-enum class Function : std::size_t {
-  kCudaStreamCreate,
-  kCudaStreamDestroy,
-  kCudaStreamSynchronize,
-  kCudaEventCreate,
-  kCudaEventDestroy,
-  kCudaEventRecord,
-  kCudaEventSynchronize,
-  kCudaEventElapsedTime,
-  kCudaMalloc,
-  kCudaFree,
-  kCudaMemset,
-  kCudaMemcpyAsync,
-  kCudaGetErrorString,
-  kCreateInferRuntime,
-  kRuntimeDeserialize,
-  kRuntimeDestroy,
-  kEngineCreateContext,
-  kEngineNbProfiles,
-  kEngineTensorShape,
-  kEngineTensorDataType,
-  kEngineTensorIOMode,
-  kEngineProfileShape,
-  kEngineNbIOTensors,
-  kEngineIOTensorName,
-  kEngineDestroy,
-  kContextSetProfile,
-  kContextSetInputShape,
-  kContextTensorShape,
-  kContextSetTensorAddress,
-  kContextEnqueue,
-  kContextDestroy,
-  kLogExternalMessage,
-  kDeleteError,
-  kCount
-};
-std::string_view name_of(Function function);
 
 // While one lives, inside() is true on its thread.
 class InsideBoard {

@@ -1,5 +1,5 @@
-// What TensorRT needs of the device: its memory and its queue. All functions take the device's lock
-// themselves.
+// What the other parts of the board need of the device: its memory and its queue. Implemented by the CUDA
+// runtime (cudart/device.cpp). All functions take the device's lock themselves.
 #ifndef EMULATED_BOARD_CORE_DEVICE_ACCESS_H
 #define EMULATED_BOARD_CORE_DEVICE_ACCESS_H
 
@@ -27,6 +27,18 @@ bool queue_work(cudaStream_t stream, std::function<cudaError_t()> work);
 
 // "stream 1", for call summaries.
 std::string stream_name(cudaStream_t stream);
+
+// What is alive on the device.
+struct DeviceUse {
+  int streams = 0;
+  int events = 0;
+  int allocations = 0;
+  std::size_t allocated_bytes = 0;
+};
+DeviceUse device_use();
+
+// When no stream, or no event, is alive and nothing is queued, the next one is number 1 again.
+void restart_numbering();
 
 }  // namespace emulated_board
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "core/call.h"
-#include "cudart/device.h"
+#include "core/device_access.h"
 #include "emulated_board/control.h"
 
 namespace {
@@ -57,15 +57,12 @@ bool LiveObjects::operator==(const LiveObjects& other) const {
 }
 
 LiveObjects live_objects() {
+  const DeviceUse device = device_use();
   LiveObjects objects;
-  emulated_cudart::Device& device = emulated_cudart::device();
-  {
-    const std::lock_guard lock(device.mutex);
-    objects.streams = device.queue.streams();
-    objects.events = device.queue.events();
-    objects.allocations = device.memory.allocations();
-    objects.allocated_bytes = device.memory.allocated_bytes();
-  }
+  objects.streams = device.streams;
+  objects.events = device.events;
+  objects.allocations = device.allocations;
+  objects.allocated_bytes = device.allocated_bytes;
   objects.runtimes = live(ObjectKind::kRuntime);
   objects.engines = live(ObjectKind::kEngine);
   objects.contexts = live(ObjectKind::kContext);

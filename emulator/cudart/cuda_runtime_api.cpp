@@ -32,10 +32,15 @@ template <typename Describe, typename Body>
 cudaError_t cuda_call(Function function, cudaError_t usual_error, WhenFailing when_failing,
                       const Describe& describe, const Body& body) noexcept {
   const emulated_board::InsideBoard inside_board;
+  emulated_board::Injection injection;
   try {
-    const emulated_board::Injection injection = emulated_board::arrive(function, describe);
-    const auto injected = static_cast<cudaError_t>(injection.status_or(usual_error));
-    if (injection.fails && when_failing == WhenFailing::kNothing) return injected;
+    injection = emulated_board::arrive(function, describe);
+  } catch (...) {
+    injection = {true, cudaErrorMemoryAllocation};  // it could not be recorded
+  }
+  const auto injected = static_cast<cudaError_t>(injection.status_or(usual_error));
+  if (injection.fails && when_failing == WhenFailing::kNothing) return injected;
+  try {
     Device& the_device = device();
     const std::lock_guard lock(the_device.mutex);
     const cudaError_t status = body(the_device);
@@ -105,45 +110,6 @@ std::string kind_name(int kind) {
 }
 
 }  // namespace
-
-namespace emulated_cudart {
-
-Device& device() {
-  static Device& the_device = *new Device;
-  return the_device;
-}
-
-}  // namespace emulated_cudart
-
-namespace emulated_board {
-
-DeviceRange device_range(const void* address) {
-  Device& the_device = device();
-  const std::lock_guard lock(the_device.mutex);
-  const auto range = the_device.memory.find(address);
-  return {range.contents, range.size};
-}
-
-bool stream_exists(cudaStream_t stream) {
-  Device& the_device = device();
-  const std::lock_guard lock(the_device.mutex);
-  return the_device.queue.stream_exists(stream_number(stream));
-}
-
-bool queue_work(cudaStream_t stream, std::function<cudaError_t()> work) {
-  Device& the_device = device();
-  const std::lock_guard lock(the_device.mutex);
-  if (!the_device.queue.stream_exists(stream_number(stream))) return false;
-  the_device.queue.queue_work(stream_number(stream), std::move(work));
-  return true;
-}
-
-std::string stream_name(cudaStream_t stream) {
-  const int number = stream_number(stream);
-  return number < 0 ? "no stream" : "stream " + std::to_string(number);
-}
-
-}  // namespace emulated_board
 
 extern "C" {
 

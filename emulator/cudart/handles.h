@@ -26,8 +26,8 @@ Handle tagged(std::uintptr_t tag, int number) {
 
 template <typename Handle>
 int untagged(std::uintptr_t tag, Handle handle) {
-  const auto value = reinterpret_cast<std::uintptr_t>(handle);
-  return (value & kTagMask) == tag ? static_cast<int>((value & ~kTagMask) >> 4) : kNoSuchNumber;
+  const int number = static_cast<int>((reinterpret_cast<std::uintptr_t>(handle) & ~kTagMask) >> 4);
+  return tagged<Handle>(tag, number) == handle ? number : kNoSuchNumber;
 }
 
 }  // namespace detail

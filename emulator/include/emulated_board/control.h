@@ -27,14 +27,16 @@ inline constexpr int kDefaultStatus = -1;
 // asynchronous errors of earlier work. One that creates may leave anything in the place for the new object,
 // and does. Of any other nothing happens but the failure.
 //
-// Throws std::invalid_argument for a name that is not in all_functions() and for an `nth` below 1.
+// Throws std::invalid_argument for a name that is not in all_functions(), for an `nth` below 1, for status 0,
+// which is no failure, and for any status when the function returns no cudaError.
 void fail_call(std::string_view function, int nth, int status = kDefaultStatus);
 
 // The same for the `nth` call and every later one.
 void fail_calls_from(std::string_view function, int nth, int status = kDefaultStatus);
 
 // Forgets all planned failures, what was recorded and the call counts; recording and capturing stay on or
-// off. Live objects stay; when no stream, or no event, is alive, the next one is number 1 again.
+// off. Live objects stay; when no stream, or no event, is alive and nothing is queued, the next one is
+// number 1 again.
 void reset();
 
 // How often a planned failure was produced since reset().
