@@ -29,14 +29,16 @@ benchmark::Counter per_iteration(double total) { return {total, benchmark::Count
 template <typename Frame>
 void measure_frames(benchmark::State& state, ImageSize size, Caches caches, Frame frame) {
   SessionRing& ring = caches == Caches::kWarm ? SessionRing::warm(size) : SessionRing::cold(size);
-  for (FrameSession& session : ring.all()) {
-    session.prepare();
-  }
   FrameSession* last = &ring.next();
   bool succeeded = true;
   const std::int64_t allocated_before = allocations();
   measure(
-      state, [&] { last = &ring.next(); }, [&] { succeeded = frame(*last) && succeeded; });
+      state,
+      [&] {
+        last = &ring.next();
+        last->vary();
+      },
+      [&] { succeeded = frame(*last) && succeeded; });
   const std::int64_t allocated = allocations() - allocated_before;
 
   const std::string fault = succeeded ? last->check() : "a frame failed";

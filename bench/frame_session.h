@@ -47,9 +47,9 @@ class FrameSession {
   bool download();
   void convert_prediction();
 
-  // Puts values into the prediction and the confidence on the device, clears everything else that a frame
-  // writes, and makes sure that no buffer has to grow any more.
-  void prepare();
+  // Changes a pixel of the input and of each result, so that nothing that an earlier frame left can pass for
+  // the next one's.
+  void vary();
 
   // Compares what the last frame left on the host and on the device with what it must be. Empty, or the first
   // fault.
@@ -88,7 +88,6 @@ class SessionRing {
   static SessionRing& cold(ImageSize size);
 
   FrameSession& next();
-  std::deque<FrameSession>& all() { return sessions_; }
 
  private:
   std::deque<FrameSession> sessions_;
