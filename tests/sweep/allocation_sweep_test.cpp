@@ -3,8 +3,9 @@
 // ones.
 #include <cstdio>
 #include <functional>
-#include <set>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "sweep/allocation_faults.h"
 #include "sweep/failure_table.h"
@@ -29,7 +30,7 @@ struct Mode {
   }
 };
 
-class AllocationSweep : public test_support::BoardTest {
+class AllocationSweep : public SweepTest {
  protected:
   // Runs `run_once(mode)`, which checks what came of it, for each allocation that it makes.
   void sweep(const std::function<void(const Mode&)>& run_once) {
@@ -53,6 +54,9 @@ class AllocationSweep : public test_support::BoardTest {
     }
   }
 
+  // What reports nothing, or only in a last error, while memory fails.
+  static void expect_calls_without_record(const Mode& mode, enhance_depth_handle handle);
+
   void print(const char* what) const {
     std::printf("allocation failure sweep of %s: %d cases, %d injected failures\n", what, cases_, injected_);
   }
@@ -69,23 +73,77 @@ Expected out_of_memory(const Mode& mode, const Step& step) {
   return fails(mode.code(), mode.message(function_of(step)), step, "");
 }
 
+// Each life ends in both ways: mended and then destroyed with memory again, and destroyed without.
 TEST_F(AllocationSweep, OfAHandlesWholeLife) {
-  const std::string path = write_engine(test_support::small_output_engine());
-  sweep([&](const Mode& mode) {
-    Life life(path);
-    life.ignore_log();
-    for (const Step& step : scenario()) {
-      const Expected untouched = life.untouched(step);
-      const int failed_before = allocation_faults::failed();
-      life.run(step, kArmed);
-      life.expect(step, allocation_faults::failed() > failed_before ? out_of_memory(mode, step) : untouched);
-      if (!life.exists()) break;
+  const Engine engines[] = {engine(true), engine(false)};
+  int mended = 0;
+  for (const Engine& engine : engines) {
+    for (const bool mend : {true, false}) {
+      sweep([&](const Mode& mode) {
+        Life life(engine);
+        life.ignore_log();
+        const auto run = [&](const Step& step, const Around& around) {
+          const Expected untouched = life.untouched(step);
+          const int failed_before = allocation_faults::failed();
+          life.run(step, around);
+          life.expect(step,
+                      allocation_faults::failed() > failed_before ? out_of_memory(mode, step) : untouched);
+        };
+        for (const Step& step : scenario()) {
+          run(step, kArmed);
+          if (!life.exists()) return;
+        }
+        if (mend) {
+          life.expect_mended();
+          ++mended;
+        }
+        run({Action::kDestroy}, mend ? kPlainly : kArmed);
+      });
     }
-    const int failed = allocation_faults::failed();
-    life.expect_mended_and_destroy();
-    EXPECT_EQ(allocation_faults::failed(), failed) << "the board and the test are not armed";
-  });
+  }
+  EXPECT_GT(mended, 0);
   print("a handle's life");
+}
+
+void AllocationSweep::expect_calls_without_record(const Mode& mode, enhance_depth_handle handle) {
+  // True if memory failed in the call.
+  const auto fails = [](const std::function<void()>& call) {
+    const int failed_before = allocation_faults::failed();
+    kArmed(call);
+    return allocation_faults::failed() > failed_before;
+  };
+  const auto last_error = [](enhance_depth_handle of) {
+    return std::string(enhance_depth_get_last_error(of));
+  };
+  const auto report = [&](const char* function) {
+    return mode.and_all_later ? "out of memory" : mode.message(function);
+  };
+  const std::string null_level = "enhance_depth_set_optimization_level received null engine handle.";
+  const std::string null_time = "enhance_GetLastInferenceTime received null engine handle.";
+  float time = 0;
+
+  enhance_depth_destroy(nullptr);
+  const bool level_fails = fails([&] { enhance_depth_set_optimization_level(nullptr, 1); });
+  EXPECT_EQ(last_error(nullptr), level_fails ? "OK" : null_level);
+  const bool time_fails = fails([&] { time = enhance_GetLastInferenceTime(nullptr); });
+  EXPECT_EQ(last_error(nullptr), time_fails ? report("enhance_GetLastInferenceTime") : null_time);
+  EXPECT_EQ(time, -1.0F);
+  const bool destroy_fails = fails([&] { enhance_depth_destroy(nullptr); });
+  EXPECT_EQ(last_error(nullptr), destroy_fails ? report("enhance_depth_destroy") : "OK");
+
+  enhance_depth_process(handle, nullptr, nullptr, nullptr);
+  fails([&] { enhance_depth_set_optimization_level(handle, 1); });
+  EXPECT_EQ(last_error(handle), "OK") << "cleared, whatever becomes of the line of the log";
+  EXPECT_FALSE(fails([&] {
+    enhance_depth_get_last_error(handle);
+    enhance_depth_get_last_error(nullptr);
+    enhance_depth_get_version();
+  }));
+
+  enhance_error* made = nullptr;
+  const bool record_fails = fails([&] { made = enhance_create_error(1, "message", "function", "args", 2); });
+  EXPECT_EQ(made == nullptr, record_fails);
+  enhance_delete_error(made);
 }
 
 // The calls that fail anyway, and those that cannot report.
@@ -93,7 +151,7 @@ TEST_F(AllocationSweep, OfReportsAndSettings) {
   const test_support::Handle handle = create(test_support::small_output_engine());
   const std::string missing = "/nonexistent/engine";
   float threshold = 0;
-  enhance_error* made = nullptr;
+  std::map<int, std::string> places;  // what the records with each line say
   struct Call {
     const char* function;
     std::function<bool(enhance_error**)> run;  // true for success
@@ -107,14 +165,22 @@ TEST_F(AllocationSweep, OfReportsAndSettings) {
        [&](enhance_error** e) { return enhance_depth_create(missing.c_str(), e) != nullptr; }, 1, false},
       {"enhance_depth_reset", [&](enhance_error** e) { return enhance_depth_reset(nullptr, 1, 1, e) == 1; },
        2, false},
+      {"enhance_depth_reset",
+       [&](enhance_error** e) { return enhance_depth_reset(handle.get(), 0, 1, e) == 1; }, 1, true},
       {"enhance_depth_process",
        [&](enhance_error** e) { return enhance_depth_process(nullptr, nullptr, nullptr, e) == 1; }, 2, false},
       {"enhance_depth_process",
        [&](enhance_error** e) { return enhance_depth_process(handle.get(), nullptr, nullptr, e) == 1; }, 1,
        true},
       {"enhance_depth_set_confidence_threshold",
+       [&](enhance_error** e) { return enhance_depth_set_confidence_threshold(nullptr, 0.5F, e) == 1; }, 2,
+       false},
+      {"enhance_depth_set_confidence_threshold",
        [&](enhance_error** e) { return enhance_depth_set_confidence_threshold(handle.get(), 0.5F, e) == 1; },
        0, true},
+      {"enhance_depth_get_confidence_threshold",
+       [&](enhance_error** e) { return enhance_depth_get_confidence_threshold(nullptr, nullptr, e) == 1; }, 2,
+       false},
       {"enhance_depth_get_confidence_threshold",
        [&](enhance_error** e) {
          return enhance_depth_get_confidence_threshold(handle.get(), nullptr, e) == 1;
@@ -134,6 +200,10 @@ TEST_F(AllocationSweep, OfReportsAndSettings) {
       kArmed([&] { success = call.run(error); });
       const std::string last_error = enhance_depth_get_last_error(call.on_handle ? handle.get() : nullptr);
       SCOPED_TRACE(call.function);
+      if (!error.empty()) {
+        const std::string what = error.get()->message + std::string(call.on_handle ? ", on a handle" : "");
+        EXPECT_EQ(places.try_emplace(error.get()->line, what).first->second, what);
+      }
       if (allocation_faults::failed() == failed_before) {
         EXPECT_EQ(success, call.code == 0);
         EXPECT_EQ(success ? 0 : error.read().code, call.code);
@@ -147,57 +217,55 @@ TEST_F(AllocationSweep, OfReportsAndSettings) {
       }
       EXPECT_EQ(last_error, mode.and_all_later ? "out of memory" : mode.message(call.function));
     }
-    // Without a record, and without a way to fail.
-    kArmed([&] {
-      enhance_depth_set_optimization_level(nullptr, 1);
-      enhance_depth_set_optimization_level(handle.get(), 1);
-      enhance_depth_destroy(nullptr);
-      enhance_depth_get_last_error(handle.get());
-      enhance_depth_get_version();
-    });
-    const int failed_before = allocation_faults::failed();
-    float time = 0;
-    kArmed([&] { time = enhance_GetLastInferenceTime(nullptr); });
-    EXPECT_EQ(time, -1.0F);
-    if (allocation_faults::failed() > failed_before) {
-      EXPECT_EQ(enhance_depth_get_last_error(nullptr),
-                mode.and_all_later ? "out of memory" : mode.message("enhance_GetLastInferenceTime"));
-    }
-    const int failed_before_record = allocation_faults::failed();
-    kArmed([&] { made = enhance_create_error(1, "message", "function", "args", 2); });
-    EXPECT_EQ(made == nullptr, allocation_faults::failed() > failed_before_record);
-    enhance_delete_error(made);
+    expect_calls_without_record(mode, handle.get());
   });
   print("reports and settings");
   EXPECT_EQ(enhance_depth_reset(handle.get(), 64, 48, nullptr), 1);
 }
 
-// Memory runs out while a failure of the board is being recorded and reported.
-TEST_F(AllocationSweep, OfFailuresOfTheBoard) {
-  const std::string path = write_engine(test_support::small_output_engine());
+// A call of the board fails, and memory runs out before it, while it is recorded and reported, or after it.
+TEST_F(AllocationSweep, TogetherWithFailuresOfTheBoard) {
+  const Engine engine = this->engine(true);
+  const Step create{Action::kCreate};
   const Step reset{Action::kReset, 64, 48};
   const Step process{Action::kProcess, 64, 48};
-  const Around plainly = [](const std::function<void()>& call) { call(); };
-  for (const Step& step : {reset, process}) {
-    for (const std::string& function : emulated_board::all_functions()) {
-      const std::vector<Effect> of_calls = effects(function, step);
-      if (of_calls.empty()) continue;
-      SCOPED_TRACE(function + " in " + function_of(step));
-      sweep([&](const Mode& mode) {
-        Life life(path);
-        life.ignore_log();
-        for (const Step& before : {Step{Action::kCreate}, reset}) {
-          life.run(before, plainly);
-          life.expect(before, succeeds());
-        }
-        emulated_board::fail_call(function, 1);
-        life.run(step, kArmed);
-        life.expect(step, allocation_faults::failed() > 0
-                              ? out_of_memory(mode, step)
-                              : fails(of_calls[0].code, of_calls[0].message, step, of_calls[0].args));
-        emulated_board::reset();
-        life.expect_mended_and_destroy();
-      });
+  for (const auto& steps : {std::vector<Step>{create}, {create, reset}, {create, reset, process}}) {
+    const Step& step = steps.back();
+    const auto prepare = [&](Life& life) {
+      life.ignore_log();
+      for (auto before = steps.begin(); before != steps.end() - 1; ++before) {
+        life.run(*before, kPlainly);
+        life.expect(*before, succeeds());
+      }
+      emulated_board::reset();
+    };
+    std::map<std::string, int> calls;
+    {
+      Life life(engine);
+      prepare(life);
+      life.run(step, kPlainly);
+      for (const std::string& function : emulated_board::all_functions()) {
+        calls[function] = emulated_board::calls(function);
+      }
+    }
+    for (const auto& [function, count] : calls) {
+      for (int call = 1; call <= count; ++call) {
+        SCOPED_TRACE(function + " call " + std::to_string(call) + " in " + function_of(step));
+        sweep([&, function = function, count = count](const Mode& mode) {
+          Life life(engine);
+          prepare(life);
+          emulated_board::fail_call(function, call);
+          life.run(step, kArmed);
+          life.expect(step, allocation_faults::failed() > 0
+                                ? out_of_memory(mode, step)
+                                : expected_failure(engine, step, function, count, call, false, succeeds()));
+          emulated_board::reset();
+          if (!life.exists()) return;
+          life.expect_mended();
+          life.run({Action::kDestroy}, kPlainly);
+          life.expect({Action::kDestroy}, succeeds());
+        });
+      }
     }
   }
   print("failures of the board");

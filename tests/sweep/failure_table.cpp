@@ -2,10 +2,19 @@
 
 #include <map>
 #include <set>
+#include <vector>
 
 namespace sweep {
 namespace {
 
+// What comes of one failed call.
+struct Effect {
+  int code = 0;  // 0: nothing
+  std::string message;
+  const char* args = "";  // of a reset: its stage; of a create: replaced by the engine path
+};
+
+// The effects of the calls of each function, in their order.
 using Table = std::map<std::string, std::vector<Effect>>;
 
 const Effect kHarmless;
@@ -17,7 +26,8 @@ Effect missing(const char* tensor) {
 Effect wrong_mode(const char* tensor) {
   return failure(30, std::string("Tensor mode mismatch for ") + tensor);
 }
-Effect wrong_type(const char* tensor, const char* type) {
+Effect wrong_type(const char* tensor) {
+  const char* type = std::string(tensor) == "rgb" ? "UINT8" : "FLOAT";
   return failure(31,
                  std::string("Tensor dtype mismatch for ") + tensor + ". Expected " + type + ", got UNKNOWN");
 }
@@ -37,37 +47,42 @@ Effect not_copied(const char* buffer) {
   return failure(22, std::string("cudaMemcpyAsync(") + buffer + ") failed: invalid argument");
 }
 
+// The effects of a call that is made once for each tensor. Some failures call the fourth one by another name.
+std::vector<Effect> each(const Engine& engine, Effect (*effect)(const char*),
+                         const char* fourth = "confidence_output") {
+  std::vector<Effect> effects{effect("rgb"), effect("dep"), effect("pred")};
+  if (engine.confidence) effects.push_back(effect(fourth));
+  return effects;
+}
+
 // Loading: from the file to the checked engine.
-const Table& load() {
+Table load(const Engine& engine) {
   // A confidence output that is overlooked is not bound, and TensorRT then does not run.
-  static const Effect kOverlooked = failure(25, "TensorRT warmup enqueueV3 failed.");
-  static const Effect kNoEvents = failure(20, "cudaEventCreate(timer) failed: out of memory");
-  static const Table kTable{
-      {"cudaEventCreate", {kNoEvents, kNoEvents}},
+  const Effect overlooked = engine.confidence ? failure(25, "TensorRT warmup enqueueV3 failed.") : kHarmless;
+  const Effect no_events = failure(20, "cudaEventCreate(timer) failed: out of memory");
+  return {
+      {"cudaEventCreate", {no_events, no_events}},
       {"createInferRuntime", {failure(12, "Failed to create TensorRT runtime.")}},
       {"IRuntime::deserializeCudaEngine", {failure(13, "Failed to deserialize TensorRT engine.")}},
       {"ICudaEngine::createExecutionContext", {failure(14, "Failed to create TensorRT execution context.")}},
       // The number of tensors is asked once for itself and once for each search by name.
       {"ICudaEngine::getNbIOTensors",
        {failure(32, "Expected 3 or 4 IO tensors in the engine."), missing("rgb"), missing("dep"),
-        missing("pred"), kOverlooked, missing("confidence_output")}},
+        missing("pred"), overlooked, missing("confidence_output")}},
       // A search ends at the name that it looks for; the names before it do not matter.
       {"ICudaEngine::getIOTensorName",
        {missing("rgb"), kHarmless, missing("dep"), kHarmless, kHarmless, missing("pred"), kHarmless,
-        kHarmless, kHarmless, kOverlooked, kHarmless, kHarmless, kHarmless, missing("confidence_output")}},
-      {"ICudaEngine::getTensorIOMode",
-       {wrong_mode("rgb"), wrong_mode("dep"), wrong_mode("pred"), wrong_mode("confidence_output")}},
-      {"ICudaEngine::getTensorDataType",
-       {wrong_type("rgb", "UINT8"), wrong_type("dep", "FLOAT"), wrong_type("pred", "FLOAT"),
-        wrong_type("confidence_output", "FLOAT")}},
-      {"ICudaEngine::getTensorShape", {kHarmless, kHarmless, kHarmless, kHarmless}},  // only logged
+        kHarmless, kHarmless, overlooked, kHarmless, kHarmless, kHarmless, missing("confidence_output")}},
+      {"ICudaEngine::getTensorIOMode", each(engine, wrong_mode)},
+      {"ICudaEngine::getTensorDataType", each(engine, wrong_type)},
+      {"ICudaEngine::getTensorShape", each(engine, [](const char*) { return kHarmless; })},  // only logged
   };
-  return kTable;
 }
 
 // Configuring for a size, in create and in reset.
-Table configure(const Step& step) {
+Table configure(const Engine& engine, const Step& step) {
   const std::string size = std::to_string(step.height) + ", " + std::to_string(step.width) + ")";
+  const std::string profile = std::to_string(step.width > 640 ? 1 : 0);
   const Effect no_warm_up = failure(25, "TensorRT warmup enqueueV3 failed.", "warmup");
   return {
       {"cudaStreamCreate", {failure(20, "cudaStreamCreate failed: out of memory", "allocate")}},
@@ -78,25 +93,25 @@ Table configure(const Step& step) {
                     ", depth=(1, 1, " + size + ". Rejected profiles: ",
                 "allocate")}},
       {"IExecutionContext::setOptimizationProfileAsync",
-       {failure(27, "Failed to set TensorRT optimization profile 0.", "allocate")}},
+       {failure(27, "Failed to set TensorRT optimization profile " + profile + ".", "allocate")}},
       {"IExecutionContext::setInputShape",
        {failure(28, "Failed to set rgb input shape to (1, 3, " + size, "allocate"),
         failure(28, "Failed to set depth input shape to (1, 1, " + size, "allocate")}},
-      {"IExecutionContext::getTensorShape",
-       {no_shape("rgb"), no_shape("dep"), no_shape("pred"), no_shape("confidence_output")}},
-      {"cudaMalloc", {no_memory("rgb"), no_memory("dep"), no_memory("pred"), no_memory("confidence_output")}},
-      {"IExecutionContext::setTensorAddress",
-       {not_bound("rgb"), not_bound("dep"), not_bound("pred"), not_bound("conf")}},
-      {"cudaMemset", {not_cleared("rgb"), not_cleared("dep"), not_cleared("pred"), not_cleared("conf")}},
+      {"IExecutionContext::getTensorShape", each(engine, no_shape)},
+      {"cudaMalloc", each(engine, no_memory)},
+      {"IExecutionContext::setTensorAddress", each(engine, not_bound, "conf")},
+      {"cudaMemset", each(engine, not_cleared, "conf")},
       {"IExecutionContext::enqueueV3", {no_warm_up, no_warm_up}},
       {"cudaStreamSynchronize",
        {failure(24, "cudaStreamSynchronize(warmup) failed: unspecified launch failure", "warmup")}},
   };
 }
 
-const Table& process() {
-  static const Table kTable{
-      {"cudaMemcpyAsync", {not_copied("rgb"), not_copied("dep"), not_copied("pred"), not_copied("conf")}},
+Table process(const Engine& engine) {
+  return {
+      {"cudaMemcpyAsync", each(engine, not_copied, "conf")},
+      // The text of a failed upload.
+      {"cudaGetErrorString", {failure(22, "cudaMemcpyAsync(rgb) failed: unrecognized error code")}},
       {"cudaEventRecord",
        {failure(24, "cudaEventRecord(start) failed: invalid resource handle"),
         failure(24, "cudaEventRecord(stop) failed: invalid resource handle")}},
@@ -106,15 +121,18 @@ const Table& process() {
       {"cudaEventElapsedTime", {failure(24, "cudaEventElapsedTime failed: device not ready")}},
       {"cudaStreamSynchronize", {failure(24, "cudaStreamSynchronize failed: unspecified launch failure")}},
   };
-  return kTable;
 }
 
 // Releasing goes on whatever it is told, and the log may fail as it likes.
 const std::set<std::string>& harmless() {
-  static const std::set<std::string> kFunctions{
-      "cudaStreamDestroy",       "cudaEventDestroy",    "cudaFree",
-      "cudaGetErrorString",      "IRuntime::~IRuntime", "ICudaEngine::~ICudaEngine",
-      "ob_log_external_message", "ob_delete_error",     "IExecutionContext::~IExecutionContext"};
+  static const std::set<std::string> kFunctions{"cudaStreamDestroy",
+                                                "cudaEventDestroy",
+                                                "cudaFree",
+                                                "IRuntime::~IRuntime",
+                                                "ICudaEngine::~ICudaEngine",
+                                                "IExecutionContext::~IExecutionContext",
+                                                "ob_log_external_message",
+                                                "ob_delete_error"};
   return kFunctions;
 }
 
@@ -130,20 +148,18 @@ std::string shape(int channels, int height, int width) {
          ")";
 }
 
-}  // namespace
-
-std::vector<Effect> effects(const std::string& function, const Step& step) {
+std::vector<Effect> effects(const Engine& engine, const std::string& function, const Step& step) {
   std::vector<Effect> effects;
   switch (step.action) {
     case Action::kCreate:
-      append(effects, load(), function);
-      append(effects, configure({Action::kReset, 640, 480}), function);
+      append(effects, load(engine), function);
+      append(effects, configure(engine, {Action::kReset, 640, 480}), function);
       break;
     case Action::kReset:
-      append(effects, configure(step), function);
+      append(effects, configure(engine, step), function);
       break;
     case Action::kProcess:
-      append(effects, process(), function);
+      append(effects, process(engine), function);
       break;
     case Action::kDestroy:
       break;
@@ -151,13 +167,8 @@ std::vector<Effect> effects(const std::string& function, const Step& step) {
   return effects;
 }
 
-bool is_harmless(const std::string& function) { return harmless().count(function) != 0; }
-
-bool is_known(const std::string& function) {
-  return is_harmless(function) || function == "ICudaEngine::getProfileShape" || load().count(function) != 0 ||
-         configure({Action::kReset, 1, 1}).count(function) != 0 || process().count(function) != 0;
-}
-
+// Profile selection for a size while calls of ICudaEngine::getProfileShape fail: the `first` one of the step,
+// or all from that one on. Empty when a profile is found nevertheless, else the message.
 std::string profile_message(const Step& step, int first, bool and_all_later) {
   const int width = step.action == Action::kCreate ? 640 : step.width;
   const int height = step.action == Action::kCreate ? 480 : step.height;
@@ -191,6 +202,37 @@ std::string profile_message(const Step& step, int first, bool and_all_later) {
   }
   return "No TensorRT optimization profile supports requested shapes. rgb=" + shape(3, height, width) +
          ", depth=" + shape(1, height, width) + ". Rejected profiles: " + rejected;
+}
+
+}  // namespace
+
+Expected expected_failure(const Engine& engine, const Step& step, const std::string& function, int calls,
+                          int first, bool and_all_later, const Expected& otherwise) {
+  const auto args = [&](const char* stage) { return step.action == Action::kCreate ? engine.path : stage; };
+  if (harmless().count(function) != 0) return otherwise;
+  if (function == "ICudaEngine::getProfileShape") {
+    const std::string message = profile_message(step, first, and_all_later);
+    return message.empty() ? succeeds() : fails(26, message, step, args("allocate"));
+  }
+  const std::vector<Effect> of_calls = effects(engine, function, step);
+  for (int call = first; call <= (and_all_later ? calls : first); ++call) {
+    if (static_cast<std::size_t>(call) > of_calls.size()) {
+      ADD_FAILURE() << "the table has no entry for call " << call << " of " << function << " in "
+                    << function_of(step);
+      break;
+    }
+    const Effect& effect = of_calls[static_cast<std::size_t>(call) - 1];
+    if (effect.code != 0) return fails(effect.code, effect.message, step, args(effect.args));
+  }
+  return otherwise;
+}
+
+bool is_known(const std::string& function) {
+  const Engine engine{"", true};
+  return harmless().count(function) != 0 || function == "ICudaEngine::getProfileShape" ||
+         load(engine).count(function) != 0 ||
+         configure(engine, {Action::kReset, 1, 1}).count(function) != 0 ||
+         process(engine).count(function) != 0;
 }
 
 }  // namespace sweep

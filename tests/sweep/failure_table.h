@@ -4,30 +4,18 @@
 #define ENHANCE_DEPTH_TESTS_SWEEP_FAILURE_TABLE_H
 
 #include <string>
-#include <vector>
 
 #include "sweep/scenario.h"
 
 namespace sweep {
 
-// What comes of one failed call.
-struct Effect {
-  int code = 0;  // 0: nothing
-  std::string message;
-  const char* args = "";  // of a reset: its stage; of a create: replaced by the engine path
-};
+// What a step comes to when, of the `calls` that it makes to `function`, number `first` fails, from 1, or all
+// from there on. `otherwise` is what it comes to when that has no effect.
+Expected expected_failure(const Engine& engine, const Step& step, const std::string& function, int calls,
+                          int first, bool and_all_later, const Expected& otherwise);
 
-// The effects of the calls of `function` in a step, in their order.
-// ICudaEngine::getProfileShape is not in the table: see below.
-std::vector<Effect> effects(const std::string& function, const Step& step);
-
-// True for functions whose failure has no effect at all, and for those and the functions of the table.
-bool is_harmless(const std::string& function);
+// True for functions that the table knows or whose failure has no effect.
 bool is_known(const std::string& function);
-
-// Profile selection for a size while calls of ICudaEngine::getProfileShape fail: the `first` one of the step,
-// or all from that one on. Empty when a profile is found nevertheless, else the message.
-std::string profile_message(const Step& step, int first, bool and_all_later);
 
 }  // namespace sweep
 

@@ -1,9 +1,10 @@
 // Fails the first call of each function of the board, runs a handle's whole life, checks what came of it;
 // fails the second call, and so on until the scenario runs to its end untouched. Then all over again with
-// every later call failing, too.
+// every later call failing, too. Each life ends in both ways: mended and then destroyed with nothing failing
+// any more, and destroyed while things still fail.
 #include <cstdio>
-#include <map>
-#include <set>
+#include <string>
+#include <vector>
 
 #include "sweep/failure_table.h"
 #include "sweep/scenario.h"
@@ -11,64 +12,104 @@
 namespace sweep {
 namespace {
 
-const Around kPlainly = [](const std::function<void()>& call) { call(); };
+// The function whose failures make the library call this one at all; empty for most.
+std::string cause_of_calls(const std::string& function) {
+  if (function == "cudaGetErrorString") return "cudaMemcpyAsync";
+  if (function == "ob_delete_error") return "ob_log_external_message";
+  return "";
+}
 
-class PlatformSweep : public test_support::BoardTest {
+class PlatformSweep : public SweepTest {
  protected:
-  void SetUp() override {
-    BoardTest::SetUp();
-    engine_path_ = write_engine(test_support::small_output_engine());
-    record_untouched_calls();
-  }
-
-  // How often each step calls each function when nothing fails.
-  void record_untouched_calls() {
-    emulated_board::record_calls(true);
-    Life life(engine_path_);
-    std::size_t seen = 0;
-    for (const Step& step : scenario()) {
-      life.run(step, kPlainly);
-      life.expect(step, life.untouched(step));
-      const auto calls = emulated_board::recorded_calls();
-      std::map<std::string, int> counts;
-      for (; seen < calls.size(); ++seen) {
-        ++counts[calls[seen].function];
-        EXPECT_TRUE(is_known(calls[seen].function)) << "the sweep does not know " << calls[seen].function;
+  void sweep(bool and_all_later) {
+    for (const bool confidence : {true, false}) {
+      const Engine engine = this->engine(confidence);
+      for (const std::string& function : emulated_board::all_functions()) {
+        ASSERT_TRUE(is_known(function)) << "the sweep does not know " << function;
+        const std::string cause = cause_of_calls(function);
+        const Failing failing{function, cause, calls_by_step(engine, function, cause),
+                              calls_by_step(engine, cause, cause), and_all_later};
+        const int cases_before = cases_;
+        for (const bool mend : {true, false}) {
+          for (int nth = 1; run(engine, failing, nth, mend); ++nth) ++cases_;
+          ASSERT_FALSE(HasFailure());
+        }
+        EXPECT_GT(cases_, cases_before) << function << " has not failed once";
       }
-      untouched_calls_.push_back(std::move(counts));
     }
-    for (const std::string& function : emulated_board::all_functions()) {
-      EXPECT_TRUE(is_known(function)) << "the sweep does not know " << function;
-    }
-    emulated_board::record_calls(false);
-    ASSERT_FALSE(HasFailure());
+    EXPECT_GT(mended_, 0);
+    std::printf("platform failure sweep, %s: %d cases, %d injected failures, %d handles mended\n",
+                and_all_later ? "every call from the Nth on" : "the Nth call", cases_, injected_, mended_);
   }
 
-  // Runs the scenario while `function` fails its call number `nth`, or all from there on. Returns the number
-  // of calls that failed.
-  int run_with_failure(const std::string& function, int nth, bool and_all_later) {
-    SCOPED_TRACE(function + " call " + std::to_string(nth) + (and_all_later ? " and all later ones" : ""));
+ private:
+  struct Failing {
+    std::string function;
+    std::string cause;
+    std::vector<int> calls;  // of the function, by steps, while only the cause fails
+    std::vector<int> calls_of_cause;
+    bool and_all_later;
+  };
+
+  static std::vector<int> calls_by_step(const Engine& engine, const std::string& function,
+                                        const std::string& cause) {
+    std::vector<int> calls;
+    if (function.empty()) return calls;
     emulated_board::reset();
-    if (and_all_later) {
-      emulated_board::fail_calls_from(function, nth);
-    } else {
-      emulated_board::fail_call(function, nth);
+    if (!cause.empty()) emulated_board::fail_calls_from(cause, 1);
+    Life life(engine);
+    for (const Step& step : scenario()) {
+      const int before = emulated_board::calls(function);
+      life.run(step, kPlainly);
+      calls.push_back(emulated_board::calls(function) - before);
     }
-    Life life(engine_path_);
-    if (function == "ob_log_external_message") {
+    return calls;
+  }
+
+  // Runs a life in which the function fails its call number `nth`, or all from there on. False when the life
+  // was over before that call.
+  bool run(const Engine& engine, const Failing& failing, int nth, bool mend) {
+    SCOPED_TRACE(failing.function + " call " + std::to_string(nth) +
+                 (failing.and_all_later ? " and all later ones" : "") +
+                 (engine.confidence ? "" : ", no confidence"));
+    emulated_board::reset();
+    if (!failing.cause.empty()) emulated_board::fail_calls_from(failing.cause, 1);
+    if (failing.and_all_later) {
+      emulated_board::fail_calls_from(failing.function, nth);
+    } else {
+      emulated_board::fail_call(failing.function, nth);
+    }
+    Life life(engine);
+    if (failing.function == "ob_log_external_message" || failing.cause == "ob_log_external_message") {
       life.ignore_log();
     }
+    run_scenario(life, engine, failing, nth);
+    if (!mend) destroy(life);
+    const bool came = emulated_board::calls(failing.function) >= nth;
+    injected_ += emulated_board::failures_produced();
+    emulated_board::reset();
+    if (mend && life.exists()) {
+      life.expect_mended();
+      destroy(life);
+      ++mended_;
+    }
+    return came && !HasFailure();
+  }
+
+  static void run_scenario(Life& life, const Engine& engine, const Failing& failing, int nth) {
     int to_come = nth;  // the number, within the current step, of the first call that fails
     for (std::size_t i = 0; i < scenario().size(); ++i) {
       const Step& step = scenario()[i];
       Expected expected = life.untouched(step);
-      const auto found = untouched_calls_[i].find(function);
-      const int calls = found == untouched_calls_[i].end() ? 0 : found->second;
-      const bool calls_the_board = expected.success || step.action == Action::kReset;
-      if (calls_the_board && calls > 0 && to_come >= 1) {
-        if (to_come <= calls) {
-          expected = expect_failure(life, function, step, calls, to_come, and_all_later, expected);
-          to_come = and_all_later ? 1 : 0;
+      if (expected.success || step.action == Action::kReset) {  // else it does not come to the board
+        if (!failing.cause.empty() && failing.calls_of_cause[i] > 0) {
+          expected = expected_failure(engine, step, failing.cause, 1, 1, true, expected);
+        }
+        const int calls = failing.calls[i];
+        if (to_come >= 1 && to_come <= calls) {
+          expected = expected_failure(engine, step, failing.function, calls, to_come, failing.and_all_later,
+                                      expected);
+          to_come = failing.and_all_later ? 1 : 0;
         } else {
           to_come -= calls;
         }
@@ -77,55 +118,18 @@ class PlatformSweep : public test_support::BoardTest {
       life.expect(step, expected);
       if (!life.exists()) break;
     }
-    const int failed = emulated_board::failures_produced();
-    emulated_board::reset();
-    life.expect_mended_and_destroy();
-    return failed;
   }
 
-  // What the table says about a step in which the calls from `first` to `calls` are asked to fail.
-  static Expected expect_failure(const Life& life, const std::string& function, const Step& step, int calls,
-                                 int first, bool and_all_later, const Expected& untouched) {
-    const auto args = [&](const char* stage) {
-      return step.action == Action::kCreate ? life.engine_path() : stage;
-    };
-    if (is_harmless(function)) return untouched;
-    if (function == "ICudaEngine::getProfileShape") {
-      const std::string message = profile_message(step, first, and_all_later);
-      return message.empty() ? succeeds() : fails(26, message, step, args("allocate"));
-    }
-    const std::vector<Effect> of_calls = effects(function, step);
-    for (int call = first; call <= (and_all_later ? calls : first); ++call) {
-      if (static_cast<std::size_t>(call) > of_calls.size()) {
-        ADD_FAILURE() << "the table has no entry for call " << call << " of " << function << " in "
-                      << function_of(step);
-        break;
-      }
-      const Effect& effect = of_calls[static_cast<std::size_t>(call) - 1];
-      if (effect.code != 0) return fails(effect.code, effect.message, step, args(effect.args));
-    }
-    return untouched;
+  static void destroy(Life& life) {
+    if (!life.exists()) return;  // the create has failed
+    const Step step{Action::kDestroy};
+    life.run(step, kPlainly);
+    life.expect(step, succeeds());
   }
 
-  void sweep(bool and_all_later) {
-    int cases = 0;
-    int injected = 0;
-    for (const std::string& function : emulated_board::all_functions()) {
-      for (int nth = 1;; ++nth) {
-        const int failed = run_with_failure(function, nth, and_all_later);
-        ASSERT_FALSE(HasFailure());
-        if (failed == 0) break;
-        ++cases;
-        injected += failed;
-      }
-    }
-    std::printf("platform failure sweep, %s: %d cases, %d injected failures\n",
-                and_all_later ? "every call from the Nth on" : "the Nth call", cases, injected);
-  }
-
- private:
-  std::string engine_path_;
-  std::vector<std::map<std::string, int>> untouched_calls_;
+  int cases_ = 0;
+  int injected_ = 0;
+  int mended_ = 0;
 };
 
 TEST_F(PlatformSweep, FailingOneCall) { sweep(false); }

@@ -15,13 +15,29 @@ const test_support::Frame& frame_of(const Step& step) {
   return frames.try_emplace({step.width, step.height}, step.width, step.height).first->second;
 }
 
+std::vector<Step> make_scenario() {
+  std::vector<Step> steps;
+  for (const auto& [width, height] : {std::pair{640, 480}, {64, 48}, {8, 8}, {656, 32}, {64, 48}}) {
+    steps.push_back(steps.empty() ? Step{Action::kCreate} : Step{Action::kReset, width, height});
+    steps.insert(steps.end(), 2, {Action::kProcess, width, height});
+  }
+  return steps;
+}
+
+// What the calling thread's last error is before each step.
+const char* const kOfTheThread = "enhance_GetLastInferenceTime received null engine handle.";
+
+// What the output record holds before each step.
+std::uint16_t any_pred;
+float any_conf;
+const enhance_depth_output kUntouched{&any_pred, -11, &any_conf, -22};
+
 }  // namespace
 
+const Around kPlainly = [](const std::function<void()>& call) { call(); };
+
 const std::vector<Step>& scenario() {
-  static const std::vector<Step> kSteps{
-      {Action::kCreate},          {Action::kProcess, 640, 480}, {Action::kReset, 64, 48},
-      {Action::kProcess, 64, 48}, {Action::kReset, 8, 8},       {Action::kProcess, 8, 8},
-      {Action::kReset, 64, 48},   {Action::kProcess, 64, 48},   {Action::kDestroy}};
+  static const std::vector<Step> kSteps = make_scenario();
   return kSteps;
 }
 
@@ -47,11 +63,13 @@ Expected fails(int code, const std::string& message, const Step& step, const std
 
 void Life::run(const Step& step, const Around& around) {
   emulated_board::capture_log(true);
+  enhance_GetLastInferenceTime(nullptr);
+  output_ = kUntouched;
   const enhance_depth_input input = frame_of(step).input();
   around([&] {
     switch (step.action) {
       case Action::kCreate:
-        handle_ = enhance_depth_create(engine_path_.c_str(), error_);
+        handle_ = enhance_depth_create(engine_.path.c_str(), error_);
         result_ = handle_ != nullptr;
         break;
       case Action::kProcess:
@@ -95,6 +113,8 @@ void Life::expect(const Step& step, const Expected& expected) {
     const bool create = step.action == Action::kCreate;
     width_ = !expected.success ? 0 : create ? 640 : step.width;
     height_ = !expected.success ? 0 : create ? 480 : step.height;
+    asked_for_ = {Action::kProcess, create ? 640 : step.width, create ? 480 : step.height};
+    EXPECT_EQ(handle_ != nullptr, !create || expected.success);
   }
 
   EXPECT_EQ(result_, expected.success) << (error_.empty() ? "no record" : error_.get()->message);
@@ -108,8 +128,10 @@ void Life::expect(const Step& step, const Expected& expected) {
   if (handle_ != nullptr) {
     EXPECT_EQ(enhance_depth_get_last_error(handle_), last_error);
   }
-  EXPECT_EQ(enhance_depth_get_last_error(nullptr), step.action == Action::kCreate ? last_error : "OK");
+  const bool on_handle = step.action == Action::kProcess || step.action == Action::kReset;
+  EXPECT_EQ(enhance_depth_get_last_error(nullptr), on_handle ? kOfTheThread : last_error);
   EXPECT_EQ(emulated_board::live_objects(), live());
+  EXPECT_EQ(emulated_board::invalid_releases(), 0);
   if (log_counts_) {
     std::vector<std::string> errors;
     for (const auto& line : emulated_board::captured_log()) {
@@ -120,8 +142,14 @@ void Life::expect(const Step& step, const Expected& expected) {
   if (step.action == Action::kProcess && expected.success) {
     ASSERT_EQ(output_.pred_stride, step.width * step.height * 2);
     EXPECT_TRUE(std::equal(output_.pred, output_.pred + 7 * 9, frame_of(step).depth.begin()));
-    ASSERT_EQ(output_.conf_stride, step.width * step.height * 4);
-    EXPECT_EQ(std::count(output_.conf, output_.conf + 3 * 5, 1.0F), 3 * 5);
+    ASSERT_EQ(output_.conf != nullptr, engine_.confidence);
+    EXPECT_EQ(output_.conf_stride, engine_.confidence ? step.width * step.height * 4 : 0);
+    if (engine_.confidence) {
+      EXPECT_EQ(std::count(output_.conf, output_.conf + 3 * 5, 1.0F), 3 * 5);
+    }
+  } else {
+    EXPECT_TRUE(output_.pred == kUntouched.pred && output_.pred_stride == kUntouched.pred_stride &&
+                output_.conf == kUntouched.conf && output_.conf_stride == kUntouched.conf_stride);
   }
 }
 
@@ -130,22 +158,26 @@ emulated_board::LiveObjects Life::live() const {
   emulated_board::LiveObjects live = test_support::unconfigured();
   if (width_ != 0) {
     live.streams = 1;
-    live.allocations = 4;
-    live.allocated_bytes = static_cast<std::size_t>(width_ * height_) * (3 + 4) + (7 * 9 + 3 * 5) * 4;
+    live.allocations = engine_.confidence ? 4 : 3;
+    live.allocated_bytes =
+        static_cast<std::size_t>(width_ * height_) * (3 + 4) + (7 * 9 + (engine_.confidence ? 3 * 5 : 0)) * 4;
   }
   return live;
 }
 
-void Life::expect_mended_and_destroy() {
+void Life::expect_mended() {
   log_counts_ = true;
-  for (const Step& step :
-       {Step{Action::kReset, 32, 16}, Step{Action::kProcess, 32, 16}, Step{Action::kDestroy}}) {
-    if (handle_ != nullptr) {
-      run(step, [](const std::function<void()>& call) { call(); });
-      expect(step, succeeds());
-    }
+  const Step reset{Action::kReset, 32, 16};
+  for (const Step& step : {asked_for_, reset, Step{Action::kProcess, 32, 16}}) {
+    run(step, kPlainly);
+    expect(step, untouched(step));
   }
-  EXPECT_EQ(emulated_board::live_objects(), emulated_board::LiveObjects{});
+}
+
+Engine SweepTest::engine(bool confidence) const {
+  test_support::TestEngine engine = test_support::small_output_engine();
+  if (!confidence) engine.tensors.pop_back();
+  return {write_engine(engine, confidence ? "four.engine" : "three.engine"), confidence};
 }
 
 }  // namespace sweep

@@ -19,9 +19,17 @@ struct Step {
   int height = 0;
 };
 
-// Create, process, reset to another size, process, reset to a size that no profile admits, process it
-// nevertheless, reset back, process, destroy.
+// All but the end of a life: create, then reset to another size, to one that no profile admits, to one that
+// only the second profile admits, and back; and two frames after each of them, so that the second shows what
+// a failure of the first has left behind.
 const std::vector<Step>& scenario();
+
+// The engine of a life: its file, and whether it has a confidence output. Its outputs are 7 x 9 and 3 x 5
+// pixels.
+struct Engine {
+  std::string path;
+  bool confidence;
+};
 
 const char* function_of(const Step& step);
 
@@ -39,10 +47,12 @@ Expected fails(int code, const std::string& message, const Step& step, const std
 // Calls an exported function in its own way: with a failure armed, say.
 using Around = std::function<void(const std::function<void()>&)>;
 
-// One handle on its way through the scenario. The outputs of its engine are 7 x 9 and 3 x 5 pixels.
+extern const Around kPlainly;
+
+// One handle on its way through the scenario.
 class Life {
  public:
-  explicit Life(std::string engine_path) : engine_path_(std::move(engine_path)) {}
+  explicit Life(const Engine& engine) : engine_(engine) {}
   ~Life() { enhance_depth_destroy(handle_); }
   Life(const Life&) = delete;
   Life& operator=(const Life&) = delete;
@@ -55,26 +65,32 @@ class Life {
   // Compares result, record, both last errors, log, outputs and live objects of the step that was run last.
   void expect(const Step& step, const Expected& expected);
 
-  // With nothing failing any more: a reset and a frame work, and destroying leaves nothing alive.
-  void expect_mended_and_destroy();
+  // With nothing failing any more: without buffers a frame is refused; then a reset and a frame work.
+  void expect_mended();
 
   bool exists() const { return handle_ != nullptr; }
-  const std::string& engine_path() const { return engine_path_; }
   void ignore_log() { log_counts_ = false; }
 
  private:
   emulated_board::LiveObjects live() const;
 
-  std::string engine_path_;
+  const Engine& engine_;
   enhance_depth_handle handle_ = nullptr;
   int width_ = 0;  // configured size, 0 when there is none
   int height_ = 0;
+  Step asked_for_{Action::kProcess};  // a frame of the size of the last reset, good or not
   bool log_counts_ = true;
 
   // Of the step that was run last.
   bool result_ = false;
   enhance_depth_output output_{};
   test_support::ErrorPlace error_;
+};
+
+// Tests that run lives.
+class SweepTest : public test_support::BoardTest {
+ protected:
+  Engine engine(bool confidence) const;
 };
 
 }  // namespace sweep
