@@ -1,5 +1,4 @@
-// The emulated TensorRT runtime: engine descriptions, the rules for shapes and addresses, networks, and its
-// failures.
+// The emulated TensorRT runtime: the rules for shapes and addresses, networks, and its failures.
 #include <algorithm>
 #include <cstdint>
 #include <functional>
@@ -8,60 +7,23 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include <NvInferRuntime.h>
 #include <gtest/gtest.h>
 
 #include "emulated_board/control.h"
-#include "nvinfer/engine_description.h"
+#include "emulated_engine.h"
 #include "nvinfer/networks/guided_filter.h"
 
 namespace {
 
+using emulated_board_tests::engine_with;
+using emulated_board_tests::kEngine;
 using nvinfer1::DataType;
 using nvinfer1::Dims;
 using nvinfer1::OptProfileSelector;
 using nvinfer1::TensorIOMode;
-
-constexpr std::string_view kEngine = R"(format = "enhance-depth-emulated-engine"
-version = 1
-network = "rgb-sum"
-[[tensor]]
-name = "rgb"
-direction = "input"
-type = "uint8"
-shape = [1, 3, -1, -1]
-[[tensor]]
-name = "dep"
-direction = "input"
-type = "float"
-shape = [1, 1, -1, -1]
-[[tensor]]
-name = "pred"
-direction = "output"
-type = "float"
-shape = [1, 1, -1, -1]
-[[tensor]]
-name = "confidence_output"
-direction = "output"
-type = "float"
-shape = [-1, -1]
-[[profile]]
-rgb = { min = [1, 3, 2, 2], opt = [1, 3, 4, 4], max = [1, 3, 8, 8] }
-dep = { min = [1, 1, 2, 2], opt = [1, 1, 4, 4], max = [1, 1, 8, 8] }
-[[profile]]
-rgb = { min = [3], opt = [4], max = [5] }
-)";
-
-// The engine with one piece of its text replaced by another.
-std::string engine_with(std::string_view piece, std::string_view replacement) {
-  std::string text(kEngine);
-  const std::size_t position = text.find(piece);
-  EXPECT_NE(position, std::string::npos) << piece;
-  return text.replace(position, piece.size(), replacement);
-}
 
 class Logger final : public nvinfer1::ILogger {
  public:
@@ -181,87 +143,12 @@ TEST_F(EmulatedTensorRT, AnEngineIsWhatItsDescriptionSays) {
       "ICudaEngine::getProfileShape: Error Code 3: API Usage Error (profile 1 has no range for \"dep\")");
   EXPECT_EQ(engine->getProfileShape("rgb", 2, OptProfileSelector::kMIN).nbDims, -1);
   EXPECT_EQ(engine->getTensorShape("depth").nbDims, -1);
+  EXPECT_EQ(engine->getTensorDataType("depth"), static_cast<DataType>(-1));
   EXPECT_EQ(engine->getTensorIOMode("depth"), TensorIOMode::kNONE);
   EXPECT_EQ(engine->getTensorShape(nullptr).nbDims, -1);
   EXPECT_EQ(engine->getIOTensorName(4), nullptr);
   EXPECT_EQ(engine->getIOTensorName(-1), nullptr);
-  EXPECT_EQ(logger.severities.size(), 7U);
-}
-
-TEST(EmulatedEngineDescription, UnfitEnginesCanBeDescribed) {
-  const std::string header = "format = 'enhance-depth-emulated-engine'\nversion = 1\nnetwork = 'nothing'\n";
-  const auto none = emulated_nvinfer::parse_engine_description(header);
-  ASSERT_TRUE(std::holds_alternative<emulated_nvinfer::EngineDescription>(none));
-  EXPECT_TRUE(std::get<emulated_nvinfer::EngineDescription>(none).tensors.empty());
-  const auto odd = emulated_nvinfer::parse_engine_description(
-      header +
-      "[[tensor]]\nname='a b'\ndirection='output'\ntype='int4'\nshape=[]\n"
-      "[[tensor]]\nname='x'\ndirection='input'\ntype='bf16'\nshape=[1,2,3,4,5,6,7,0]\n[[profile]]\n");
-  ASSERT_TRUE(std::holds_alternative<emulated_nvinfer::EngineDescription>(odd));
-  EXPECT_EQ(std::get<emulated_nvinfer::EngineDescription>(odd).tensors[1].shape.nbDims, 8);
-  EXPECT_EQ(std::get<emulated_nvinfer::EngineDescription>(odd).profiles.size(), 1U);
-}
-
-TEST(EmulatedEngineDescription, WhatIsWrongIsSaidWithItsPlace) {
-  const std::string nested(3000, '.');
-  const struct {
-    std::string text;
-    const char* message;
-  } cases[] = {
-      {"", "it is empty"},
-      {std::string("\x7f"
-                   "ELF\0\1",
-                   6),
-       "binary data"},
-      {"key = 'value'\n", "it is not an engine of the emulated board"},
-      {std::string(300 << 10, ' '), "it is too large"},
-      {nested, "it is too large"},
-      {"format = 'enhance-depth-emulated-engine\n", "line 1, column 4"},
-      {engine_with("rgb-sum", "d\xc3\xa9pth"), "line 3, column 13: there is a character that is not ASCII"},
-      {"format = 1\n[=", "it is not well-formed TOML"},
-      {engine_with("version = 1", "version = 2"), "line 2, column 11: \"version\" must be 1"},
-      {engine_with("version = 1\n", ""), "the description has no \"version\""},
-      {engine_with("network = \"rgb-sum\"", "network = 3"),
-       "line 3, column 11: \"network\" must be a string"},
-      {engine_with("rgb-sum", "resnet"),
-       "line 3, column 11: there is no network \"resnet\"; there are guided-filter, "},
-      {engine_with("[[tensor]]", "[parameters]\nradius = 8\n[[tensor]]"),
-       "line 4, column 1: network \"rgb-sum\" has no parameter \"radius\""},
-      {engine_with("[[tensor]]", "[parameters]\nradius = true\n[[tensor]]"),
-       "parameter \"radius\" must be a number"},
-      {engine_with("network = \"rgb-sum\"", "network = \"guided-filter\"\nparameters = { radius = -1 }"),
-       "parameter \"radius\" is -1; it must be from 0 to "},
-      {engine_with("network = \"rgb-sum\"", "network = \"guided-filter\"\nparameters = { radius = 1.5 }"),
-       "parameter \"radius\" must be a whole number"},
-      {engine_with("network", "layers = 5\nnetwork"),
-       "line 3, column 1: the description has an unknown entry \"layers\""},
-      {engine_with("[[tensor]]", "tensor = 1\n[[profiles]]"), "line "},
-      {engine_with("name = \"rgb\"", "nam = \"rgb\""), "unknown entry \"nam\""},
-      {engine_with("name = \"rgb\"\n", ""), "[[tensor]] has no \"name\""},
-      {engine_with("name = \"rgb\"", "name = \"\""), "the name of a tensor must be a text"},
-      {engine_with("name = \"rgb\"", "name = \"dep\""), "there is more than one tensor \"dep\""},
-      {engine_with("\"input\"", "\"in\""), "\"direction\" is \"in\"; it must be \"input\" or \"output\""},
-      {engine_with("uint8", "u8"), "line 7, column 8: \"type\" is \"u8\"; it must be one of float, half, "},
-      {engine_with("[1, 3, -1, -1]", "[1, 3, -2, -1]"), "line 8, column 16: each extent"},
-      {engine_with("[1, 3, -1, -1]", "[1, 3.0]"), "must be a whole number"},
-      {engine_with("[1, 3, -1, -1]", "[1, 2, 3, 4, 5, 6, 7, 8, 9]"), "\"shape\" has 9 extents; at most 8"},
-      {engine_with("[1, 3, -1, -1]", "640"), "\"shape\" must be an array"},
-      {engine_with("rgb = { min = [1, 3, 2, 2]", "rgb = { min = [1, 3, 5, 2]"), "min <= opt <= max"},
-      {engine_with("rgb = { min = [1, 3, 2, 2]", "rgb = { min = [1, 3, 2]"), "different ranks"},
-      {engine_with("rgb = { min = [1, 3, 2, 2]", "rgb = { min = [1, 3, -1, 2]"), "from 0 to 2147483647"},
-      {engine_with("rgb = { min", "rgb = { least"), "unknown entry \"least\""},
-      {engine_with("rgb = { min", "red = { min"), "\"red\", which is not an input tensor"},
-      {engine_with("rgb = { min", "pred = { min"), "\"pred\", which is not an input tensor"},
-      {engine_with("dep = { min", "rgb = { min"), "line "},
-      {engine_with("[[profile]]", "[profile]"), "line "},
-  };
-  for (const auto& each : cases) {
-    const auto parsed = emulated_nvinfer::parse_engine_description(each.text);
-    const auto* error = std::get_if<emulated_nvinfer::DescriptionError>(&parsed);
-    ASSERT_NE(error, nullptr) << each.message;
-    EXPECT_NE(error->message.find(each.message), std::string::npos)
-        << "expected: " << each.message << "\nfound: " << error->message;
-  }
+  EXPECT_EQ(logger.severities.size(), 8U);
 }
 
 TEST_F(EmulatedTensorRT, WhatIsNoEngineDoesNotDeserialize) {
@@ -278,11 +165,14 @@ TEST_F(EmulatedTensorRT, WhatIsNoEngineDoesNotDeserialize) {
 }
 
 TEST_F(EmulatedTensorRT, OnlyItsOwnMajorVersionGetsARuntime) {
-  EXPECT_EQ(createInferRuntime_INTERNAL(&logger, 80603), nullptr);
-  EXPECT_EQ(createInferRuntime_INTERNAL(&logger, 110000), nullptr);
-  EXPECT_NE(logger.last.find("built for version 110000"), std::string::npos) << logger.last;
+  constexpr std::int32_t kFirstOfMajor = NV_TENSORRT_MAJOR * 10000;
+  constexpr std::int32_t kFirstOfNextMajor = kFirstOfMajor + 10000;
+  EXPECT_EQ(createInferRuntime_INTERNAL(&logger, kFirstOfMajor - 1), nullptr);
+  EXPECT_EQ(createInferRuntime_INTERNAL(&logger, kFirstOfNextMajor), nullptr);
+  EXPECT_NE(logger.last.find("built for version " + std::to_string(kFirstOfNextMajor)), std::string::npos)
+      << logger.last;
   std::unique_ptr<nvinfer1::IRuntime> later(
-      static_cast<nvinfer1::IRuntime*>(createInferRuntime_INTERNAL(&logger, 101600)));
+      static_cast<nvinfer1::IRuntime*>(createInferRuntime_INTERNAL(&logger, kFirstOfNextMajor - 1)));
   EXPECT_NE(later, nullptr);
   testing::internal::CaptureStderr();
   EXPECT_EQ(createInferRuntime_INTERNAL(nullptr, NV_TENSORRT_VERSION), nullptr);

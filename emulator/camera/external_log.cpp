@@ -1,5 +1,6 @@
 // The external log of the camera SDK.
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -44,15 +45,19 @@ std::string time_stamp() {
   return text.data();
 }
 
-// A line goes out in one piece, whatever other threads print.
+// A line goes out in one piece, whatever other threads print; only where standard error takes no more at a
+// time, in several.
 void print(const LogLine& line) {
   const std::string text = time_stamp() + "[" + severity_name(line.severity) + "][" + line.module + "][" +
                            line.function + ":" + std::to_string(line.line) + "] " + line.message + "\n";
   std::size_t written = 0;
   while (written < text.size()) {
     const ssize_t count = write(STDERR_FILENO, text.data() + written, text.size() - written);
-    if (count <= 0) return;
-    written += static_cast<std::size_t>(count);
+    if (count > 0) {
+      written += static_cast<std::size_t>(count);
+    } else if (count == 0 || errno != EINTR) {
+      return;
+    }
   }
 }
 

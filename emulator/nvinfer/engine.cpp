@@ -18,8 +18,8 @@ namespace {
 
 std::string no_arguments() { return {}; }
 
-// What a query for an element type answers when it fails by plan: unlike kFLOAT, TensorRT's answer about an
-// unknown tensor, no caller can take it for a good one.
+// What a query for an element type answers when it fails, by plan or for an unknown tensor. TensorRT answers
+// kFLOAT, which a caller could take for a good one.
 constexpr auto kNoType = static_cast<DataType>(-1);
 
 const char* selector_name(OptProfileSelector select) {

@@ -218,8 +218,15 @@ void refuse_what_is_no_text(std::string_view text) {
         "it is binary data, not an engine of the emulated board; a board's own engine runs only on the "
         "board");
   }
-  if (text.size() > kMostBytes || std::count(text.begin(), text.end(), '.') > kMostDots) {
-    throw Refusal("it is not an engine of the emulated board: it is too large");
+  if (text.size() > kMostBytes) {
+    throw Refusal("it is too large for an engine of the emulated board: it has " +
+                  std::to_string(text.size()) + " bytes; at most " + std::to_string(kMostBytes) +
+                  " are possible");
+  }
+  const auto dots = std::count(text.begin(), text.end(), '.');
+  if (dots > kMostDots) {
+    throw Refusal("it has " + std::to_string(dots) + " dots; an engine of the emulated board has at most " +
+                  std::to_string(kMostDots));
   }
   toml::source_position position{1, 1};
   for (const char character : text) {

@@ -79,7 +79,7 @@ extern "C" void* createInferRuntime_INTERNAL(void* logger, std::int32_t version)
         if (logger == nullptr) throw ApiUsageError("the logger is null");
         if (major_version(version) != NV_TENSORRT_MAJOR) {
           throw ApiUsageError("the program was built for version " + std::to_string(version) +
-                              "; this is TensorRT 10");
+                              "; this is TensorRT " + std::to_string(NV_TENSORRT_MAJOR));
         }
         // As the pointer to which createInferRuntime() casts it back.
         return static_cast<nvinfer1::IRuntime*>(std::make_unique<Runtime>(program_logger).release());

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <limits>
 #include <sstream>
 
 namespace emulated_nvinfer {
@@ -39,6 +40,15 @@ double Parameters::take(std::string_view name, double fallback, double least, do
   std::ostringstream text;
   text << "parameter \"" << name << "\" is " << value << "; it must be from " << least << " to " << most;
   throw NetworkError(text.str());
+}
+
+float Parameters::take_float(std::string_view name, float fallback) {
+  constexpr double kLargest = std::numeric_limits<float>::max();
+  const double value = take(name, double{fallback});
+  if (std::isfinite(value) && std::abs(value) > kLargest) {
+    throw NetworkError("parameter \"" + std::string(name) + "\" is too large for a float");
+  }
+  return static_cast<float>(value);
 }
 
 int Parameters::take_integer(std::string_view name, int fallback, int least, int most) {

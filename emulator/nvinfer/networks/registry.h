@@ -24,10 +24,10 @@ class Parameters {
  public:
   explicit Parameters(std::map<std::string, double, std::less<>> values) : values_(std::move(values)) {}
 
-  // Removes and returns a parameter, or returns `fallback`. Throws NetworkError outside of `least` to `most`;
-  // without those any value is taken, also NaN.
-  double take(std::string_view name, double fallback);
+  // Removes and returns a parameter, or returns `fallback`. Throws NetworkError outside of `least` to `most`.
   double take(std::string_view name, double fallback, double least, double most);
+  // Any value that a float holds, also infinities and NaN; throws NetworkError for the others.
+  float take_float(std::string_view name, float fallback);
   // The same for one that must be a whole number.
   int take_integer(std::string_view name, int fallback, int least, int most);
 
@@ -35,6 +35,8 @@ class Parameters {
   void expect_none_left(std::string_view network) const;
 
  private:
+  double take(std::string_view name, double fallback);
+
   std::map<std::string, double, std::less<>> values_;
 };
 

@@ -18,9 +18,9 @@ constexpr std::string_view kConfidence = "confidence_output";
 class ScaleOffset final : public Network {
  public:
   explicit ScaleOffset(Parameters& parameters)
-      : scale_(static_cast<float>(parameters.take("scale", 1.0))),
-        offset_(static_cast<float>(parameters.take("offset", 0.0))),
-        confidence_(static_cast<float>(parameters.take("confidence", 1.0))) {}
+      : scale_(parameters.take_float("scale", 1.0F)),
+        offset_(parameters.take_float("offset", 0.0F)),
+        confidence_(parameters.take_float("confidence", 1.0F)) {}
 
   cudaError_t run(const std::vector<BoundTensor>& tensors) const override {
     const BoundTensor* depth = find_input(tensors, "dep", DataType::kFLOAT);
@@ -45,8 +45,8 @@ class ScaleOffset final : public Network {
 class Constant final : public Network {
  public:
   explicit Constant(Parameters& parameters)
-      : value_(static_cast<float>(parameters.take("value", 0.0))),
-        confidence_(static_cast<float>(parameters.take("confidence", 1.0))) {}
+      : value_(parameters.take_float("value", 0.0F)),
+        confidence_(parameters.take_float("confidence", 1.0F)) {}
 
   cudaError_t run(const std::vector<BoundTensor>& tensors) const override {
     fill_outputs(tensors, [this](const BoundTensor& output, float* values) {
