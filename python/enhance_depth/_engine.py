@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import ctypes
+import operator
 import os
 import weakref
 from types import TracebackType
@@ -22,7 +23,7 @@ if TYPE_CHECKING:
 Layout = Literal["planar", "interleaved"]
 
 _SIZE_AFTER_CREATE = (640, 480)
-_LARGEST_IMAGE = 2**31 - 1
+_LARGEST_INT32 = 2**31 - 1
 
 
 class RefinedFrame(NamedTuple):
@@ -49,12 +50,15 @@ def to_interleaved(rgb: "ColorImage") -> "ColorImage":
 
 
 class _Handle:
-    """Owns a C handle. Every borrowed image refers to it, so that its memory outlives the last of them."""
+    """Owns a C handle, which is released when the last reference goes.
+
+    Every borrowed image refers to it, so that its memory outlives the last of them. C functions take the object itself,
+    by way of `_as_parameter_`, so that it lasts as long as each call even if another thread closes the engine.
+    """
 
     def __init__(self, library: Library, engine_path: bytes) -> None:
-        self.library = library
-        self.pointer = ctypes.c_void_p(library.call("enhance_depth_create", engine_path))
-        weakref.finalize(self, library.dll.enhance_depth_destroy, self.pointer)
+        self._as_parameter_ = ctypes.c_void_p(library.call("enhance_depth_create", engine_path))
+        weakref.finalize(self, library.dll.enhance_depth_destroy, self._as_parameter_)
 
 
 class _BorrowedMemory:
@@ -79,6 +83,7 @@ class Engine:
         library: the shared library's file; see load_library().
 
     Raises:
+        TypeError, ValueError: an argument is of no use, whatever the engine.
         Error: the engine cannot be loaded or does not admit the size.
         LibraryNotFoundError: the shared library cannot be loaded.
     """
@@ -93,11 +98,17 @@ class Engine:
     ) -> None:
         if rgb_layout not in ("planar", "interleaved"):
             raise ValueError(f'rgb_layout is {rgb_layout!r}; it must be "planar" or "interleaved"')
+        width, height = size
+        size = _check_size(width, height)
+        engine_path = os.fsencode(path)
+        if b"\0" in engine_path:
+            raise ValueError(f"the engine path {path!r} holds a NUL character")
         self._library = load_library(library)
         self._rgb_layout: Layout = rgb_layout
         self._borrowed: list[weakref.ref[_BorrowedMemory]] = []
-        self._handle: _Handle | None = _Handle(self._library, os.fsencode(path))
-        self._size = _SIZE_AFTER_CREATE
+        # None once closed: a null handle, which the library reports as an error of its own.
+        self._handle: _Handle | None = _Handle(self._library, engine_path)
+        self._size: tuple[int, int] | None = _SIZE_AFTER_CREATE
         if size != _SIZE_AFTER_CREATE:
             self.reset(*size)
 
@@ -110,26 +121,36 @@ class Engine:
         self.close()
 
     def close(self) -> None:
-        """Releases the engine, at the latest when the last borrowed image is gone. May be called again."""
+        """Releases the engine, as soon as the last borrowed image is gone and no other thread is in a call on it.
+
+        May be called again.
+        """
         self._handle = None
+        self._size = None
 
     @property
-    def size(self) -> tuple[int, int]:
-        """(width, height) of the frames that process() takes."""
+    def size(self) -> tuple[int, int] | None:
+        """(width, height) of the frames that process() takes.
+
+        None when it takes none: after a reset that the library refused, until one succeeds, and once closed.
+        """
         return self._size
 
     def reset(self, width: int, height: int) -> None:
         """Configures another image size.
 
         Raises:
-            BufferError: an image of the old size is still in use; drop it or keep a copy.
-            Error: the engine does not admit the size, or the board is out of something; process() then fails
-                until a reset succeeds.
+            TypeError, ValueError: a side is no integer or not from 1 to 2147483647; nothing has changed.
+            BufferError: an image of the old size is still in use; drop it or keep a copy. Nothing has changed.
+            Error: the engine does not admit the size, or the board is out of something; `size` is then None
+                and process() fails until a reset succeeds.
         """
+        size = _check_size(width, height)
         if any(reference() is not None for reference in self._borrowed):
             raise BufferError("an image borrowed from this engine is in use; drop it, or keep a copy, before reset()")
-        self._size = (width, height)
-        self._library.call("enhance_depth_reset", self._pointer(), width, height)
+        self._size = None
+        self._library.call("enhance_depth_reset", self._handle, *size)
+        self._size = size
 
     def process(self, rgb: "ColorImage", depth: "DepthImage", *, copy: bool = False) -> RefinedFrame:
         """Refines one frame and waits for the result.
@@ -141,7 +162,7 @@ class Engine:
                 the next process() overwrites what they show.
 
         Raises:
-            TypeError: an array of another element type.
+            TypeError: no array, or one of another element type.
             ValueError: arrays whose shapes do not fit one another.
             Error: anything else, such as a size that the engine is not configured for.
         """
@@ -150,11 +171,13 @@ class Engine:
         depth = np.ascontiguousarray(depth)
         frame = Input(colors.ctypes.data, colors.nbytes, depth.ctypes.data, depth.nbytes, height, width)
         output = Output()
-        self._library.call("enhance_depth_process", self._pointer(), ctypes.byref(frame), ctypes.byref(output))
+        handle = self._handle
+        self._library.call("enhance_depth_process", handle, ctypes.byref(frame), ctypes.byref(output))
+        assert handle is not None, "the library refuses a null handle"
         self._borrowed = [reference for reference in self._borrowed if reference() is not None]
         refined = RefinedFrame(
-            self._borrow(output.pred, "=u2", (height, width)),
-            self._borrow(output.conf, "=f4", (height, width)) if output.conf else None,
+            self._borrow(handle, output.pred, "=u2", (height, width)),
+            self._borrow(handle, output.conf, "=f4", (height, width)) if output.conf else None,
         )
         return refined.copy() if copy else refined
 
@@ -162,26 +185,25 @@ class Engine:
     def confidence_threshold(self) -> float:
         """The stored confidence threshold. A setting only: no output depends on it."""
         threshold = ctypes.c_float()
-        self._library.call("enhance_depth_get_confidence_threshold", self._pointer(), ctypes.byref(threshold))
+        self._library.call("enhance_depth_get_confidence_threshold", self._handle, ctypes.byref(threshold))
         return threshold.value
 
     @confidence_threshold.setter
     def confidence_threshold(self, threshold: float) -> None:
-        self._library.call("enhance_depth_set_confidence_threshold", self._pointer(), threshold)
+        try:
+            value = ctypes.c_float(threshold)
+        except TypeError:
+            raise TypeError(f"confidence_threshold is {threshold!r}; it must be a number") from None
+        self._library.call("enhance_depth_set_confidence_threshold", self._handle, value)
 
     @property
     def last_inference_time(self) -> float | None:
         """Milliseconds that the network ran on the device in the last frame; None before the first frame."""
-        milliseconds: float = self._library.dll.enhance_GetLastInferenceTime(self._pointer())
+        milliseconds: float = self._library.dll.enhance_GetLastInferenceTime(self._handle)
         return milliseconds if milliseconds >= 0 else None
 
-    def _pointer(self) -> ctypes.c_void_p:
-        # The library reports a null handle as an error of its own, which is what a closed engine is.
-        return ctypes.c_void_p() if self._handle is None else self._handle.pointer
-
     def _in_engine_layout(self, rgb: "ColorImage", height: int, width: int) -> "ColorImage":
-        if rgb.dtype != np.uint8:
-            raise TypeError(f"rgb holds {rgb.dtype}; it must hold uint8")
+        _check_array("rgb", rgb, np.dtype(np.uint8))
         if rgb.shape == (height, width, 3):
             return np.ascontiguousarray(rgb) if self._rgb_layout == "interleaved" else to_planar(rgb)
         if rgb.shape == (3, height, width):
@@ -191,18 +213,37 @@ class Engine:
             f"for this depth image it must be {(height, width, 3)} or {(3, height, width)}"
         )
 
-    def _borrow(self, address: int, typestr: str, shape: tuple[int, int]) -> Any:
-        assert self._handle is not None
-        memory = _BorrowedMemory(self._handle, address, np.dtype(typestr).str, shape)
+    def _borrow(self, handle: _Handle, address: int, typestr: str, shape: tuple[int, int]) -> Any:
+        memory = _BorrowedMemory(handle, address, np.dtype(typestr).str, shape)
         self._borrowed.append(weakref.ref(memory))
         return np.asarray(memory)
 
 
+def _check_size(width: int, height: int) -> tuple[int, int]:
+    # ctypes would keep the low 32 bits of a larger number.
+    def check(name: str, value: int) -> int:
+        try:
+            side = operator.index(value)
+        except TypeError:
+            raise TypeError(f"{name} is {value!r}; it must be an integer") from None
+        if not 1 <= side <= _LARGEST_INT32:
+            raise ValueError(f"{name} is {side}; it must be from 1 to {_LARGEST_INT32}")
+        return side
+
+    return check("width", width), check("height", height)
+
+
+def _check_array(name: str, array: object, dtype: "np.dtype[Any]") -> None:
+    if not isinstance(array, np.ndarray):
+        raise TypeError(f"{name} is of the type {type(array).__name__}; it must be a numpy array of {dtype}")
+    if array.dtype != dtype:
+        raise TypeError(f"{name} holds {array.dtype}; it must hold {dtype}")
+
+
 def _check_depth(depth: "DepthImage") -> tuple[int, int]:
-    if depth.dtype != np.uint16:
-        raise TypeError(f"depth holds {depth.dtype}; it must hold uint16")
+    _check_array("depth", depth, np.dtype(np.uint16))
     if depth.ndim != 2 or depth.size == 0:
         raise ValueError(f"depth has the shape {depth.shape}; it must be (height, width)")
-    if depth.size * 3 > _LARGEST_IMAGE:
+    if depth.size * 3 > _LARGEST_INT32:
         raise ValueError(f"depth has the shape {depth.shape}; an image must stay below 2 GiB")
     return depth.shape[0], depth.shape[1]

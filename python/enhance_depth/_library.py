@@ -91,7 +91,7 @@ class Library:
     def call(self, name: str, *arguments: object) -> int:
         """Calls a function whose last parameter is the place for an error record; raises Error if it fails.
 
-        A call whose first argument is a handle keeps the failure on it, any other on the thread.
+        A call whose first argument is a handle keeps the failure on it, one that begins with a path on the thread.
         """
         record = ctypes.POINTER(ErrorRecord)()
         function: Callable[..., int] = getattr(self.dll, name)
@@ -99,7 +99,7 @@ class Library:
         if result:
             return result
         if not record:  # memory was too short for a record
-            handle = arguments[0] if isinstance(arguments[0], _HANDLE) else None
+            handle = None if isinstance(arguments[0], bytes) else arguments[0]
             raise make_error(34, _text(self.dll.enhance_depth_get_last_error(handle)), name, exception_type=6)
         try:
             fields = record.contents

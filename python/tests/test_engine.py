@@ -93,6 +93,41 @@ def test_views_outlive_the_engine_object(make_engine: MakeEngine) -> None:
     np.testing.assert_array_equal(row, rgb_sum(*frame)[3])
 
 
+def test_close_in_another_thread_releases_the_engine_after_the_frame(
+    make_engine: MakeEngine, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    frame = make_frame()
+    in_the_call, closed = threading.Event(), threading.Event()
+    order: list[str] = []
+    dll = enhance_depth.load_library().dll
+    process, destroy = dll.enhance_depth_process, dll.enhance_depth_destroy
+
+    def slow_process(*arguments: object) -> int:
+        in_the_call.set()
+        assert closed.wait(60)
+        result: int = process(*arguments)
+        order.append("processed")
+        return result
+
+    def recorded_destroy(pointer: object) -> None:
+        order.append("destroyed")
+        destroy(pointer)
+
+    monkeypatch.setattr(dll, "enhance_depth_process", slow_process)
+    monkeypatch.setattr(dll, "enhance_depth_destroy", recorded_destroy)
+    engine = Engine(make_engine(), size=(WIDTH, HEIGHT))
+    results: list[np.ndarray] = []
+    thread = threading.Thread(target=lambda: results.append(engine.process(*frame, copy=True).depth))
+    thread.start()
+    assert in_the_call.wait(60)
+    engine.close()
+    gc.collect()
+    closed.set()
+    thread.join()
+    assert order == ["processed", "destroyed"]
+    np.testing.assert_array_equal(results[0], rgb_sum(*frame))
+
+
 def test_reset_is_refused_while_a_view_is_in_use(make_engine: MakeEngine) -> None:
     with Engine(make_engine(), size=(WIDTH, HEIGHT)) as engine:
         row = engine.process(*make_frame()).depth[3]

@@ -61,8 +61,43 @@ def test_a_refused_reset_leaves_the_engine_waiting_for_another(make_engine: Make
         assert caught.value.arguments == "allocate"
         with pytest.raises(enhance_depth.StateError):
             engine.process(np.zeros((3000, 4000, 3), np.uint8), np.zeros((3000, 4000), np.uint16))
+        assert engine.size is None
         engine.reset(640, 480)
+        assert engine.size == (640, 480)
         engine.process(RGB, DEPTH)
+
+
+@pytest.mark.parametrize(
+    ("width", "height", "exception", "text"),
+    [
+        (2**32 + 64, 2**32 + 48, ValueError, "width is 4294967360; it must be from 1 to 2147483647"),
+        (64, 2**31, ValueError, "height is 2147483648"),
+        (0, 48, ValueError, "width is 0"),
+        ("64", 48, TypeError, "width is '64'; it must be an integer"),
+        (64, 48.0, TypeError, "height is 48.0"),
+    ],
+)
+def test_a_size_that_is_none_changes_nothing(
+    make_engine: MakeEngine, width: object, height: object, exception: type[Exception], text: str
+) -> None:
+    with pytest.raises(exception, match=text):
+        Engine(make_engine(), size=(width, height))  # type: ignore[arg-type]
+    with Engine(make_engine()) as engine:
+        with pytest.raises(exception, match=text):
+            engine.reset(width, height)  # type: ignore[arg-type]
+        assert engine.size == (640, 480)
+        engine.process(RGB, DEPTH)
+
+
+def test_a_path_with_a_nul_is_not_cut(make_engine: MakeEngine) -> None:
+    with pytest.raises(ValueError, match="NUL"):
+        Engine(f"{make_engine()}\0.backup")
+
+
+def test_a_threshold_that_is_no_number_is_refused(make_engine: MakeEngine) -> None:
+    with Engine(make_engine()) as engine:
+        with pytest.raises(TypeError, match="confidence_threshold is 'high'"):
+            engine.confidence_threshold = "high"  # type: ignore[assignment]
 
 
 def test_a_closed_engine_says_so(make_engine: MakeEngine) -> None:
@@ -72,12 +107,14 @@ def test_a_closed_engine_says_so(make_engine: MakeEngine) -> None:
     with pytest.raises(enhance_depth.StateError) as caught:
         engine.process(RGB, DEPTH)
     assert caught.value.code is ErrorCode.NULL_HANDLE
-    assert engine.last_inference_time is None
+    assert engine.last_inference_time is None and engine.size is None
 
 
 @pytest.mark.parametrize(
     ("rgb", "depth", "exception", "text"),
     [
+        (RGB.tolist(), DEPTH, TypeError, "rgb is of the type list; it must be a numpy array of uint8"),
+        (RGB, DEPTH.tolist(), TypeError, "depth is of the type list"),
         (RGB.astype(np.float32), DEPTH, TypeError, "rgb holds float32"),
         (RGB, DEPTH.astype(np.int16), TypeError, "depth holds int16"),
         (RGB[:, :, :2], DEPTH, ValueError, r"rgb has the shape \(480, 640, 2\)"),
