@@ -11,12 +11,6 @@ target_link_libraries(tool_test PRIVATE
   enhance_depth_tool nlohmann_json::nlohmann_json enhance_depth_flags GTest::gtest_main)
 gtest_discover_tests(tool_test)
 
-# Apart, without OpenCV, so that the thread sanitizer sees nothing but this project's threads.
-add_executable(tool_pipeline_test tool_pipeline_test.cpp)
-target_include_directories(tool_pipeline_test PRIVATE ${PROJECT_SOURCE_DIR}/tools/enhance-depth)
-target_link_libraries(tool_pipeline_test PRIVATE enhance_depth_flags GTest::gtest_main)
-gtest_discover_tests(tool_pipeline_test PROPERTIES LABELS threads)
-
 # A measurement, not a test: cmake --build ... --target tool_sequence_rate
 add_executable(tool_sequence_rate EXCLUDE_FROM_ALL tool_sequence_rate.cpp)
 target_link_libraries(tool_sequence_rate PRIVATE enhance_depth_tool enhance_depth_flags)
