@@ -57,6 +57,7 @@ void BoardTest::SetUp() {
 
 void BoardTest::TearDown() {
   EXPECT_EQ(emulated_board::live_objects(), emulated_board::LiveObjects{});
+  EXPECT_EQ(emulated_board::invalid_releases(), 0);
   emulated_board::record_calls(false);
   emulated_board::capture_log(false);
   emulated_board::reset();

@@ -56,7 +56,7 @@ emulated_board::LiveObjects configured(int width, int height, int outputs = 2);
 emulated_board::LiveObjects unconfigured();
 
 // Starts from a board that nothing is planned on and whose camera log is captured. At the end nothing may be
-// alive.
+// alive, and nothing may have been released that was not there.
 class BoardTest : public ::testing::Test {
  protected:
   void SetUp() override;

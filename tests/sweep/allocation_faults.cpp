@@ -1,8 +1,11 @@
 #include "sweep/allocation_faults.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+
+#include <malloc.h>
 
 #include "emulated_board/control.h"
 
@@ -14,6 +17,11 @@ thread_local int failures = 0;
 int planned = 0;
 bool planned_and_later = false;
 allocation_faults::Thrown planned_thrown = allocation_faults::Thrown::kBadAlloc;
+std::atomic<long> in_use{0};
+
+void count_bytes(void* memory, long sign) {
+  if (!emulated_board::inside()) in_use += sign * static_cast<long>(malloc_usable_size(memory));
+}
 
 bool fails_now() {
   if (!armed || emulated_board::inside()) return false;
@@ -25,8 +33,16 @@ bool fails_now() {
 
 void* allocate(std::size_t size, std::size_t alignment) {
   if (size == 0) size = 1;
-  if (alignment == 0) return std::malloc(size);
-  return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+  void* memory = alignment == 0
+                     ? std::malloc(size)
+                     : std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+  count_bytes(memory, 1);
+  return memory;
+}
+
+void release(void* memory) {
+  count_bytes(memory, -1);
+  std::free(memory);
 }
 
 void* allocate_or_throw(std::size_t size, std::size_t alignment) {
@@ -62,6 +78,7 @@ Armed::~Armed() { armed = false; }
 
 int count() { return allocations; }
 int failed() { return failures; }
+long bytes_in_use() { return in_use; }
 
 }  // namespace allocation_faults
 
@@ -82,13 +99,13 @@ void* operator new[](std::size_t size, std::align_val_t alignment, const std::no
   return allocate_or_null(size, number(alignment));
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept { release(memory); }
+void operator delete[](void* memory) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { release(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { release(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { release(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { release(memory); }

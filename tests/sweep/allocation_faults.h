@@ -25,6 +25,9 @@ class Armed {
 int count();
 int failed();
 
+// What is allocated now, by all threads, armed or not. What the board handed over must not be released.
+long bytes_in_use();
+
 }  // namespace allocation_faults
 
 #endif  // ENHANCE_DEPTH_TESTS_SWEEP_ALLOCATION_FAULTS_H
