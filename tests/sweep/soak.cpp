@@ -1,6 +1,6 @@
 // A long run in short: thousands of frames, a reset every 200 to one of six sizes, calls of the board failing
-// at random. The memory in use, without the board's own, and the live objects at the end must be what they were
-// after the first 400 frames, and a frame that neither follows a reset nor fails must not allocate.
+// at random. The memory in use, without the board's own, and the live objects at the end must be what they
+// were after the first 400 frames, and a frame that neither follows a reset nor fails must not allocate.
 //
 //   soak [FRAMES [SEED]]
 #include <cstdio>
