@@ -1,7 +1,7 @@
 #!/bin/sh
 # Builds the examples against an installed library and runs them on the emulated board: all three languages have to
 # make the same refined frame, and each has to survive and report what can go wrong with its input.
-# Needs netpbm, python3-numpy and python3-pil; draws the plot if python3-matplotlib is there.
+# Needs netpbm, python3-numpy, python3-pil and python3-matplotlib.
 # Usage: tests/examples_test.sh BUILD_DIR   (a native build with the emulated board)
 set -eu
 source=$(cd "$(dirname "$0")/.." && pwd)
@@ -16,7 +16,7 @@ fail() {
   exit 1
 }
 
-# expect STATUS TEXT COMMAND...: the command exits with STATUS and prints TEXT.
+# expect STATUS TEXT COMMAND...: the command exits with STATUS and prints TEXT, and no Python traceback.
 expect() {
   status=$1 text=$2
   shift 2
@@ -24,6 +24,7 @@ expect() {
   "$@" >"$scratch/printed" 2>&1 || code=$?
   [ "$code" -eq "$status" ] || { cat "$scratch/printed" >&2; fail "$* exited with $code, expected $status"; }
   grep -qF -- "$text" "$scratch/printed" || { cat "$scratch/printed" >&2; fail "$* did not print: $text"; }
+  if grep -q Traceback "$scratch/printed"; then cat "$scratch/printed" >&2; fail "$* left an exception to Python"; fi
 }
 
 cmake --install "$build" --prefix "$scratch/prefix" >"$scratch/install.log"
@@ -62,12 +63,17 @@ cmp c-1.pgm cpp-1.pgm || fail "C and C++ differ after a reset"
 
 export PYTHONPATH="$source/python" PYTHONDONTWRITEBYTECODE=1
 example=$source/examples/python/refine.py
-plot=
-if "$python" -c "import matplotlib" 2>/dev/null; then plot="--plot plot.png"; fi
-# shellcheck disable=SC2086 # two arguments or none
-expect 0 "holes" "$python" "$example" "$engine" "$source/samples/color.png" "$source/samples/depth.png" refined.png $plot
+color=$source/samples/color.png depth=$source/samples/depth.png
+expect 0 "holes" "$python" "$example" "$engine" "$color" "$depth" refined.png --plot plot.png
 pngtopnm refined.png | cmp - c-0.pgm || fail "Python and C differ"
-[ -z "$plot" ] || pngtopnm plot.png >plot.ppm || fail "the plot is no picture"
-expect 1 "no/such.engine" "$python" "$example" no/such.engine "$source/samples/color.png" "$source/samples/depth.png" out.png
-expect 1 "is no 16-bit grey image" "$python" "$example" "$engine" "$source/samples/color.png" "$source/samples/color.png" out.png
-echo "examples_test: C, C++ and Python made the same refined frame${plot:+ and a plot}"
+pngtopnm plot.png >plot.ppm || fail "the plot is no picture"
+expect 1 "no/such.engine" "$python" "$example" no/such.engine "$color" "$depth" out.png
+expect 1 "is no 16-bit grey image" "$python" "$example" "$engine" "$color" "$color" out.png
+"$python" -c "from PIL import Image; Image.new('I', (640, 480), 70000).save('wide.tiff')"
+expect 1 "wide.tiff holds values from 70000 to 70000" "$python" "$example" "$engine" "$color" wide.tiff out.png
+expect 1 "cannot load no/such.so" env ENHANCE_DEPTH_LIBRARY=no/such.so "$python" "$example" "$engine" "$color" "$depth" out.png
+mkdir without_matplotlib
+echo 'raise ImportError("no matplotlib here")' >without_matplotlib/matplotlib.py
+expect 1 "no matplotlib here" env PYTHONPATH="$PYTHONPATH:without_matplotlib" \
+  "$python" "$example" "$engine" "$color" "$depth" out.png --plot out_plot.png
+echo "examples_test: C, C++ and Python made the same refined frame"

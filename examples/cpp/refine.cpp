@@ -84,7 +84,7 @@ int main(int argc, char** argv) try {
     } catch (const enhance_depth::Error& error) {  // the engine is still there for the next frame
       print(error);
       ++failed;
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {  // an unreadable file, an image too large for the memory
       std::cerr << error.what() << '\n';
       ++failed;
     }

@@ -21,7 +21,10 @@ def read_depth(path: str) -> np.ndarray:
     with Image.open(path) as image:
         if not image.mode.startswith("I"):
             raise ValueError(f"{path} is no 16-bit grey image")
-        return np.asarray(image).astype(np.uint16)
+        values = np.asarray(image)
+    if values.min() < 0 or values.max() > 65535:  # depending on its version, Pillow reads grey images as 32-bit ones
+        raise ValueError(f"{path} holds values from {values.min()} to {values.max()}; 16 bits hold 0 to 65535")
+    return values.astype(np.uint16)
 
 
 def read_color(path: str) -> np.ndarray:
@@ -71,7 +74,7 @@ def main() -> int:
                 plot(arguments.plot, rgb, depth, refined)
             print(f"{arguments.output}: {engine.last_inference_time:.2f} ms on the device, "
                   f"holes {np.mean(depth == 0):.1%} before and {np.mean(refined.depth == 0):.1%} after")
-    except (enhance_depth.Error, OSError, ValueError) as error:
+    except (enhance_depth.Error, ImportError, OSError, ValueError) as error:  # ImportError: no library, no matplotlib
         print(error, file=sys.stderr)
         return 1
     return 0
