@@ -22,6 +22,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -68,6 +69,12 @@ class Pixels {
   template <typename Container,
             typename = decltype(static_cast<const T*>(std::declval<const Container&>().data()))>
   constexpr Pixels(const Container& container) noexcept : data_(container.data()), size_(container.size()) {}
+  /// Not to a temporary that owns its contents, which would be gone before they are read. A temporary view is
+  /// fine: unlike an owner it gives the same access to its contents whether it is const itself or not.
+  template <typename Container,
+            typename = std::enable_if_t<!std::is_same_v<decltype(std::declval<Container&>().data()),
+                                                        decltype(std::declval<const Container&>().data())>>>
+  Pixels(const Container&&) = delete;
 
   /// The first value.
   constexpr const T* data() const noexcept { return data_; }
@@ -238,13 +245,14 @@ class Engine {
       enhance_error record = {};
       record.status = ENHANCE_DEPTH_ERROR_STD_EXCEPTION;
       record.error_code = record.status;
-      record.exception_type = 6;
+      record.exception_type = kExceptionClass;
       std::strncpy(record.message, enhance_depth_get_last_error(handle), ENHANCE_ERROR_TEXT_SIZE - 1);
       std::strncpy(record.function, function, ENHANCE_ERROR_TEXT_SIZE - 1);
       throw Error(record);
     }
 
    private:
+    static constexpr std::int32_t kExceptionClass = 6;  // see enhance_error::exception_type
     enhance_error* record_ = nullptr;
   };
 

@@ -2,8 +2,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "enhance_depth.hpp"
 #include "support/board_test.h"
@@ -34,6 +37,7 @@ namespace {
 using enhance_depth::BorrowedImage;
 using enhance_depth::Engine;
 using enhance_depth::Error;
+using enhance_depth::Pixels;
 using enhance_depth::RefinedFrame;
 using test_support::Frame;
 using test_support::TestEngine;
@@ -41,6 +45,14 @@ using test_support::TestEngine;
 static_assert(!std::is_copy_constructible_v<Engine> && !std::is_copy_assignable_v<Engine>);
 static_assert(std::is_nothrow_move_constructible_v<Engine> && std::is_nothrow_move_assignable_v<Engine>);
 static_assert(std::is_nothrow_copy_constructible_v<Error>, "a failing copy would end the program");
+static_assert(!std::is_constructible_v<Pixels<char>, std::string> &&
+                  !std::is_constructible_v<Pixels<char>, const std::string>,
+              "the pixels of a temporary would be gone before they are read");
+static_assert(std::is_constructible_v<Pixels<char>, std::string&> &&
+              std::is_constructible_v<Pixels<char>, const std::string&>);
+static_assert(std::is_constructible_v<Pixels<char>, std::string_view> &&
+                  std::is_constructible_v<Pixels<char>, const Pixels<char>>,
+              "a temporary view refers to what lives elsewhere");
 
 enhance_depth::Frame view(const Frame& frame) { return {frame.width, frame.height, frame.rgb, frame.depth}; }
 
