@@ -37,18 +37,18 @@
  *     start of each call, and points at a new record only if the call fails. A host that wants to keep a
  *     record takes it out of the place first. No argument of the call may point into the record that is
  *     freed.
- *   - When memory is so short that no record can be made, `*error` stays NULL and the call still returns
- * failure. The text may then be just "out of memory".
+ *   - When memory is so short that no record can be made, `*error` stays NULL and the call still returns 0 or
+ *     NULL. The text may then be just "out of memory".
  *
  * A FITTING ENGINE has the tensors "rgb" (input, UINT8), "dep" (input, FLOAT), "pred" (output, FLOAT) and, if
- * it delivers confidence, "confidence_output" (output, FLOAT); more than
- * four tensors are refused. A fourth tensor of another name passes that check but gets no buffer, and
- * TensorRT normally refuses to run with it (code 25). For an image of W x H pixels "rgb" takes the shape (1,
- * 3, H, W) when it is declared with four extents and (H, W, 3) with three, "dep" takes (1, 1, H, W), and
- * "pred" and "confidence_output" must then have H * W elements, row by row. Output extents come from the
- * engine: of an output with more elements the host sees the first H * W, and in one with fewer the rest has
- * no meaning. Reading H * W elements is always safe. The optimization profiles of the engine must admit 640 x
- * 480, the size that enhance_depth_create() configures.
+ * it delivers confidence, "confidence_output" (output, FLOAT); more than four tensors are refused. A fourth
+ * tensor of another name passes that check but gets no buffer, and TensorRT normally refuses to run with it
+ * (code 25). For an image of W x H pixels "rgb" takes the shape (1, 3, H, W) when it is declared with four
+ * extents and (H, W, 3) with three, "dep" takes (1, 1, H, W), and "pred" and "confidence_output" must then
+ * have H * W elements, row by row. Output extents come from the engine: of an output with more elements the
+ * host sees the first H * W, and in one with fewer the rest has no meaning. Reading H * W elements is always
+ * safe. The optimization profiles of the engine must admit 640 x 480, the size that enhance_depth_create()
+ * configures.
  *
  * VERSIONS. The numbers below are those of this header, and enhance_depth_get_version() names those of the
  * library that was loaded. Within one SONAME the layouts of the records and all signatures stay as they are,
@@ -256,7 +256,7 @@ ENHANCE_DEPTH_API void enhance_depth_destroy(enhance_depth_handle handle);
  *                succeeds
  * @param error   out-place for a record, or NULL
  * @return 1, or 0 on failure: the handle stays usable and keeps its size; its last inference time changes
- * only if the network ran to its end
+ *         only if the network ran to its end
  */
 ENHANCE_DEPTH_API int enhance_depth_process(enhance_depth_handle handle, const enhance_depth_input* input,
                                             enhance_depth_output* output, enhance_error** error);
