@@ -51,7 +51,9 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME enhance-depth-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "depth refinement for RGB-D cameras - command-line tool
 Refines depth images from files: a 16-bit depth PNG and a colour picture in,
-the refined depth, the confidence map and a preview picture out.")
+the refined depth, the confidence map and a preview picture out. Also refines
+recorded sequences, measures how fast an engine runs, and checks whether an
+engine or an ONNX model fits the library.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
   "libenhance-depth${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 
