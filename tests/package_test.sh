@@ -74,6 +74,13 @@ quietly cc -o by_pkg_config "$source/examples/c/refine.c" "$source/examples/c/pn
 quietly ./by_pkg_config "$engine" out color.ppm depth.pgm
 cmp out-0.pgm by_cmake/out-0.pgm || fail "the two hosts refined differently"
 
+# Absolute folders stay what they are.
+quietly cmake -S "$source" -B absolute -DCMAKE_INSTALL_PREFIX=/opt/prefix -DCMAKE_INSTALL_LIBDIR=/opt/lib \
+  -DENHANCE_DEPTH_BUILD_TESTS=OFF -DENHANCE_DEPTH_BUILD_TOOLS=OFF
+pkg_config_paths=$(PKG_CONFIG_PATH=absolute/packaging pkg-config --cflags --libs enhance_depth)
+[ "$pkg_config_paths" = "-I/opt/prefix/include -L/opt/lib -lenhance_depth " ] ||
+  fail "pkg-config with an absolute library folder: $pkg_config_paths"
+
 # The source tree as a subproject: builds, and leaves its parent alone.
 unset LD_LIBRARY_PATH PKG_CONFIG_PATH
 launcher=
