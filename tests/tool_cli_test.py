@@ -6,6 +6,7 @@ tool_cli_test.py TOOL ENGINE [unittest arguments]
 import json
 import os
 import re
+import shutil
 import signal
 import struct
 import subprocess
@@ -50,8 +51,8 @@ class Case(unittest.TestCase):
         self.folder = Path(folder.name)
 
     def run_tool(self, *arguments, **options):
-        return subprocess.run([TOOL, *map(str, arguments)], cwd=self.folder, capture_output=True, text=True,
-                              timeout=120, check=False, **options)
+        options = {"cwd": self.folder, "capture_output": True, "text": True, "timeout": 120, "check": False, **options}
+        return subprocess.run([TOOL, *map(str, arguments)], **options)
 
     def write(self, name, data):
         path = self.folder / name
@@ -101,8 +102,10 @@ class RefineTest(Case):
         self.expect_failure(self.refine(depth="small.png"), 2, "color.png has 64 x 48 pixels and small.png has 32 x 24",
                             "Register the depth")
         self.expect_failure(self.refine(depth="missing.png"), 2, "missing.png does not exist")
-        self.expect_failure(self.refine(output="depth.png"), 2, "depth.png is named twice")
-        self.expect_failure(self.refine("--depth-scale", 0), 2, "--depth-scale")
+        self.expect_failure(self.refine(output="depth.png"), 2, "depth.png is read by this command")
+        for scale in ("0", "nan", "inf", "5000mm", "1e10"):
+            self.expect_failure(self.refine("--preview", "p.png", "--depth-scale", scale), 2,
+                                f"--depth-scale: {scale} is not a number from 1e-06 to 1e+09")
         self.expect_failure(self.run_tool("refine"), 2, "required")
         self.expect_failure(self.run_tool(), 2, "subcommand is required")
         self.assertFalse((self.folder / "out.png").exists())
@@ -197,6 +200,7 @@ class SequenceTest(Case):
         self.assertEqual(again.returncode, 0, again.stderr)
         self.assertIn("Refined 6 of 6 frames", again.stdout)
         self.assertEqual(self.sequence("--max-difference", "0.005", "--output", "no").returncode, 2)
+        self.expect_failure(self.sequence("--max-difference", "nan", "--output", "no"), 2, "nan is not a number from 0")
 
     def test_resumes_after_a_kill_with_the_same_bytes(self):
         # Large frames, so that the kill comes in the middle.
@@ -317,7 +321,37 @@ class SequenceTest(Case):
         before = self.content("rec")
         for output in ("rec", "rec/../rec", "rec/depth/.."):
             self.expect_failure(self.sequence("--output", output), 2, "is that of the recording")
+        # Patterns without a folder, and lists whose images lie elsewhere.
+        result = self.run_tool("sequence", "--engine", ENGINE, "--color", "../color/*.png", "--depth", "*.png",
+                               "--output", "..", "--confidence", cwd=self.folder / "rec/depth")
+        self.expect_failure(result, 2, "is that of the recording")
+        for kind in ("rgb", "depth"):
+            text = self.write(f"rec/raw/{kind}.txt", before[f"{kind}.txt"]).read_text()
+            (self.folder / f"rec/raw/{kind}.txt").write_text(re.sub(r"(color|depth)/", r"../\1/", text))
+        lists = self.content("rec/raw")
+        self.expect_failure(self.sequence("rec/raw", "--output", "rec/raw"), 2, "rec/raw/rgb.txt is read by this")
+        self.assertEqual(self.content("rec/raw"), lists)
+        shutil.rmtree(self.folder / "rec/raw")
+        for file in ("rec/depth/1.png", "rec/rgb.txt", "out/depth/1.png"):
+            for option in ("--json", "--video"):
+                self.expect_failure(self.sequence(option, file), 2, f"{file} is ")
+        # An image that is a link to what would become a result of another.
+        self.write("out/depth/3.png", before["depth/3.png"])
+        (self.folder / "rec/depth/3.png").unlink()
+        (self.folder / "rec/depth/3.png").symlink_to("../../out/depth/3.png")
+        self.expect_failure(self.sequence("--resume", "--confidence"), 2, "out/depth/3.png is read by this command")
         self.assertEqual(self.content("rec"), before)
+
+    def test_never_overwrites_results_without_being_told_to_resume(self):
+        self.make_tum()
+        self.assertEqual(self.sequence("--preview").returncode, 0)
+        before = self.content("out")
+        self.expect_failure(self.sequence("--confidence"), 2, "out/depth/0.png is there already", "--resume")
+        shutil.rmtree(self.folder / "out/depth")
+        self.expect_failure(self.sequence(), 2, "out/preview/0.jpg is there already")
+        shutil.rmtree(self.folder / "out/preview")
+        self.expect_failure(self.sequence(), 2, "out/rgb.txt is there already")
+        self.assertEqual(self.content("out"), {name: before[name] for name in ("rgb.txt", "depth.txt")})
 
     def test_refuses_contradictions(self):
         self.expect_failure(self.sequence("--color", "rec/color", "--depth", "rec/depth"), 2, "excludes")
@@ -325,8 +359,9 @@ class SequenceTest(Case):
         self.expect_failure(self.sequence("--video", "v.avi", "--resume"), 2, "excludes")
         self.expect_failure(self.sequence("--video", "v.gif"), 2, "must end in .mp4 or .avi")
         self.write("bad.engine", b"not an engine")
-        self.expect_failure(self.run_tool("sequence", "--engine", "bad.engine", "rec", "--output", "out"), 3,
+        self.expect_failure(self.run_tool("sequence", "--engine", "bad.engine", "rec", "--output", "none"), 3,
                             "cannot be loaded")
+        self.assertFalse((self.folder / "none").exists())
 
 
 class BenchTest(Case):
@@ -339,6 +374,12 @@ class BenchTest(Case):
         self.assertEqual((summary["width"], summary["height"], summary["frames"]), (160, 120, 7))
         self.assertGreater(summary["library_ms"]["median"], summary["network_ms"]["median"])
         self.assertGreater(summary["network_ms"]["median"], 0)
+
+    def test_never_overwrites_the_engine(self):
+        shutil.copy(ENGINE, self.folder / "e.toml")
+        self.expect_failure(self.run_tool("bench", "--engine", "e.toml", "--json", "./e.toml", "--frames", 1), 2,
+                            "./e.toml is read by this command and would be overwritten")
+        self.assertEqual((self.folder / "e.toml").read_bytes(), ENGINE.read_bytes())
 
     def test_refuses_what_is_no_size(self):
         for size in ("640", "640x", "0x480", "640x480x3", "9000x9000", "axb"):

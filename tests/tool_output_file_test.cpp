@@ -122,6 +122,7 @@ TEST(ToolOutputFile, RefusesToOverwriteInputsAndOtherOutputs) {
   EXPECT_TRUE(refused({folder / "in.png"}, {folder / "in.png"}));
   EXPECT_TRUE(refused({folder / "./link.png"}, {folder / "in.png"}));
   EXPECT_TRUE(refused({folder / "a.png", folder / "a.png"}, {folder / "in.png"}));
+  EXPECT_TRUE(refused({"new.png", "./new.png"}, {}));
 }
 
 }  // namespace

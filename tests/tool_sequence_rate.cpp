@@ -46,7 +46,7 @@ int measure(const std::string& engine_path, const std::string& recording_path, s
   frames.resize(std::min(frames.size(), count));
   const TemporaryFolder folder;
   const SequenceOutput output(folder / "all", true, false);
-  output.prepare({frames, 0, 0, false});
+  output.create_folders();
   Engine engine(engine_path);
 
   const double reading = rate("reading", frames, [](const FrameFiles& frame) {

@@ -66,6 +66,7 @@ Times measure(const BenchOptions& options, Engine& engine) {
 }
 
 int bench(const BenchOptions& options) {
+  require_distinct({options.json}, {options.engine.engine});
   if (!options.json.empty()) {
     require_writable(options.json, {});
   }

@@ -1,11 +1,27 @@
 #include "options.h"
 
+#include <charconv>
 #include <sstream>
 #include <string>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 
 namespace enhance_depth_tool {
+
+std::function<std::string(const std::string&)> finite_in(double low, double high) {
+  return [low, high](const std::string& text) {
+    double value = 0.0;
+    const char* end = text.data() + text.size();
+    const auto [stopped_at, problem] = std::from_chars(text.data(), end, value);
+    if (problem == std::errc() && stopped_at == end && value >= low && value <= high) {
+      return std::string();
+    }
+    std::ostringstream sentence;
+    sentence << text << " is not a number from " << low << " to " << high;
+    return sentence.str();
+  };
+}
 
 void add_engine_options(CLI::App& app, EngineOptions& options) {
   app.add_option("-e,--engine", options.engine, "Serialized TensorRT engine")->required()->type_name("FILE");
@@ -23,9 +39,8 @@ void add_engine_options(CLI::App& app, EngineOptions& options) {
 void add_depth_scale(CLI::App& app, DepthScale& scale) {
   app.add_option("--depth-scale", scale.units_per_metre,
                  "Depth units per metre, to state metres: 1000 for millimetres, 5000 for the TUM benchmark. "
-                 "The depth "
-                 "itself keeps its unit")
-      ->check(CLI::Range(1e-6, 1e9).description(""))
+                 "The depth itself keeps its unit")
+      ->check(finite_in(1e-6, 1e9))
       ->type_name("UNITS")
       ->capture_default_str();
 }

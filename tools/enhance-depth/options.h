@@ -3,6 +3,7 @@
 #define ENHANCE_DEPTH_TOOL_OPTIONS_H
 
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include <opencv2/core.hpp>
@@ -14,6 +15,9 @@ class App;
 }
 
 namespace enhance_depth_tool {
+
+// A check for an option: a number from `low` to `high`. CLI::Range lets "nan" pass.
+std::function<std::string(const std::string&)> finite_in(double low, double high);
 
 // --engine and --rgb-layout
 struct EngineOptions {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <set>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -116,21 +117,31 @@ void require_writable(const fs::path& path, std::initializer_list<std::string_vi
   }
 }
 
+fs::path canonical_path(const fs::path& path) {
+  std::error_code problem;
+  const fs::path absolute = fs::absolute(path, problem);  // weakly_canonical() keeps "new.png" as it is
+  const fs::path canonical = fs::weakly_canonical(absolute, problem);
+  return problem ? absolute.lexically_normal() : canonical;  // such as for links in a circle
+}
+
 void require_distinct(const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {
-  std::vector<fs::path> taken;
-  taken.reserve(inputs.size());
+  std::set<fs::path> read;
   for (const fs::path& input : inputs) {
-    taken.push_back(fs::weakly_canonical(input));
+    read.insert(canonical_path(input));
   }
+  std::set<fs::path> written;
   for (const fs::path& output : outputs) {
     if (output.empty()) {
       continue;
     }
-    const fs::path absolute = fs::weakly_canonical(output);
-    if (std::find(taken.begin(), taken.end(), absolute) != taken.end()) {
+    const fs::path path = canonical_path(output);
+    if (read.count(path) > 0) {
+      throw UsageError(output.string() +
+                       " is read by this command and would be overwritten. Choose another output.");
+    }
+    if (!written.insert(path).second) {
       throw UsageError(output.string() + " is named twice. Every output needs a file of its own.");
     }
-    taken.push_back(absolute);
   }
 }
 

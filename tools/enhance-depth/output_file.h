@@ -16,6 +16,10 @@ namespace enhance_depth_tool {
 // regular file has its name, and it ends in one of `endings` (lower case, with the dot; any case in `path`).
 void require_writable(const std::filesystem::path& path, std::initializer_list<std::string_view> endings);
 
+// `path` as the file system sees it, so that two names of one file are equal: absolute, links resolved as far
+// as it exists.
+std::filesystem::path canonical_path(const std::filesystem::path& path);
+
 // Throws a UsageError when one of `outputs` is also one of `inputs` or named twice; empty paths are ignored.
 // An output that overwrites an input or another output is a mistake that costs data.
 void require_distinct(const std::vector<std::filesystem::path>& outputs,

@@ -108,6 +108,12 @@ Recording open_tum_recording(const fs::path& folder, double max_difference) {
                      count(static_cast<std::int64_t>(depth.size()), "depth image") +
                      ". Check both clocks, or allow more with --max-difference.");
   }
+  recording.files = {folder / "rgb.txt", folder / "depth.txt"};
+  for (const std::vector<TimedFile>* list : {&color, &depth}) {
+    for (const TimedFile& entry : *list) {
+      recording.files.push_back(entry.file);
+    }
+  }
   recording.unpaired_color = color.size() - recording.frames.size();
   recording.unpaired_depth = depth.size() - recording.frames.size();
   require_unique_names(recording.frames);
@@ -155,6 +161,8 @@ Recording open_recording(const std::string& color, const std::string& depth) {
     recording.frames.push_back(
         {color_files[pair.color], depth_files[pair.depth], depth_files[pair.depth].stem().string(), "", ""});
   }
+  recording.files = color_files;
+  recording.files.insert(recording.files.end(), depth_files.begin(), depth_files.end());
   recording.unpaired_color = color_files.size() - std::min(color_files.size(), pairs.size());
   recording.unpaired_depth = depth_files.size() - pairs.size();
   require_unique_names(recording.frames);

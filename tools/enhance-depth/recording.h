@@ -21,7 +21,8 @@ struct Recording {
   std::vector<FrameFiles> frames;  // at least one, in the order of time or name
   std::size_t unpaired_color = 0;  // images without a partner
   std::size_t unpaired_depth = 0;
-  bool timed = false;  // the frames have time stamps
+  bool timed = false;                        // the frames have time stamps
+  std::vector<std::filesystem::path> files;  // all of it: lists, images with and without a partner
 };
 
 // The recording in `folder`: with rgb.txt and depth.txt (TUM layout), whose images are paired by time stamps

@@ -1,6 +1,7 @@
 // enhance-depth sequence: a whole recording, from folder to folder.
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -56,18 +57,24 @@ Recording find_recording(const SequenceOptions& options) {
   return open_recording(options.color, options.depth);
 }
 
-// The frames that this run has to refine.
-std::vector<FrameFiles> frames_to_do(const Recording& recording, const SequenceOutput& output, bool resume) {
-  std::vector<FrameFiles> frames;
-  for (const FrameFiles& frame : recording.frames) {
-    if (!output.has(frame)) {
-      frames.push_back(frame);
-    } else if (!resume) {
-      throw UsageError(output.depth(frame).string() +
-                       " is there already. Continue an earlier run with --resume, or " +
-                       "choose another folder with --output.");
-    }
+// Throws a UsageError when anything that exists would be overwritten. Writes nothing.
+void check_outputs(const SequenceOptions& options, const Recording& recording, const SequenceOutput& output) {
+  output.require_apart_from(recording);
+  std::vector<fs::path> written = output.files(recording);
+  written.insert(written.end(), {options.json, options.video});
+  std::vector<fs::path> read = recording.files;
+  read.push_back(options.engine.engine);
+  require_distinct(written, read);
+  if (!options.resume) {
+    output.require_no_earlier_results(recording);
   }
+}
+
+// The frames that this run has to refine.
+std::vector<FrameFiles> frames_to_do(const Recording& recording, const SequenceOutput& output) {
+  std::vector<FrameFiles> frames;
+  std::copy_if(recording.frames.begin(), recording.frames.end(), std::back_inserter(frames),
+               [&](const FrameFiles& frame) { return !output.has(frame); });
   return frames;
 }
 
@@ -115,8 +122,10 @@ void report(const RunSummary& summary, const SequenceOptions& options) {
 int refine_sequence(const SequenceOptions& options) {
   const Recording recording = find_recording(options);
   const SequenceOutput output(options.output, options.confidence, options.preview);
-  output.prepare(recording);
-  const std::vector<FrameFiles> frames = frames_to_do(recording, output, options.resume);
+  check_outputs(options, recording, output);
+  const std::vector<FrameFiles> frames = frames_to_do(recording, output);
+  Engine engine(options.engine.engine);
+  output.create_folders();
   if (!options.json.empty()) {
     require_writable(options.json, {});
   }
@@ -131,7 +140,6 @@ int refine_sequence(const SequenceOptions& options) {
   summary.unpaired_color = recording.unpaired_color;
   summary.unpaired_depth = recording.unpaired_depth;
 
-  Engine engine(options.engine.engine);
   const Stopwatch stopwatch;
   {
     const InterruptGuard interrupt;
@@ -184,7 +192,7 @@ Action add_sequence(CLI::App& app) {
   app.add_option("-o,--output", options->output, "Folder for the results")->required()->type_name("DIR");
   app.add_option("--max-difference", options->max_difference,
                  "Largest difference of the time stamps of a pair, in seconds")
-      ->check(CLI::Range(0.0, 1e9).description(""))
+      ->check(finite_in(0.0, 1e9))
       ->type_name("SECONDS")
       ->capture_default_str();
   app.add_flag("--confidence", options->confidence, "Write the confidence too, as 32-bit float TIFF");

@@ -70,22 +70,60 @@ std::vector<fs::path> SequenceOutput::folders() const {
   return result;
 }
 
-void SequenceOutput::prepare(const Recording& recording) const {
-  std::set<fs::path> input_folders;
+std::vector<fs::path> SequenceOutput::files(const Recording& recording) const {
+  std::vector<fs::path> result;
   for (const FrameFiles& frame : recording.frames) {
-    input_folders.insert({frame.color.parent_path(), frame.depth.parent_path()});
+    result.push_back(depth(frame));
+    if (with_confidence_) {
+      result.push_back(confidence(frame));
+    }
+    if (with_preview_) {
+      result.push_back(preview(frame));
+    }
   }
-  std::set<fs::path> inputs;
-  for (const fs::path& folder : input_folders) {
-    inputs.insert(fs::weakly_canonical(folder));
+  if (recording.timed) {
+    result.insert(result.end(), {rgb_list(), depth_list()});
+  }
+  return result;
+}
+
+void SequenceOutput::require_apart_from(const Recording& recording) const {
+  std::set<fs::path> image_folders;
+  for (const FrameFiles& frame : recording.frames) {
+    // Absolute first: an image of the current folder may have no folder in its name.
+    image_folders.insert({fs::absolute(frame.color).parent_path(), fs::absolute(frame.depth).parent_path()});
+  }
+  std::set<fs::path> taken;
+  for (const fs::path& folder : image_folders) {
+    taken.insert(canonical_path(folder));
   }
   for (const fs::path& folder : folders()) {
-    if (inputs.count(fs::weakly_canonical(folder)) > 0) {
+    if (taken.count(canonical_path(folder)) > 0) {
       throw UsageError("The output folder " + folder_.string() +
                        " is that of the recording, whose images would be " +
                        "overwritten. Choose another folder with --output.");
     }
   }
+}
+
+void SequenceOutput::require_no_earlier_results(const Recording& recording) const {
+  const auto require_absent = [](const fs::path& path) {
+    std::error_code ignored;
+    if (fs::exists(fs::symlink_status(path, ignored))) {
+      throw UsageError(path.string() + " is there already. Continue an earlier run with --resume, or " +
+                       "choose another folder with --output.");
+    }
+  };
+  for (const FrameFiles& frame : recording.frames) {
+    for (const fs::path& path : {depth(frame), confidence(frame), preview(frame)}) {
+      require_absent(path);
+    }
+  }
+  require_absent(rgb_list());
+  require_absent(depth_list());
+}
+
+void SequenceOutput::create_folders() const {
   for (const fs::path& folder : folders()) {
     create_folder(folder);
   }
@@ -102,8 +140,8 @@ void SequenceOutput::write_lists(const Recording& recording) const {
       depth_maps.push_back({0.0, frame.depth_time, depth(frame).lexically_relative(folder_)});
     }
   }
-  write_file(folder_ / "rgb.txt", tum_list("color images", color));
-  write_file(folder_ / "depth.txt", tum_list("refined depth maps", depth_maps));
+  write_file(rgb_list(), tum_list("color images", color));
+  write_file(depth_list(), tum_list("refined depth maps", depth_maps));
 }
 
 }  // namespace enhance_depth_tool

@@ -3,9 +3,9 @@
 //   depth/NAME.png         refined depth
 //   confidence/NAME.tiff   if asked for
 //   preview/NAME.jpg       if asked for
-//   depth.txt, rgb.txt     for a recording with time stamps: with these it has the TUM layout, the colour
-//   images being
-//                          those of the recording
+//   depth.txt, rgb.txt     for a recording with time stamps: with these it has the TUM layout
+//
+// The colour images of the TUM layout are those of the recording.
 //
 // NAME is that of the recording's depth image.
 #ifndef ENHANCE_DEPTH_TOOL_SEQUENCE_OUTPUT_H
@@ -35,9 +35,18 @@ class SequenceOutput {
   // complete.
   bool has(const FrameFiles& frame) const;
 
-  // Creates the folders. Throws a UsageError when that or writing to them is not possible, or when results
-  // would overwrite images or lists of `recording`.
-  void prepare(const Recording& recording) const;
+  // All files that refining `recording` writes into the folder.
+  std::vector<std::filesystem::path> files(const Recording& recording) const;
+
+  // Throws a UsageError when results would get into a folder with images of `recording`.
+  void require_apart_from(const Recording& recording) const;
+
+  // Throws a UsageError when an earlier run over `recording` left any result or list, whatever this one will
+  // write: old and new results would be mixed.
+  void require_no_earlier_results(const Recording& recording) const;
+
+  // Throws a UsageError when a folder cannot be created or written to.
+  void create_folders() const;
 
   // Writes depth.txt and rgb.txt about those frames of a timed `recording` that are there. Throws a
   // ToolError.
@@ -45,6 +54,8 @@ class SequenceOutput {
 
  private:
   std::vector<std::filesystem::path> folders() const;
+  std::filesystem::path rgb_list() const { return folder_ / "rgb.txt"; }
+  std::filesystem::path depth_list() const { return folder_ / "depth.txt"; }
 
   std::filesystem::path folder_;
   bool with_confidence_;
