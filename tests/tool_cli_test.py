@@ -91,6 +91,13 @@ class RefineTest(Case):
                          ["c.tiff", "color.png", "depth.png", "out.png", "p.png", "s.json"])
         self.assertNotIn("\033", result.stdout, "no colours in a pipe")
 
+    def test_fails_when_its_summary_cannot_be_written(self):
+        with open("/dev/full", "w", encoding="ascii") as full:
+            result = subprocess.run([TOOL, "refine", "--engine", ENGINE, "--color", "color.png", "--depth", "depth.png",
+                                     "--output", "out.png"], cwd=self.folder, stdout=full, stderr=subprocess.PIPE,
+                                    text=True, timeout=120, check=False)
+        self.expect_failure(result, 1, "standard output cannot be written")
+
     def test_states_metres_by_the_depth_scale_and_leaves_the_depth_alone(self):
         self.assertIn("depth before    1.00 to", self.refine().stdout)
         first = (self.folder / "out.png").read_bytes()
@@ -223,6 +230,10 @@ class SequenceTest(Case):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertRegex(result.stdout, r"done earlier    [1-9]")
         self.assertEqual(self.content("out"), self.content("whole"))
+        (self.folder / "out/depth/2.png").write_bytes(b"")  # as a power cut may leave it
+        again = self.sequence("--output", "out", "--resume", *options)
+        self.assertIn("Refined 1 of 1 frame ", again.stdout)
+        self.assertEqual(self.content("out"), self.content("whole"))
         nothing_left = self.sequence("--output", "out", "--resume", *options)
         self.assertEqual(nothing_left.returncode, 0)
         self.assertIn("Refined 0 of 0 frames", nothing_left.stdout)
@@ -264,8 +275,12 @@ class SequenceTest(Case):
                          ["rec/depth/1.png", "rec/depth/2.png", "rec/depth/4.png"])
         self.assertEqual(sorted(os.listdir(self.folder / "out/depth")), ["0.png", "3.png", "5.png"])
         strict = self.sequence("--output", "strict", "--strict")
-        self.expect_failure(strict, 1, "stopped before the end", "rec/depth/1.png is damaged")
+        self.expect_failure(strict, 1, "stopped before the end", "rec/depth/1.png is damaged",
+                            "Continue with --resume, without --strict or with that frame mended")
         self.assertEqual(sorted(os.listdir(self.folder / "strict/depth")), ["0.png"])
+        video = self.sequence("--output", "video", "--strict", "--video", "v.avi")
+        self.expect_failure(video, 1, "Continue with --resume and without --video")
+        self.assertFalse((self.folder / "v.avi").exists(), "a video of some frames would pass for the whole")
 
     def test_follows_a_change_of_size_and_reports_one_that_the_engine_refuses(self):
         self.write("rec/color/2.png", color_png(100, 60))
@@ -341,6 +356,35 @@ class SequenceTest(Case):
         (self.folder / "rec/depth/3.png").symlink_to("../../out/depth/3.png")
         self.expect_failure(self.sequence("--resume", "--confidence"), 2, "out/depth/3.png is read by this command")
         self.assertEqual(self.content("rec"), before)
+
+    def test_reports_lists_that_cannot_be_written(self):
+        self.make_tum()
+        self.assertEqual(self.sequence().returncode, 0)
+        shutil.rmtree(self.folder / "rec/color")
+        (self.folder / "rec/color").symlink_to("color")  # a link in a circle: there is no way to it
+        result = self.sequence("--resume", "--json", "s.json")
+        self.expect_failure(result, 1, "stopped before the end", "symbolic links")
+        self.assertIn("done earlier    6 frames", result.stdout)
+        self.assertIn("symbolic links", self.summary()["stopped_by"])
+
+    def test_refuses_a_video_that_the_system_cannot_encode(self):
+        no_encoders = {f"OPENCV_VIDEOIO_PRIORITY_{name}": "0" for name in ("FFMPEG", "GSTREAMER", "CV_MJPEG", "CV_IMAGES")}
+        result = self.sequence("--video", "v.avi", env={**os.environ, **no_encoders})
+        self.expect_failure(result, 2, "OpenCV has no encoder for it on this system")
+        self.assertEqual(os.listdir(self.folder / "out/depth"), [])
+        self.assertEqual(list(self.folder.glob("v*")), [])
+
+    def test_lets_an_ignored_interrupt_be_ignored(self):
+        for i in range(self.count):
+            self.write(f"rec/color/{i}.png", color_png(640, 480))
+            self.write(f"rec/depth/{i}.png", depth_png(640, 480))
+        with subprocess.Popen(["sh", "-c", 'trap "" INT; exec "$@"', "sh", TOOL, "sequence", "--engine", ENGINE, "rec",
+                               "--output", "out"], cwd=self.folder, stderr=subprocess.DEVNULL,
+                              stdout=subprocess.DEVNULL) as process:
+            while not (self.folder / "out/depth/0.png").exists() and process.poll() is None:
+                time.sleep(0.001)
+            process.send_signal(signal.SIGINT)
+            self.assertEqual(process.wait(60), 0)
 
     def test_never_overwrites_results_without_being_told_to_resume(self):
         self.make_tum()

@@ -180,12 +180,12 @@ TEST_F(ToolRecording, PairsFoldersByNameAndCountsWhatIsLeft) {
 }
 
 TEST_F(ToolRecording, PairsPatternsByOrderOfNumbers) {
-  for (const char* name : {"c9.png", "c10.png", "d9.png", "d10.png"}) {
+  for (const char* name : {"c_09.png", "c_010.png", "d9.png", "d10.png"}) {
     add(name);
   }
   const std::string place = folder_.path().string();
   EXPECT_EQ(names(open_recording(place + "/c*.png", place + "/d*.png")),
-            (Names{"c9.png+d9.png", "c10.png+d10.png"}));
+            (Names{"c_09.png+d9.png", "c_010.png+d10.png"}));
   EXPECT_NE(
       refusal([&] { open_recording(place + "/c*.png", place + "/d9.png"); }).find("2 and 1 images cannot be"),
       std::string::npos);

@@ -42,7 +42,7 @@ constexpr Subcommand kSubcommands[] = {
 };
 
 constexpr const char* kExitStatuses =
-    "Exit status: 0 all went well, 1 frames failed, 2 usage, 3 engine not loaded";
+    "Exit status: 0 all went well, 1 frames failed or the model does not fit, 2 usage, 3 engine not loaded";
 
 int report(const std::string& sentence, ExitStatus status) {
   std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError) << " " << sentence
@@ -78,7 +78,14 @@ int parse_and_run(int argc, const char* const* argv) {
 
 int run(int argc, const char* const* argv) noexcept {
   try {
-    return parse_and_run(argc, argv);
+    const int status = parse_and_run(argc, argv);
+    std::cout.flush();
+    if (!std::cout) {  // such as a full disk that it was redirected to
+      report("standard output cannot be written. Make room on the disk, or redirect it somewhere else.",
+             kFramesFailed);
+      return status == kSuccess ? kFramesFailed : status;
+    }
+    return status;
   } catch (const ToolError& error) {
     return report(error.what(), error.exit_status());
   } catch (const std::exception& error) {

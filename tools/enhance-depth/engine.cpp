@@ -56,8 +56,7 @@ const char* remedy(std::int32_t code) {
     case ENHANCE_DEPTH_ERROR_SET_PROFILE_FAILED:
     case ENHANCE_DEPTH_ERROR_SET_INPUT_SHAPE_FAILED:
       return " Use images of a size that the engine's optimization profiles admit, or build an engine that "
-             "admits "
-             "this one.";
+             "admits this one.";
     case ENHANCE_DEPTH_ERROR_TENSOR_NOT_FOUND:
     case ENHANCE_DEPTH_ERROR_TENSOR_MODE_MISMATCH:
     case ENHANCE_DEPTH_ERROR_TENSOR_DTYPE_MISMATCH:

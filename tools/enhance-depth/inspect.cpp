@@ -21,8 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kContractBroken = 1;
-
 void print_tensors(const std::vector<TensorInfo>& tensors) {
   std::size_t name_width = 6;
   std::size_t type_width = 4;
@@ -68,7 +66,7 @@ int report_breaches(const std::vector<Breach>& breaches) {
   }
   std::cout << "It does not meet the contract:\n";
   for (const Breach& breach : breaches) std::cout << "  " << breach.subject << ": " << breach.text << "\n";
-  return kContractBroken;
+  return kModelDoesNotFit;
 }
 
 // Neither an ONNX model nor an engine description: only the board's TensorRT can tell.

@@ -14,11 +14,19 @@ extern "C" void request_interrupt(int /*signal*/) { interrupt_requested = true; 
 
 InterruptGuard::InterruptGuard() {
   interrupt_requested = false;
+  catch_once(SIGINT, previous_interrupt_);
+  catch_once(SIGTERM, previous_terminate_);
+}
+
+void InterruptGuard::catch_once(int signal, struct sigaction& previous) {
+  sigaction(signal, nullptr, &previous);
+  if (previous.sa_handler == SIG_IGN) {
+    return;
+  }
   struct sigaction action {};
   action.sa_handler = request_interrupt;
   action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
-  sigaction(SIGINT, &action, &previous_interrupt_);
-  sigaction(SIGTERM, &action, &previous_terminate_);
+  sigaction(signal, &action, nullptr);
 }
 
 InterruptGuard::~InterruptGuard() {

@@ -6,8 +6,9 @@
 
 namespace enhance_depth_tool {
 
-// While it lives, the first SIGINT or SIGTERM only sets a flag; a second one ends the process as usual. One
-// at a time.
+// While it lives, the first SIGINT or SIGTERM only sets a flag; a second one ends the process as usual. A
+// signal that the process was started to ignore, as in the background of a script, stays ignored. One at a
+// time.
 class InterruptGuard {
  public:
   InterruptGuard();
@@ -19,6 +20,8 @@ class InterruptGuard {
   bool interrupted() const;
 
  private:
+  static void catch_once(int signal, struct sigaction& previous);
+
   struct sigaction previous_interrupt_ {};
   struct sigaction previous_terminate_ {};
 };

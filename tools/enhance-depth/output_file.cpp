@@ -60,7 +60,13 @@ class PartFile {
     }
   }
 
+  // The content reaches the disk before the name does: after a power cut the name never stands for an empty
+  // file.
   void rename_to_target() {
+    // EINVAL: a file system that cannot do it.
+    if (fdatasync(descriptor_) != 0 && errno != EINVAL) {
+      fail();
+    }
     const int descriptor = descriptor_;
     descriptor_ = -1;
     if (close(descriptor) != 0 || rename(part_.c_str(), target_.c_str()) != 0) {

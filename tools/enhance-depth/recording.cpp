@@ -19,8 +19,43 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Numbers within names count by value: frame_2 comes before frame_10.
-bool in_natural_order(const fs::path& a, const fs::path& b) { return strverscmp(a.c_str(), b.c_str()) < 0; }
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+// Cuts the run of digits that `text` begins with off its front; returned without leading zeros.
+std::string_view take_number(std::string_view& text) {
+  const auto end =
+      static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), is_digit) - text.begin());
+  std::string_view digits = text.substr(0, end);
+  text.remove_prefix(end);
+  digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
+  return digits;
+}
+
+// Numbers within names count by value, however many digits they have: frame_2 and frame_09 come before
+// frame_010.
+bool in_natural_order(const fs::path& a, const fs::path& b) {
+  std::string_view left = a.native();
+  std::string_view right = b.native();
+  while (!left.empty() && !right.empty()) {
+    if (is_digit(left.front()) && is_digit(right.front())) {
+      const std::string_view left_number = take_number(left);
+      const std::string_view right_number = take_number(right);
+      if (left_number != right_number) {
+        return std::make_pair(left_number.size(), left_number) <
+               std::make_pair(right_number.size(), right_number);
+      }
+    } else if (left.front() != right.front()) {
+      return left.front() < right.front();
+    } else {
+      left.remove_prefix(1);
+      right.remove_prefix(1);
+    }
+  }
+  if (left.empty() != right.empty()) {
+    return left.empty();
+  }
+  return a.native() < b.native();  // they differ in leading zeros only
+}
 
 std::vector<fs::path> images_in(const fs::path& folder, std::initializer_list<std::string_view> endings) {
   std::vector<fs::path> files;

@@ -1,5 +1,6 @@
 // enhance-depth sequence: a whole recording, from folder to folder.
 #include <algorithm>
+#include <exception>
 #include <iostream>
 #include <iterator>
 #include <memory>
@@ -103,11 +104,23 @@ double frames_per_second(const Recording& recording) {
   return std::clamp(interval > 0.0 ? 1.0 / interval : kUsual, 1.0, 120.0);
 }
 
+// How to get the rest of a run that stopped early.
+std::string remedy(const SequenceOptions& options) {
+  if (!options.video.empty()) {
+    return "Continue with --resume and without --video; for a whole video choose another folder with "
+           "--output.";
+  }
+  if (options.strict) {
+    return "Continue with --resume, without --strict or with that frame mended or removed.";
+  }
+  return "Continue with --resume.";
+}
+
 void report(const RunSummary& summary, const SequenceOptions& options) {
   if (!summary.stopped_by.empty()) {
     std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError)
               << " stopped before the end: " << summary.stopped_by
-              << (summary.stopped_by.back() == '.' ? "" : ".") << " Continue with --resume.\n";
+              << (summary.stopped_by.back() == '.' ? "" : ".") << " " << remedy(options) << "\n";
   }
   std::cout << to_text(summary) << "  results         " << options.output.string() << "\n";
   if (!options.json.empty()) {
@@ -140,9 +153,9 @@ int refine_sequence(const SequenceOptions& options) {
   summary.unpaired_color = recording.unpaired_color;
   summary.unpaired_depth = recording.unpaired_depth;
 
+  const InterruptGuard interrupt;  // until the summary is out
   const Stopwatch stopwatch;
   {
-    const InterruptGuard interrupt;
     Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()},
                       static_cast<std::int64_t>(frames.size()), [&] { return stopwatch.seconds(); });
     SequenceRun run(engine, output, video ? &*video : nullptr, progress,
@@ -156,10 +169,10 @@ int refine_sequence(const SequenceOptions& options) {
     if (recording.timed) {
       output.write_lists(recording);
     }
-    if (video) {
+    if (video && summary.stopped_by.empty()) {  // else it would pass for the whole recording
       video->finish();
     }
-  } catch (const ToolError& error) {
+  } catch (const std::exception& error) {
     // What stopped the run, such as a full disk, keeps these from being written too.
     if (summary.stopped_by.empty()) {
       summary.stopped_by = error.what();

@@ -52,8 +52,8 @@ fs::path SequenceOutput::preview(const FrameFiles& frame) const {
 
 bool SequenceOutput::has(const FrameFiles& frame) const {
   const auto is_there = [](const fs::path& path) {
-    std::error_code ignored;
-    return fs::exists(path, ignored);
+    std::error_code problem;
+    return fs::is_regular_file(path, problem) && fs::file_size(path, problem) > 0 && !problem;
   };
   return is_there(depth(frame)) && (!with_confidence_ || is_there(confidence(frame))) &&
          (!with_preview_ || is_there(preview(frame)));

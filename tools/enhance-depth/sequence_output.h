@@ -31,7 +31,7 @@ class SequenceOutput {
   std::filesystem::path confidence(const FrameFiles& frame) const;
   std::filesystem::path preview(const FrameFiles& frame) const;
 
-  // True when all files of the frame are there. Files are written whole, so that being there is being
+  // True when all files of the frame are there and not empty. Files are written whole, so that these are
   // complete.
   bool has(const FrameFiles& frame) const;
 

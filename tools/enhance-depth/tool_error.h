@@ -8,8 +8,9 @@
 namespace enhance_depth_tool {
 
 enum ExitStatus : int {
-  kSuccess = 0,       // everything that was asked for was done
-  kFramesFailed = 1,  // frames could not be refined or written, or the run was interrupted
+  kSuccess = 0,                      // everything that was asked for was done
+  kFramesFailed = 1,                 // frames could not be refined or written, or the run was interrupted
+  kModelDoesNotFit = kFramesFailed,  // what inspect found
   kUsage = 2,  // the command line, or a file or folder that it names, cannot be used; nothing was refined
   kEngineNotLoaded = 3,  // the library refused the engine
 };

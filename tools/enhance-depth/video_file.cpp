@@ -25,6 +25,9 @@ class VideoFile::Implementation {
         part_(fs::path(path).replace_extension(".part" + path.extension().string())),
         frames_per_second_(frames_per_second) {
     require_writable(path, {".mp4", ".avi"});
+    constexpr int kAnySide = 64;
+    open({kAnySide, kAnySide});  // a missing encoder shows now, not after the first frame
+    writer_.release();
   }
   Implementation(const Implementation&) = delete;
   Implementation& operator=(const Implementation&) = delete;
