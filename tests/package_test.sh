@@ -56,7 +56,7 @@ quietly cmake -S "$source/examples" -B by_cmake -DCMAKE_PREFIX_PATH="$prefix"
 quietly cmake --build by_cmake
 quietly by_cmake/refine_cpp "$engine" by_cmake/out color.ppm depth.pgm
 if grep -qE "nvinfer|cudart|Orbbec" "$libdir"/cmake/enhance_depth/*; then fail "the CMake package names board libraries"; fi
-for wanted in 0.8 1.0 0.6; do
+for wanted in 0.8 1.0; do
   mkdir -p "refused_$wanted"
   printf 'cmake_minimum_required(VERSION 3.22)\nproject(refused LANGUAGES C)\nfind_package(enhance_depth %s CONFIG REQUIRED)\n' \
     "$wanted" >"refused_$wanted/CMakeLists.txt"
