@@ -42,7 +42,8 @@ constexpr Subcommand kSubcommands[] = {
 };
 
 constexpr const char* kExitStatuses =
-    "Exit status: 0 all went well, 1 frames failed or the model does not fit, 2 usage, 3 engine not loaded";
+    "Exit status: 0 all went well, 1 frames failed or the model does not fit,\n"
+    "  2 usage, 3 engine not loaded";
 
 int report(const std::string& sentence, ExitStatus status) {
   std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError) << " " << sentence
