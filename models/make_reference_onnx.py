@@ -8,10 +8,11 @@ reference.engine.toml. Names below are those of that header.
 
 Needs Python 3.11 and the packages onnx and numpy.
 
-Operators. All of them are on the support list of TensorRT's ONNX parser, docs/operators.md in the parser's
-repository (onnx-tensorrt, release 10.3), within its conditions: UINT8 is a network input only and is cast at once;
-pooling has two dimensions and no dilation; the axes of Unsqueeze and ReduceSum and the sizes of Split are
-constants.
+Operators. Each is one for which TensorRT 10.3 has a layer (NvInfer.h): element-wise and unary ones, Where, Cast,
+Concat, Split, Shape, ReduceSum and two-dimensional pooling. Conditions kept: UINT8 is a network input only and is
+cast at once; pooling has two dimensions and no dilation; the axes of ReduceSum and Unsqueeze and the sizes of Split
+are constants. Before another operator is added, look it up in the parser's own support list, docs/operators.md of
+onnx-tensorrt, release 10.3.
 
 Precision. Sums over windows are AveragePool layers, for rows and then for columns, and not convolutions:
 TensorRT may run a convolution in TF32, whose 11 bits do not hold a depth. The engine must not be built with --fp16
