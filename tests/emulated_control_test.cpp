@@ -17,12 +17,13 @@ thread_local bool memory_is_out = false;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: GCC would hold half of an inlined pair for a mismatch.
+// Neither is inlined: GCC would hold half of an inlined pair for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   void* memory = memory_is_out ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-// Not inlined: GCC would hold the pair of new and free() for a mistake.
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
