@@ -41,15 +41,18 @@ ImageHeader checked_header(const Bytes& file, const std::string& name, const cha
   return header;
 }
 
-cv::Mat decode(const Bytes& file, const std::string& name, int type) {
+cv::Mat decode(const Bytes& file, const std::string& name, int type, const char* needed) {
   cv::Mat image;
   try {
     image = cv::imdecode(file, cv::IMREAD_UNCHANGED);
   } catch (const cv::Exception&) {
     image.release();
   }
-  if (image.empty() || image.type() != type) {
+  if (image.empty()) {
     throw UsageError(name + " is damaged. Copy or record it again.");
+  }
+  if (image.type() != type) {  // such as a palette with a transparent colour
+    throw UsageError(name + " is not stored as plain pixels. " + needed);
   }
   return image;
 }
@@ -96,7 +99,7 @@ cv::Mat decode_color(const Bytes& file, const std::string& name) {
     throw UsageError(name + " is " + kind_text(header) + ". " + kColorNeeded +
                      (header.channels == 4 ? " Remove the alpha channel." : ""));
   }
-  return decode(file, name, CV_8UC3);
+  return decode(file, name, CV_8UC3, kColorNeeded);
 }
 
 cv::Mat decode_depth(const Bytes& file, const std::string& name) {
@@ -105,7 +108,7 @@ cv::Mat decode_depth(const Bytes& file, const std::string& name) {
     throw UsageError(name + " is " + kind_text(header) + ". " + kDepthNeeded +
                      " Give the camera's depth values, not a picture made of them.");
   }
-  return decode(file, name, CV_16UC1);
+  return decode(file, name, CV_16UC1, kDepthNeeded);
 }
 
 cv::Mat read_color(const std::filesystem::path& path) { return decode_color(read_file(path), path.string()); }
