@@ -19,9 +19,9 @@ struct Step {
   int height = 0;
 };
 
-// All but the end of a life: create, then reset to another size, to one that no profile admits, to one that
-// only the second profile admits, and back; and two frames after each of them, so that the second shows what
-// a failure of the first has left behind.
+// All but the end of a life: create and a frame, then reset to another size, to one that no profile admits,
+// to one that only the second profile admits, and back, with two frames after each reset, so that the second
+// shows what a failure of the first has left behind.
 const std::vector<Step>& scenario();
 
 // The engine of a life: its file, and whether it has a confidence output. Its outputs are 7 x 9 and 3 x 5
