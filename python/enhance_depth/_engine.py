@@ -58,7 +58,9 @@ class _Handle:
 
     def __init__(self, library: Library, engine_path: bytes) -> None:
         self._as_parameter_ = ctypes.c_void_p(library.call("enhance_depth_create", engine_path))
-        weakref.finalize(self, library.dll.enhance_depth_destroy, self._as_parameter_)
+        finalizer = weakref.finalize(self, library.dll.enhance_depth_destroy, self._as_parameter_)
+        # When the interpreter exits, a daemon thread may still be in a call; what is left then ends with the process.
+        finalizer.atexit = False
 
 
 class _BorrowedMemory:

@@ -5,6 +5,8 @@ from __future__ import annotations
 import gc
 import pathlib
 import re
+import subprocess
+import sys
 import threading
 
 import numpy as np
@@ -126,6 +128,18 @@ def test_close_in_another_thread_releases_the_engine_after_the_frame(
     thread.join()
     assert order == ["processed", "destroyed"]
     np.testing.assert_array_equal(results[0], rgb_sum(*frame))
+
+
+def test_an_engine_that_is_open_at_exit_is_not_released(make_engine: MakeEngine) -> None:
+    script = """
+import enhance_depth, sys
+enhance_depth.load_library().dll.enhance_depth_destroy = lambda handle: print("released", flush=True)
+enhance_depth.Engine(sys.argv[1]).close()
+engine = enhance_depth.Engine(sys.argv[1])
+"""
+    command = [sys.executable, "-c", script, str(make_engine())]
+    ended = subprocess.run(command, check=True, capture_output=True, text=True, timeout=60)
+    assert ended.stdout.count("released") == 1
 
 
 def test_reset_is_refused_while_a_view_is_in_use(make_engine: MakeEngine) -> None:
