@@ -231,8 +231,8 @@ ENHANCE_DEPTH_API enhance_depth_handle enhance_depth_create(const char* engine_p
  * @param width   columns, positive; an optimization profile of the engine must admit the size
  * @param height  rows, positive
  * @param error   out-place for a record, or NULL
- * @return 1, or 0 on failure: the handle then stays usable for another reset but refuses frames with code 16
- *         until one succeeds
+ * @return 1, or 0 on failure: the handle then stays usable for another reset and refuses every frame until
+ *         one succeeds: code 16, or 18 when the frame is not of the size that was refused
  */
 ENHANCE_DEPTH_API int enhance_depth_reset(enhance_depth_handle handle, int width, int height,
                                           enhance_error** error);

@@ -178,6 +178,8 @@ TEST_F(CppWrapper, AFailedResetCanBeRepeated) {
   EXPECT_STREQ(record.args, "allocate");
   EXPECT_EQ(record_of_failure([&] { engine.process(view(Frame(64, 48))); }).error_code,
             ENHANCE_DEPTH_ERROR_BUFFERS_NOT_CONFIGURED);
+  EXPECT_EQ(record_of_failure([&] { engine.process(view(Frame(640, 480))); }).error_code,
+            ENHANCE_DEPTH_ERROR_RESOLUTION_MISMATCH);
   engine.reset(64, 48);
   engine.process(view(Frame(64, 48)));
 }
