@@ -26,16 +26,13 @@ auto counting(int count) {
 }
 
 TEST(ToolPipeline, PassesEveryItemThroughAllStagesInOrder) {
-  std::vector<int> written;
+  int written = 0;
   PipelineStages<Item> stages;
   stages.read = counting(1000);
   stages.work = [](Item& item) { *item *= 2; };
-  stages.write = [&](Item& item) { written.push_back(*item); };
+  stages.write = [&](Item& item) { EXPECT_EQ(*item, 2 * written++); };
   run_pipeline(stages, 3);
-  ASSERT_EQ(written.size(), 1000U);
-  for (int i = 0; i < 1000; ++i) {
-    EXPECT_EQ(written[static_cast<std::size_t>(i)], 2 * i);
-  }
+  EXPECT_EQ(written, 1000);
 }
 
 // Each stage waits, on one of its items, until the stage before has finished a later one: that ends only when
@@ -115,6 +112,26 @@ TEST(ToolPipeline, ThrowsWhatAStageThrewAndStopsTheOthers) {
       EXPECT_LT(read, 100) << "the reader went on";
     }
   }
+}
+
+// A thread that the system refuses to start when it is the second one.
+struct SecondThreadFails {
+  template <typename Function>
+  explicit SecondThreadFails(Function function) {
+    if (++started == 2) {
+      throw std::runtime_error("no second thread");
+    }
+    thread = std::thread(function);
+  }
+  void join() { thread.join(); }
+  std::thread thread;
+  inline static int started = 0;
+};
+
+TEST(ToolPipeline, ThrowsWhenAThreadCannotBeStarted) {
+  PipelineStages<Item> stages;
+  stages.read = counting(100000);
+  EXPECT_THROW((run_pipeline<Item, SecondThreadFails>(stages, 2)), std::runtime_error);
 }
 
 TEST(ToolBoundedQueue, LetsWaitersGoWhenItIsClosed) {

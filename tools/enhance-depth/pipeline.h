@@ -24,8 +24,9 @@ struct PipelineStages {
 
 // Passes every item through the stages, in order, one thread per stage, with at most `capacity` items waiting
 // before each of the last two. Returns when all are through. When a stage throws, the others end after their
-// current item, what waits is dropped, and the (first) exception is thrown here.
-template <typename Item>
+// current item, what waits is dropped, and the (first) exception is thrown here; so is that of a thread which
+// cannot be started.
+template <typename Item, typename Thread = std::thread>
 void run_pipeline(const PipelineStages<Item>& stages, std::size_t capacity) {
   BoundedQueue<Item> to_work(capacity);
   BoundedQueue<Item> to_write(capacity);
@@ -35,8 +36,12 @@ void run_pipeline(const PipelineStages<Item>& stages, std::size_t capacity) {
     const std::lock_guard lock(failure_mutex);
     return failure != nullptr;
   };
-  // Runs a stage to its end; afterwards its neighbours cannot be left waiting for it.
-  const auto guarded = [&](const std::function<void()>& stage) {
+  // Afterwards no stage can be left waiting for another.
+  const auto close_queues = [&] {
+    to_work.close();
+    to_write.close();
+  };
+  const auto guarded = [&](const auto& stage) {
     try {
       stage();
     } catch (...) {
@@ -46,43 +51,47 @@ void run_pipeline(const PipelineStages<Item>& stages, std::size_t capacity) {
           failure = std::current_exception();
         }
       }
-      to_work.close();
-      to_write.close();
+      close_queues();
+    }
+  };
+  struct JoinedThread {
+    Thread thread;
+    const decltype(close_queues)& release;
+    ~JoinedThread() {
+      release();
+      thread.join();
     }
   };
 
-  std::thread reader([&] {
-    guarded([&] {
-      while (std::optional<Item> item = stages.read()) {
-        if (!to_work.push(std::move(*item))) {
-          break;
-        }
+  const auto read_all = [&] {
+    while (std::optional<Item> item = stages.read()) {
+      if (!to_work.push(std::move(*item))) {
+        break;
       }
-    });
+    }
     to_work.close();
-  });
-  std::thread writer([&] {
-    guarded([&] {
-      while (std::optional<Item> item = to_write.pop()) {
-        if (failed()) {
-          break;
-        }
-        stages.write(*item);
-      }
-    });
-  });
-  guarded([&] {
-    while (std::optional<Item> item = to_work.pop()) {
+  };
+  const auto write_all = [&] {
+    while (std::optional<Item> item = to_write.pop()) {
       if (failed()) {
         break;
       }
-      stages.work(*item);
-      to_write.push(std::move(*item));
+      stages.write(*item);
     }
-  });
-  to_write.close();
-  reader.join();
-  writer.join();
+  };
+  {
+    const JoinedThread reader{Thread([&] { guarded(read_all); }), close_queues};
+    const JoinedThread writer{Thread([&] { guarded(write_all); }), close_queues};
+    guarded([&] {
+      while (std::optional<Item> item = to_work.pop()) {
+        if (failed()) {
+          break;
+        }
+        stages.work(*item);
+        to_write.push(std::move(*item));
+      }
+    });
+  }
   if (failure != nullptr) {
     std::rethrow_exception(failure);
   }
