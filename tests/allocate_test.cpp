@@ -94,7 +94,12 @@ TEST_F(ProfileSelection, LeavesTheReasonAloneUnlessItRejects) {
   std::string reason = "as it was";
   EXPECT_TRUE(wrapper.dims_in_profile("rgb", 0, {4, {1, 3, 480, 640}}, &reason));
   EXPECT_EQ(reason, "as it was");
-  EXPECT_FALSE(wrapper.dims_in_profile("rgb", 0, {4, {1, 3, 481, 640}}, nullptr));
+  for (const nvinfer1::Dims64& outside : {nvinfer1::Dims64{4, {2, 3, 480, 640}},
+                                          {4, {1, 4, 480, 640}},
+                                          {4, {1, 3, 481, 640}},
+                                          {4, {1, 3, 480, 641}}}) {
+    EXPECT_FALSE(wrapper.dims_in_profile("rgb", 0, outside, nullptr));
+  }
   EXPECT_FALSE(wrapper.dims_in_profile("rgb", 0, {3, {1, 3, 480}}, nullptr));
   EXPECT_FALSE(wrapper.dims_in_profile("rgb", 0, {3, {1, 3, 480}}, &reason));
   EXPECT_EQ(reason, "rank mismatch. actual=(1, 3, 480), min=(1, 3, 16, 16), max=(1, 3, 480, 640)");

@@ -8,9 +8,12 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,9 +26,10 @@
 
 namespace {
 
-// What happens before the next open(), whether fstat() fails, and what happens at each read(): a result, or
-// nothing for the real one of at most `limit`.
+// What happens before the next open(), the flags of every open(), whether fstat() fails, and what happens at
+// each read(): a result, or nothing for the real one of at most `limit`.
 std::function<void()> before_open;
+std::vector<int> open_flags;
 bool fstat_fails = false;
 std::function<std::optional<ssize_t>(std::size_t& limit)> at_read;
 
@@ -35,6 +39,7 @@ extern "C" int open(const char* path, int flags, ...) {
   if (before_open) {
     std::exchange(before_open, nullptr)();
   }
+  open_flags.push_back(flags);
   va_list arguments;
   va_start(arguments, flags);
   const int mode = (flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0;
@@ -68,11 +73,21 @@ using test_support::Record;
 
 class EngineFile : public test_support::BoardTest {
  protected:
+  static std::ptrdiff_t open_descriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  }
+
+  void SetUp() override {
+    BoardTest::SetUp();
+    descriptors_ = open_descriptors();
+  }
   void TearDown() override {
     before_open = nullptr;
+    open_flags.clear();
     fstat_fails = false;
     at_read = nullptr;
     alarm(0);
+    EXPECT_EQ(open_descriptors(), descriptors_) << "every file is closed";
     BoardTest::TearDown();
   }
 
@@ -89,6 +104,9 @@ class EngineFile : public test_support::BoardTest {
   }
 
   std::string good_engine() const { return write_engine({}); }
+
+ private:
+  std::ptrdiff_t descriptors_ = 0;
 };
 
 TEST_F(EngineFile, MustBeARegularReadableFileWithContents) {
@@ -97,6 +115,7 @@ TEST_F(EngineFile, MustBeARegularReadableFileWithContents) {
   expect_refusal(directory_.path(""), "Is a directory");
   expect_refusal(directory_.write("empty", ""), "The file is empty");
   expect_refusal(good_engine() + "/below", "Not a directory");
+  open_flags.clear();  // from here on nothing may be opened: that can disturb the other end
   expect_refusal("/dev/null", "Not a regular file");
   expect_refusal("/dev/zero", "Not a regular file");
   const std::string fifo = directory_.path("fifo");
@@ -105,6 +124,16 @@ TEST_F(EngineFile, MustBeARegularReadableFileWithContents) {
   const std::string loop = directory_.path("loop");
   ASSERT_EQ(symlink(loop.c_str(), loop.c_str()), 0);
   expect_refusal(loop, "Too many levels of symbolic links");
+  EXPECT_TRUE(open_flags.empty());
+}
+
+// A driver that is missing or does not fit is the reason, whatever else is wrong.
+TEST_F(EngineFile, IsNotLookedAtWithoutTimingEvents) {
+  emulated_board::fail_call("cudaEventCreate", 1);
+  ErrorPlace error;
+  EXPECT_EQ(enhance_depth_create("/nonexistent", error), nullptr);
+  EXPECT_EQ(error.read(), (Record{20, "cudaEventCreate(timer) failed: out of memory", "enhance_depth_create",
+                                  "/nonexistent"}));
 }
 
 TEST_F(EngineFile, IsRefusedWithoutPermission) {
@@ -133,7 +162,10 @@ TEST_F(EngineFile, IsRefusedWithoutPermission) {
 TEST_F(EngineFile, MayHaveAnyPath) {
   const std::string engine = test_support::TestEngine{}.text();
   const std::string name = "Tiefe größer – 深度 %s \"1\".engine";
+  EXPECT_EQ(enhance_GetLastInferenceTime(nullptr), -1.0F);
+  before_open = [] { EXPECT_STREQ(enhance_depth_get_last_error(nullptr), "OK") << "cleared on entry"; };
   EXPECT_NE(Handle(enhance_depth_create(directory_.write(name, engine).c_str(), nullptr)), nullptr);
+  EXPECT_NE(open_flags.at(0) & O_CLOEXEC, 0) << "no child process inherits the engine";
   std::string deep = directory_.path("");
   while (deep.size() < 3900) {
     deep += std::string(90, 'd') + "/";

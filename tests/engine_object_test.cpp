@@ -75,6 +75,7 @@ TEST_F(EngineObject, ReturnsToItsDefaultsWhenReleasedAsOftenAsOneLikes) {
   float* conf = nullptr;
   ASSERT_TRUE(wrapper.infer(frame.rgb.data(), wrapper.depth_f32.data(), &pred, &conf, 480, 640));
   wrapper.confidence_threshold = 0.25F;
+  wrapper.profile_index = 1;
   wrapper.fail(ENHANCE_DEPTH_ERROR_SYNC_FAILED, "a failure");
   for (int times = 0; times < 2; ++times) {
     wrapper.deinit();
@@ -88,6 +89,9 @@ TEST_F(EngineObject, ReturnsToItsDefaultsWhenReleasedAsOftenAsOneLikes) {
 TEST_F(EngineObject, ReleasesBuffersBeforeTensorRtObjectsAndTheRuntimeLast) {
   Handle handle = create(test_support::small_output_engine());
   ASSERT_EQ(enhance_depth_reset(handle.get(), 64, 48, nullptr), 1);
+  EXPECT_EQ(logged(1).back(),
+            "Configured dynamic TensorRT profile=0, rgb=(1, 3, 48, 64), depth=(1, 1, 48, 64), "
+            "pred=(1, 1, 7, 9), conf=(1, 1, 3, 5)");
   emulated_board::record_calls(true);
   handle.reset();
   EXPECT_EQ(test_support::recorded_board_calls(),

@@ -33,8 +33,10 @@ TEST_F(Process, ChecksItsArgumentsInOrder) {
   const auto expect = [&](enhance_depth_handle with, const enhance_depth_input* given,
                           enhance_depth_output* place, int code, const char* message, const char* args) {
     ErrorPlace error;
+    emulated_board::capture_log(true);
     EXPECT_EQ(enhance_depth_process(with, given, place, error), 0);
     EXPECT_EQ(error.read(), (Record{code, message, "enhance_depth_process", args}));
+    EXPECT_EQ(logged(3), std::vector<std::string>(with != nullptr ? 1 : 0, message));
     EXPECT_STREQ(enhance_depth_get_last_error(with), message);
     EXPECT_EQ(enhance_depth_process(with, given, place, nullptr), 0);
   };

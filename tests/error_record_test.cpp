@@ -5,6 +5,8 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "api/boundary.h"
 #include "support/board_test.h"
@@ -41,6 +43,10 @@ TEST(ErrorRecord, CutsTextsTo255Characters) {
     EXPECT_EQ(error->args, args.substr(0, 255));
     enhance_delete_error(error);
   }
+  const std::vector<char> endless(ENHANCE_ERROR_TEXT_SIZE - 1, 'e');  // no further byte may be read
+  enhance_error* error = enhance_create_error(7, endless.data(), nullptr, nullptr, 0);
+  EXPECT_EQ(error->message, std::string(endless.begin(), endless.end()));
+  enhance_delete_error(error);
 }
 
 TEST(ErrorRecord, MadeByTheHostHoldsWhatItWasGiven) {
@@ -71,27 +77,31 @@ TEST(ExceptionFrame, ReportsWhateverEscapes) {
   constexpr EntryPoint kEntry{"entry_point", 77};
   const auto standard = []() -> int { throw std::runtime_error("what was thrown"); };
   const auto other = []() -> int { throw 1; };  // NOLINT(hicpp-exception-baseclass)
-  emulated_board::capture_log(true);
+  using LastError = std::pair<int, std::string>;
   TrtEngineWrapper wrapper;
   for (TrtEngineWrapper* handle : {&wrapper, static_cast<TrtEngineWrapper*>(nullptr)}) {
     const auto last_error = [&] {
-      return handle != nullptr ? handle->last_error_message() : global_error().message;
+      return handle != nullptr ? LastError(handle->last_error_code(), handle->last_error_message())
+                               : LastError(global_error().code, global_error().message);
     };
+    emulated_board::capture_log(true);
     clear_global_error();
+    EXPECT_EQ(global_error().code, 0);
     ErrorPlace error;
     EXPECT_EQ(run_guarded(kEntry, handle, error, -9, standard), -9);
     const Record expected{34, "entry_point exception: what was thrown", "entry_point", ""};
     EXPECT_EQ(error.read(), expected);
-    EXPECT_EQ(last_error(), expected.message);
+    EXPECT_EQ(last_error(), LastError(34, expected.message));
 
     ErrorPlace second;
     EXPECT_EQ(run_guarded(kEntry, handle, second, -9, other), -9);
     const Record unknown{35, "entry_point unknown exception.", "entry_point", ""};
     EXPECT_EQ(second.read(), unknown);
-    EXPECT_EQ(last_error(), unknown.message);
+    EXPECT_EQ(last_error(), LastError(35, unknown.message));
     EXPECT_NE(error.get()->line, second.get()->line);
 
     EXPECT_EQ(run_guarded(kEntry, handle, nullptr, -9, standard), -9);
+    EXPECT_EQ(emulated_board::captured_log().size(), handle != nullptr ? 3U : 0U);
   }
   emulated_board::capture_log(false);
 }

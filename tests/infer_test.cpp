@@ -182,11 +182,12 @@ TEST_F(Infer, KeepsWholeImageReadsInsideItsBuffersWhenOutputsAreShort) {
     wrapper.input_height = height;
     ASSERT_TRUE(wrapper.allocate());
     const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    const std::vector<std::uint8_t> rgb(pixels * 3);
+    const std::vector<std::uint8_t> rgb(pixels * 3, 9);
     std::vector<float> depth(pixels, 5.0F);
     std::uint16_t* pred = nullptr;
     float* conf = nullptr;
     ASSERT_TRUE(wrapper.infer(rgb.data(), depth.data(), &pred, &conf, height, width));
+    EXPECT_TRUE(wrapper.h_rgb == rgb && wrapper.h_depth == depth) << "uploads start from the staging";
     EXPECT_EQ(wrapper.pred_u16, std::vector<std::uint16_t>(7 * 9, 5));
     EXPECT_EQ(wrapper.h_conf, std::vector<float>(3 * 5, 1.0F));
     EXPECT_GE(wrapper.pred_u16.capacity(), pixels);

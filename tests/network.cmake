@@ -5,10 +5,13 @@ target_link_libraries(guided_filter_test PRIVATE enhance_depth_flags GTest::gtes
 gtest_discover_tests(guided_filter_test)
 
 if(ENHANCE_DEPTH_BUILD_TOOLS)
-  # The program that renders the sample data.
-  add_executable(sample_scene_test sample_scene_test.cpp)
-  target_link_libraries(sample_scene_test PRIVATE sample_scene enhance_depth_flags GTest::gtest_main)
-  gtest_discover_tests(sample_scene_test)
+  # The sample data against the program that renders it.
+  add_executable(samples_test samples_test.cpp)
+  target_compile_definitions(samples_test PRIVATE
+    MAKE_SAMPLE="$<TARGET_FILE:make_sample>" SAMPLES="${PROJECT_SOURCE_DIR}/samples")
+  target_link_libraries(samples_test PRIVATE opencv_core opencv_imgcodecs enhance_depth_flags GTest::gtest_main)
+  add_dependencies(samples_test make_sample)
+  gtest_discover_tests(samples_test)
 
   # The checker of models for the library's contract.
   add_executable(tool_inspect_test tool_inspect_test.cpp)
