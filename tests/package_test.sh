@@ -111,6 +111,9 @@ for way in add_subdirectory FetchContent; do
 done
 quietly cmake --build FetchContent/build --target host --parallel 2
 quietly FetchContent/build/host "$engine" sub color.ppm depth.pgm
+# The tool, where it is built, is not installed unasked either: installing it would fail here, as it is not made.
+tools=$(sed -n 's/^ENHANCE_DEPTH_BUILD_TOOLS:BOOL=//p' "$build/CMakeCache.txt")
+quietly cmake FetchContent/build -DENHANCE_DEPTH_BUILD_TOOLS="$tools"
 quietly cmake --install FetchContent/build --prefix sub_prefix
 [ "$(find sub_prefix -type f)" = sub_prefix/bin/host ] || fail "a parent installs files of the library unasked"
 echo "package_test: moved prefix used by CMake and pkg-config, source tree used as a subproject"
