@@ -19,17 +19,19 @@ endif()
 # enhance_depth_hardening: the shared library's and the tool's defence against being misused.
 add_library(enhance_depth_hardening INTERFACE)
 target_compile_options(enhance_depth_hardening INTERFACE -fstack-protector-strong)
-target_link_options(enhance_depth_hardening INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack,-z,defs)
+target_link_options(enhance_depth_hardening INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack)
+if(top_level AND NOT ENHANCE_DEPTH_SANITIZE)
+  # Sanitizers, which a parent may have among its flags, resolve their runtime in the executable.
+  target_link_options(enhance_depth_hardening INTERFACE LINKER:-z,defs)
+endif()
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
   target_compile_options(enhance_depth_hardening INTERFACE -mbranch-protection=standard)
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
   target_compile_options(enhance_depth_hardening INTERFACE -fcf-protection=full)
 endif()
-if(ENHANCE_DEPTH_SANITIZE)
-  # Sanitizers resolve their runtime in the executable and check more than fortified functions would.
-  set_property(TARGET enhance_depth_hardening PROPERTY INTERFACE_LINK_OPTIONS LINKER:-z,relro,-z,now,-z,noexecstack)
-else()
-  # Level 2 and not 3, about which GCC 11 with a newer C library warns.
+if(NOT ENHANCE_DEPTH_SANITIZE)
+  # Sanitizers check more than fortified functions would. Level 2 and not 3, about which GCC 11 with a newer C library
+  # warns.
   target_compile_options(enhance_depth_hardening INTERFACE
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()

@@ -102,7 +102,7 @@ for way in add_subdirectory FetchContent; do
     echo 'target_link_libraries(host PRIVATE enhance_depth::enhance_depth)'
     echo 'install(TARGETS host)'
   } >"$way/CMakeLists.txt"
-  quietly cmake -S "$way" -B "$way/build" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON $launcher
+  quietly cmake -S "$way" -B "$way/build" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_UNITY_BUILD=ON $launcher
   if grep -A3 'examples/c/refine.c' "$way/build/compile_commands.json" | grep -E -- '-W|-fstack|-fcf|-std'; then
     fail "$way: the library's flags reach its parent"
   fi
