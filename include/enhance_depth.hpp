@@ -14,6 +14,10 @@
 #ifndef ENHANCE_DEPTH_HPP
 #define ENHANCE_DEPTH_HPP
 
+#if __cplusplus < 201703L
+#error "enhance_depth.hpp needs C++17"
+#endif
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
