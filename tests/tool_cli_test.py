@@ -155,7 +155,9 @@ class SequenceTest(Case):
             arguments = ("rec", *arguments)
         if "--output" not in arguments:
             arguments = (*arguments, "--output", "out")
-        return self.run_tool("sequence", "--engine", ENGINE, *arguments, **options)
+        if "--engine" not in arguments:
+            arguments = (*arguments, "--engine", ENGINE)
+        return self.run_tool("sequence", *arguments, **options)
 
     def make_tum(self):
         """The same frames as a TUM-layout folder: colour 10 ms before depth, one colour image without a partner."""
@@ -307,7 +309,7 @@ class SequenceTest(Case):
 
     def test_stops_when_the_disk_is_full_and_leaves_only_whole_files(self):
         self.make_tum()
-        result = self.run_on_tmpfs("size=60k", "--confidence", "--json", "s.json")
+        result = self.run_on_tmpfs("size=64k", "--confidence", "--json", "s.json")
         self.expect_failure(result, 1, "stopped before the end: out/confidence/", "No space left on device",
                             "Make room on the disk", "Continue with --resume.")
         self.assertRegex(result.stdout, r"Refined [1-5] of 6 frames")
@@ -390,11 +392,21 @@ class SequenceTest(Case):
         self.make_tum()
         self.assertEqual(self.sequence("--preview").returncode, 0)
         before = self.content("out")
-        self.expect_failure(self.sequence("--confidence"), 2, "out/depth/0.png is there already", "--resume")
-        shutil.rmtree(self.folder / "out/depth")
-        self.expect_failure(self.sequence(), 2, "out/preview/0.jpg is there already")
-        shutil.rmtree(self.folder / "out/preview")
+        shutil.copytree(self.folder / "rec", self.folder / "other")
+        engine = self.write("other.toml", ENGINE.read_bytes() + b"# another")
+        for arguments, differences in ((("other",), "recording"), (("--rgb-layout", "interleaved"), "rgb layout"),
+                                       (("--engine", engine, "--depth-scale", 5000), "depth scale, engine"),
+                                       (("--max-difference", 0.01), "max difference")):
+            self.expect_failure(self.sequence(*arguments), 2, "out/depth is there already", "--resume")
+            self.expect_failure(self.sequence(*arguments, "--resume"), 2, f"with another {differences}. Choose another")
+        self.assertEqual(self.content("out"), before)
+        self.assertEqual(self.sequence("--resume").returncode, 0)
+        for left in ("depth", "preview"):
+            self.expect_failure(self.sequence(), 2, f"out/{left} is there already")
+            shutil.rmtree(self.folder / "out" / left)
         self.expect_failure(self.sequence(), 2, "out/rgb.txt is there already")
+        (self.folder / "out/run.json").unlink()
+        self.expect_failure(self.sequence("--resume"), 2, "out/run.json is missing or damaged", "another folder")
         self.assertEqual(self.content("out"), {name: before[name] for name in ("rgb.txt", "depth.txt")})
 
     def test_refuses_contradictions(self):

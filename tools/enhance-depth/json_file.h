@@ -2,12 +2,16 @@
 #define ENHANCE_DEPTH_TOOL_JSON_FILE_H
 
 #include <filesystem>
+#include <string>
 
 #include <nlohmann/json_fwd.hpp>
 
 namespace enhance_depth_tool {
 
-// Writes `json` as readable text; what is no UTF-8 in a file name is replaced. Throws as write_file() does.
+// Readable text; what is no UTF-8 in a file name is replaced.
+std::string json_text(const nlohmann::ordered_json& json);
+
+// Throws as write_file() does.
 void write_json(const std::filesystem::path& path, const nlohmann::ordered_json& json);
 
 }  // namespace enhance_depth_tool

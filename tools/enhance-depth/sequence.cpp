@@ -18,6 +18,7 @@
 #include "percentiles.h"
 #include "progress.h"
 #include "recording.h"
+#include "run_origin.h"
 #include "run_summary.h"
 #include "sequence_output.h"
 #include "sequence_run.h"
@@ -58,7 +59,7 @@ Recording find_recording(const SequenceOptions& options) {
   return open_recording(options.color, options.depth);
 }
 
-// Throws a UsageError when anything that exists would be overwritten. Writes nothing.
+// Throws a UsageError when the recording or the engine would be overwritten. Writes nothing.
 void check_outputs(const SequenceOptions& options, const Recording& recording, const SequenceOutput& output) {
   output.require_apart_from(recording);
   std::vector<fs::path> written = output.files(recording);
@@ -66,9 +67,6 @@ void check_outputs(const SequenceOptions& options, const Recording& recording, c
   std::vector<fs::path> read = recording.files;
   read.push_back(options.engine.engine);
   require_distinct(written, read);
-  if (!options.resume) {
-    output.require_no_earlier_results(recording);
-  }
 }
 
 // The frames that this run has to refine.
@@ -136,8 +134,11 @@ int refine_sequence(const SequenceOptions& options) {
   const Recording recording = find_recording(options);
   const SequenceOutput output(options.output, options.confidence, options.preview);
   check_outputs(options, recording, output);
-  const std::vector<FrameFiles> frames = frames_to_do(recording, output);
   Engine engine(options.engine.engine);
+  // Of the folder and the places of its images only one was given.
+  const RunOrigin origin(options.engine, options.input / options.color, options.input / options.depth,
+                         options.scale, options.max_difference);
+  output.check_earlier_results(origin, options.resume);
   output.create_folders();
   if (!options.json.empty()) {
     require_writable(options.json, {});
@@ -146,6 +147,8 @@ int refine_sequence(const SequenceOptions& options) {
   if (!options.video.empty()) {
     video.emplace(options.video, frames_per_second(recording));
   }
+  output.write_origin(origin);
+  const std::vector<FrameFiles> frames = frames_to_do(recording, output);
 
   RunSummary summary;
   summary.paired = recording.frames.size();

@@ -71,7 +71,7 @@ std::vector<fs::path> SequenceOutput::folders() const {
 }
 
 std::vector<fs::path> SequenceOutput::files(const Recording& recording) const {
-  std::vector<fs::path> result;
+  std::vector<fs::path> result{origin_file()};
   for (const FrameFiles& frame : recording.frames) {
     result.push_back(depth(frame));
     if (with_confidence_) {
@@ -106,21 +106,19 @@ void SequenceOutput::require_apart_from(const Recording& recording) const {
   }
 }
 
-void SequenceOutput::require_no_earlier_results(const Recording& recording) const {
-  const auto require_absent = [](const fs::path& path) {
+void SequenceOutput::check_earlier_results(const RunOrigin& origin, bool resume) const {
+  for (const fs::path& path :
+       {folder_ / "depth", folder_ / "confidence", folder_ / "preview", rgb_list(), depth_list()}) {
     std::error_code ignored;
-    if (fs::exists(fs::symlink_status(path, ignored))) {
+    if (!fs::exists(fs::symlink_status(path, ignored)) || fs::is_empty(path, ignored)) {
+      continue;
+    }
+    if (!resume) {
       throw UsageError(path.string() + " is there already. Continue an earlier run with --resume, or " +
                        "choose another folder with --output.");
     }
-  };
-  for (const FrameFiles& frame : recording.frames) {
-    for (const fs::path& path : {depth(frame), confidence(frame), preview(frame)}) {
-      require_absent(path);
-    }
+    origin.require_same(origin_file());
   }
-  require_absent(rgb_list());
-  require_absent(depth_list());
 }
 
 void SequenceOutput::create_folders() const {
@@ -128,6 +126,8 @@ void SequenceOutput::create_folders() const {
     create_folder(folder);
   }
 }
+
+void SequenceOutput::write_origin(const RunOrigin& origin) const { write_file(origin_file(), origin.text()); }
 
 void SequenceOutput::write_lists(const Recording& recording) const {
   std::vector<TimedFile> color;

@@ -4,6 +4,7 @@
 //   confidence/NAME.tiff   if asked for
 //   preview/NAME.jpg       if asked for
 //   depth.txt, rgb.txt     for a recording with time stamps: with these it has the TUM layout
+//   run.json               what the results were made of
 //
 // The colour images of the TUM layout are those of the recording.
 //
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "recording.h"
+#include "run_origin.h"
 
 namespace enhance_depth_tool {
 
@@ -23,7 +25,6 @@ class SequenceOutput {
   // Writes nothing yet.
   SequenceOutput(std::filesystem::path folder, bool with_confidence, bool with_preview);
 
-  const std::filesystem::path& folder() const { return folder_; }
   bool with_confidence() const { return with_confidence_; }
   bool with_preview() const { return with_preview_; }
 
@@ -41,12 +42,15 @@ class SequenceOutput {
   // Throws a UsageError when results would get into a folder with images of `recording`.
   void require_apart_from(const Recording& recording) const;
 
-  // Throws a UsageError when an earlier run over `recording` left any result or list, whatever this one will
-  // write: old and new results would be mixed.
-  void require_no_earlier_results(const Recording& recording) const;
+  // Throws a UsageError when an earlier run left any result or list, whatever recording it was over and
+  // whatever this one will write; with `resume`, unless they have the same `origin`.
+  void check_earlier_results(const RunOrigin& origin, bool resume) const;
 
   // Throws a UsageError when a folder cannot be created or written to.
   void create_folders() const;
+
+  // Writes run.json. Throws a ToolError.
+  void write_origin(const RunOrigin& origin) const;
 
   // Writes depth.txt and rgb.txt about those frames of a timed `recording` that are there. Throws a
   // ToolError.
@@ -56,6 +60,7 @@ class SequenceOutput {
   std::vector<std::filesystem::path> folders() const;
   std::filesystem::path rgb_list() const { return folder_ / "rgb.txt"; }
   std::filesystem::path depth_list() const { return folder_ / "depth.txt"; }
+  std::filesystem::path origin_file() const { return folder_ / "run.json"; }
 
   std::filesystem::path folder_;
   bool with_confidence_;
