@@ -26,16 +26,20 @@ target_include_directories(enhance_depth_interface_headers INTERFACE
 
 add_library(enhance_depth_platform_headers INTERFACE)
 set(platform_complete ON)
+set(found_sdks "")
+set(missing_sdks "")
 set(platform_summary "")
 # Takes the headers of one SDK from where `target` has them, or this project's own from `folder`. One folder for each SDK,
 # because an installed header in a default folder of the compiler comes behind every folder that is named to it.
 macro(take_headers sdk target folder)
   if(${sdk}_FOUND AND NOT ENHANCE_DEPTH_PLATFORM STREQUAL "emulated")
     get_target_property(directories ${target} INTERFACE_INCLUDE_DIRECTORIES)
+    list(APPEND found_sdks ${sdk})
     string(APPEND platform_summary "  ${sdk} ${${sdk}_VERSION}: headers from ${directories}\n")
   else()
     set(directories "${interface_headers}/${folder}")
     set(platform_complete OFF)
+    list(APPEND missing_sdks ${sdk})
     string(APPEND platform_summary "  ${sdk}: this project's interface headers\n")
   endif()
   target_include_directories(enhance_depth_platform_headers SYSTEM INTERFACE "$<BUILD_INTERFACE:${directories}>")
@@ -47,6 +51,11 @@ take_headers(OrbbecSDK OrbbecSDK::OrbbecSDK camera)
 if(ENHANCE_DEPTH_PLATFORM STREQUAL "system" AND NOT platform_complete)
   message(FATAL_ERROR "ENHANCE_DEPTH_PLATFORM=system, but not every SDK was found:\n${platform_summary}"
     "Set TensorRT_ROOT, CUDAToolkit_ROOT or OrbbecSDK_ROOT, or build with ENHANCE_DEPTH_PLATFORM=auto.")
+elseif(found_sdks AND missing_sdks)
+  list(JOIN found_sdks ", " found_sdks)
+  list(JOIN missing_sdks ", " missing_sdks)
+  message(WARNING "Found: ${found_sdks}; not found: ${missing_sdks}. As not every SDK is there, this build uses the "
+    "emulated board's libraries. To build for a board, configure with ENHANCE_DEPTH_PLATFORM=system.")
 endif()
 
 add_library(enhance_depth_platform INTERFACE)

@@ -43,7 +43,7 @@ if grep -q emulat "$work/build-1/build.ninja"; then
   exit 1
 fi
 expect "one missing: its headers are ours, the libraries all emulated" \
-  "TensorRT 10\.3\.0: headers from .*OrbbecSDK: this project's interface headers .*libraries: the emulated board" \
+  "not found: OrbbecSDK\. .*ENHANCE_DEPTH_PLATFORM=system.*TensorRT 10\.3\.0: headers from .*OrbbecSDK: this project's interface headers .*libraries: the emulated board" \
   -DTensorRT_ROOT="$work/tensorrt" -DCUDAToolkit_ROOT="$work/cuda"
 expect "emulated ignores what is installed" "TensorRT: this project's interface headers" \
   "${all[@]}" -DENHANCE_DEPTH_PLATFORM=emulated
