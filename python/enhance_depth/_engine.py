@@ -58,9 +58,9 @@ class _Handle:
 
     def __init__(self, library: Library, engine_path: bytes) -> None:
         self._as_parameter_ = ctypes.c_void_p(library.call("enhance_depth_create", engine_path))
-        finalizer = weakref.finalize(self, library.dll.enhance_depth_destroy, self._as_parameter_)
+        self.release = weakref.finalize(self, library.dll.enhance_depth_destroy, self._as_parameter_)
         # When the interpreter exits, a daemon thread may still be in a call; what is left then ends with the process.
-        finalizer.atexit = False
+        self.release.atexit = False
 
 
 class _BorrowedMemory:
@@ -108,11 +108,17 @@ class Engine:
         self._library = load_library(library)
         self._rgb_layout: Layout = rgb_layout
         self._borrowed: list[weakref.ref[_BorrowedMemory]] = []
+        handle = _Handle(self._library, engine_path)
         # None once closed: a null handle, which the library reports as an error of its own.
-        self._handle: _Handle | None = _Handle(self._library, engine_path)
+        self._handle: _Handle | None = handle
         self._size: tuple[int, int] | None = _SIZE_AFTER_CREATE
         if size != _SIZE_AFTER_CREATE:
-            self.reset(*size)
+            try:
+                self.reset(*size)
+            except BaseException:
+                self.close()
+                handle.release()  # the traceback, which refers to the handle, may be kept for long
+                raise
 
     def __enter__(self) -> "Engine":
         return self

@@ -67,6 +67,18 @@ def test_a_refused_reset_leaves_the_engine_waiting_for_another(make_engine: Make
         engine.process(RGB, DEPTH)
 
 
+def test_an_engine_that_does_not_admit_the_first_size_is_released_at_once(
+    make_engine: MakeEngine, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    dll = enhance_depth.load_library().dll
+    destroy = dll.enhance_depth_destroy
+    destroyed: list[object] = []
+    monkeypatch.setattr(dll, "enhance_depth_destroy", lambda handle: (destroy(handle), destroyed.append(handle)))
+    with pytest.raises(enhance_depth.TensorRTError) as caught:
+        Engine(make_engine(), size=(4000, 3000))
+    assert len(destroyed) == 1, f"the traceback of {caught.value!r} keeps it"
+
+
 @pytest.mark.parametrize(
     ("width", "height", "exception", "text"),
     [
