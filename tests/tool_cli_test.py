@@ -443,6 +443,12 @@ class BenchTest(Case):
         self.expect_failure(self.run_tool("bench", "--engine", ENGINE, "--size", "4000x3000"), 1, "(code 26)")
 
 
+class InspectTest(Case):
+    def test_reads_no_more_of_a_large_file_than_it_needs(self):
+        os.truncate(self.write("large.onnx", b"ftrt\0"), 3 << 30)
+        self.expect_failure(self.run_tool("inspect", "large.onnx", timeout=10), 2, "large.onnx is not an ONNX model")
+
+
 class HelpTest(Case):
     def test_prints_the_version_of_the_library(self):
         result = self.run_tool("--version")

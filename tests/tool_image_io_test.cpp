@@ -11,7 +11,7 @@
 #include "image_header.h"
 #include "image_io.h"
 #include "rgb_layout.h"
-#include "tool_error.h"
+#include "tool_failure.h"
 #include "tool_temporary_folder.h"
 
 namespace enhance_depth_tool {
@@ -33,16 +33,6 @@ Bytes encoded(const char* extension, const cv::Mat& image) {
 
 Bytes first(const Bytes& bytes, std::size_t size) {
   return {bytes.begin(), bytes.begin() + static_cast<long>(size)};
-}
-
-template <typename Function>
-std::string refusal(const Function& function) {
-  try {
-    function();
-  } catch (const UsageError& error) {
-    return error.what();
-  }
-  return "accepted";
 }
 
 TEST(ToolImageIo, ReadsWhatItAccepts) {
@@ -84,7 +74,7 @@ TEST(ToolImageIo, RefusesOtherImagesWithTheReasonAndTheRemedy) {
   };
   for (const auto& item : kCases) {
     SCOPED_TRACE(item.what);
-    EXPECT_EQ(refusal([&] { item.is_color ? decode_color(item.file, "f") : decode_depth(item.file, "f"); }),
+    EXPECT_EQ(failure([&] { item.is_color ? decode_color(item.file, "f") : decode_depth(item.file, "f"); }),
               item.expected);
   }
 }
@@ -98,7 +88,7 @@ TEST(ToolImageIo, RefusesAPaletteWithATransparentColour) {
                      0x00, 0x40, 0xe6, 0xd8, 0x66, 0x00, 0x00, 0x00, 0x0a, 0x49, 0x44, 0x41, 0x54, 0x78,
                      0x9c, 0x63, 0x60, 0x00, 0x00, 0x00, 0x02, 0x00, 0x01, 0x48, 0xaf, 0xa4, 0x71, 0x00,
                      0x00, 0x00, 0x00, 0x49, 0x45, 0x4e, 0x44, 0xae, 0x42, 0x60, 0x82};
-  EXPECT_EQ(refusal([&] { decode_color(png, "f"); }),
+  EXPECT_EQ(failure([&] { decode_color(png, "f"); }),
             "f is not stored as plain pixels. Colour must be an 8-bit RGB image as PNG or JPEG.");
 }
 
@@ -106,48 +96,48 @@ TEST(ToolImageIo, RefusesEveryCutOffFile) {
   const Bytes png = encode_depth(pattern(9, 6, CV_16UC1));
   constexpr std::size_t kEndChunk = 12;  // nothing of the image is lost with it
   for (std::size_t size = 0; size < png.size() - kEndChunk; ++size) {
-    EXPECT_NE(refusal([&] { decode_depth(first(png, size), "f"); }), "accepted") << size << " bytes";
+    EXPECT_NE(failure([&] { decode_depth(first(png, size), "f"); }), "none") << size << " bytes";
   }
   const Bytes jpeg = encoded(".jpg", pattern(9, 6, CV_8UC3));
   for (std::size_t size = 0; size < jpeg.size(); ++size) {
-    EXPECT_NE(refusal([&] { decode_color(first(jpeg, size), "f"); }), "accepted") << size << " bytes";
+    EXPECT_NE(failure([&] { decode_color(first(jpeg, size), "f"); }), "none") << size << " bytes";
   }
 }
 
 TEST(ToolImageIo, RefusesDamagedPixels) {
   Bytes png = encode_depth(pattern(40, 40, CV_16UC1));
   png[png.size() / 2] ^= 0x10U;
-  EXPECT_EQ(refusal([&] { decode_depth(png, "f"); }), "f is damaged. Copy or record it again.");
+  EXPECT_EQ(failure([&] { decode_depth(png, "f"); }), "f is damaged. Copy or record it again.");
 }
 
 TEST(ToolImageIo, RefusesHugeImagesBeforeTheyAreDecoded) {
   Bytes png = encode_depth(pattern(4, 4, CV_16UC1));
   constexpr std::size_t kWidth = 16;  // of the four bytes of the width
   std::memcpy(png.data() + kWidth, "\x7f\xff\xff\xff", 4);
-  EXPECT_EQ(refusal([&] { decode_depth(png, "f"); }),
+  EXPECT_EQ(failure([&] { decode_depth(png, "f"); }),
             "f has 2147483647 x 4 pixels; at most 8192 x 8192 are accepted. Scale it down.");
   std::memcpy(png.data() + kWidth, "\0\0\0\0", 4);
-  EXPECT_NE(refusal([&] { decode_depth(png, "f"); }), "accepted");
+  EXPECT_NE(failure([&] { decode_depth(png, "f"); }), "none");
 }
 
 TEST(ToolImageIo, SaysWhyAFileCannotBeRead) {
   const TemporaryFolder folder;
-  const auto missing = folder / "missing.png";
-  EXPECT_EQ(refusal([&] { read_file(missing); }), missing.string() + " does not exist. Check the path.");
-  EXPECT_EQ(refusal([&] { read_file(folder.path()); }),
-            folder.path().string() + " is not a regular file. Name the image file itself.");
-}
-
-TEST(ToolImageIo, DoesNotReadAHugeFile) {
-  const TemporaryFolder folder;
-  const auto path = folder / "huge.png";
-  std::ofstream(path).put('x');
-  std::filesystem::resize_file(path, kMaxFileBytes + 1);  // takes no room on the disk
-  EXPECT_NE(refusal([&] { read_file(path); }).find("is larger than any image"), std::string::npos);
+  std::filesystem::create_symlink("circle", folder / "circle");  // root may read all else
+  std::ofstream(folder / "huge").put('x');
+  std::filesystem::resize_file(folder / "huge", kMaxFileBytes + 1);  // takes no room on the disk
+  const std::pair<const char*, const char*> kCases[] = {
+      {"missing", " does not exist. Check the path."},
+      {"", " is not a regular file. Name the file itself."},
+      {"circle/a", " cannot be reached: Too many levels of symbolic links. Check the path and the disk."},
+      {"huge", " is larger than any image that is accepted. Name the file itself."}};
+  for (const auto& [name, reason] : kCases) {
+    EXPECT_EQ(failure([&, path = folder / name] { read_color(path); }), (folder / name).string() + reason);
+  }
+  EXPECT_EQ(read_beginning(folder / "huge", 3), (Bytes{'x', 0, 0}));
 }
 
 TEST(ToolImageIo, TellsToRegisterImagesOfTwoSizes) {
-  EXPECT_EQ(refusal([] { require_same_size(pattern(8, 6, CV_8UC3), "c", pattern(4, 3, CV_16UC1), "d"); }),
+  EXPECT_EQ(failure([] { require_same_size(pattern(8, 6, CV_8UC3), "c", pattern(4, 3, CV_16UC1), "d"); }),
             "c has 8 x 6 pixels and d has 4 x 3. Register the depth to the colour image first, so that both "
             "have one "
             "size.");
@@ -177,8 +167,8 @@ TEST(ToolImageIo, SurvivesChangedHeaders) {
         Bytes changed = file;
         changed[at] = static_cast<std::uint8_t>(value);
         read_image_header(changed.data(), changed.size());
-        refusal([&] { decode_color(changed, "f"); });
-        refusal([&] { decode_depth(changed, "f"); });
+        failure([&] { decode_color(changed, "f"); });
+        failure([&] { decode_depth(changed, "f"); });
       }
     }
   }

@@ -7,9 +7,9 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "image_io.h"
+#include "input_file.h"
 #include "output_file.h"
-#include "tool_error.h"
+#include "tool_failure.h"
 #include "tool_temporary_folder.h"
 
 namespace enhance_depth_tool {
@@ -18,22 +18,12 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string content(const fs::path& path) {
-  const Bytes bytes = read_file(path);
+  const Bytes bytes = read_beginning(path, 100);
   return {bytes.begin(), bytes.end()};
 }
 
 std::ptrdiff_t files_in(const fs::path& folder) {
   return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
-}
-
-template <typename Function>
-std::string failure(const Function& function) {
-  try {
-    function();
-  } catch (const ToolError& error) {
-    return error.what();
-  }
-  return "none";
 }
 
 // No file of this process may grow beyond `bytes`: a write fails half-way, as on a full disk.
@@ -107,6 +97,9 @@ TEST(ToolOutputFile, RefusesUnusableTargets) {
   EXPECT_EQ(
       failure([&] { require_writable(folder / "no/a.png", {".png"}); }),
       path + "/no/a.png cannot be written: the folder " + path + "/no does not exist. Create it first.");
+  fs::create_symlink("circle", folder / "circle");
+  EXPECT_EQ(failure([&] { require_writable(folder / "circle/a.png", {".png"}); }).substr(0, path.size() + 26),
+            path + "/circle cannot be reached:");
   EXPECT_EQ(failure([&] { require_writable(pipe, {".png"}); }),
             path + "/pipe.png cannot be written: something that is not a regular file has that name.");
 }

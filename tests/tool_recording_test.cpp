@@ -13,7 +13,7 @@
 #include "output_file.h"
 #include "pairing.h"
 #include "recording.h"
-#include "tool_error.h"
+#include "tool_failure.h"
 #include "tool_temporary_folder.h"
 #include "tum_layout.h"
 
@@ -61,16 +61,6 @@ Pairs pair_by_definition(const std::vector<double>& color, const std::vector<dou
   std::sort(pairs.begin(), pairs.end(),
             [&](const auto& a, const auto& b) { return depth[a.second] < depth[b.second]; });
   return pairs;
-}
-
-template <typename Function>
-std::string refusal(const Function& function) {
-  try {
-    function();
-  } catch (const UsageError& error) {
-    return error.what();
-  }
-  return "accepted";
 }
 
 TEST(ToolPairing, PairsNearestTimesOnce) {
@@ -128,7 +118,7 @@ TEST(ToolTumLayout, NamesTheLineThatItCannotRead) {
   for (const char* line :
        {"rgb/a.png", "1.5", "1.5s rgb/a.png", "nan a.png", "1e999 a.png", "inf a.png", "0x10 a"}) {
     SCOPED_TRACE(line);
-    EXPECT_EQ(refusal([&] {
+    EXPECT_EQ(failure([&] {
                 parse_tum_list("# list\n1.0 a.png\n" + std::string(line) + "\n", "rgb.txt");
               }).substr(0, 16),
               "rgb.txt, line 3:");
@@ -163,7 +153,7 @@ TEST_F(ToolRecording, PairsATumFolderAndCountsWhatIsLeft) {
   EXPECT_EQ(recording.frames[0].name, "1.01");
   EXPECT_EQ(recording.frames[0].depth_time, "1.01");
   EXPECT_EQ(recording.frames[0].color, folder_ / "rgb/1.00.png");
-  EXPECT_NE(refusal([&] { open_recording(folder_.path(), 0.001); }).find("allow more with --max-difference"),
+  EXPECT_NE(failure([&] { open_recording(folder_.path(), 0.001); }).find("allow more with --max-difference"),
             std::string::npos);
 }
 
@@ -187,10 +177,10 @@ TEST_F(ToolRecording, PairsPatternsByOrderOfNumbers) {
   EXPECT_EQ(names(open_recording(place + "/c*.png", place + "/d*.png")),
             (Names{"c_09.png+d9.png", "c_010.png+d10.png"}));
   EXPECT_NE(
-      refusal([&] { open_recording(place + "/c*.png", place + "/d9.png"); }).find("2 and 1 images cannot be"),
+      failure([&] { open_recording(place + "/c*.png", place + "/d9.png"); }).find("2 and 1 images cannot be"),
       std::string::npos);
   EXPECT_NE(
-      refusal([&] { open_recording(place + "/x*.png", place + "/d9.png"); }).find("matches no colour images"),
+      failure([&] { open_recording(place + "/x*.png", place + "/d9.png"); }).find("matches no colour images"),
       std::string::npos);
 }
 
@@ -200,18 +190,25 @@ TEST_F(ToolRecording, RefusesTwoFramesOfOneName) {
   }
   const std::string place = folder_.path().string();
   EXPECT_NE(
-      refusal([&] { open_recording(place + "/*/color.png", place + "/*/depth.png"); }).find("Rename one"),
+      failure([&] { open_recording(place + "/*/color.png", place + "/*/depth.png"); }).find("Rename one"),
       std::string::npos);
 }
 
 TEST_F(ToolRecording, SaysWhatIsMissing) {
   const std::string place = folder_.path().string();
-  EXPECT_NE(refusal([&] { open_recording(folder_ / "no", 0.02); }).find("is not a folder"),
+  EXPECT_NE(failure([&] { open_recording(folder_ / "no", 0.02); }).find("is not a folder"),
             std::string::npos);
-  EXPECT_NE(refusal([&] { open_recording(folder_.path(), 0.02); }).find("neither the lists"),
+  fs::create_symlink("circle", folder_ / "circle");
+  for (const char* unreachable : {"circle", "circle/*.png"}) {
+    EXPECT_NE(failure([&] { open_recording(place + "/" + unreachable, place); }).find("symbolic links"),
+              std::string::npos);
+  }
+  EXPECT_NE(failure([&] { open_recording(folder_ / "circle", 0.02); }).find("symbolic links"),
+            std::string::npos);
+  EXPECT_NE(failure([&] { open_recording(folder_.path(), 0.02); }).find("neither the lists"),
             std::string::npos);
   add("rgb.txt", "1 a.png");
-  EXPECT_EQ(refusal([&] { open_recording(folder_.path(), 0.02); }),
+  EXPECT_EQ(failure([&] { open_recording(folder_.path(), 0.02); }),
             place + "/depth.txt does not exist. Check the path.");
 }
 

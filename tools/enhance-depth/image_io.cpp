@@ -1,9 +1,5 @@
 #include "image_io.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-
 #include <opencv2/imgcodecs.hpp>
 
 #include "image_header.h"
@@ -67,30 +63,6 @@ Bytes encode(const std::string& extension, const cv::Mat& image, const std::vect
 
 }  // namespace
 
-Bytes read_file(const std::filesystem::path& path) {
-  std::error_code problem;
-  const auto status = std::filesystem::status(path, problem);
-  if (status.type() == std::filesystem::file_type::not_found) {
-    throw UsageError(path.string() + " does not exist. Check the path.");
-  }
-  if (status.type() != std::filesystem::file_type::regular) {
-    throw UsageError(path.string() + " is not a regular file. Name the image file itself.");
-  }
-  if (std::filesystem::file_size(path, problem) > kMaxFileBytes && !problem) {
-    throw UsageError(path.string() +
-                     " is larger than any image that is accepted. Name the image file itself.");
-  }
-  errno = 0;
-  std::ifstream stream(path, std::ios::binary | std::ios::ate);
-  Bytes bytes(stream ? static_cast<std::size_t>(stream.tellg()) : 0);
-  stream.seekg(0);
-  stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!stream) {
-    throw UsageError(path.string() + " cannot be read: " + std::strerror(errno) + ". Check its permissions.");
-  }
-  return bytes;
-}
-
 cv::Mat decode_color(const Bytes& file, const std::string& name) {
   const ImageHeader header = checked_header(file, name, kColorNeeded);
   // Four channels in a JPEG are CMYK, which the decoder turns into RGB.
@@ -111,9 +83,13 @@ cv::Mat decode_depth(const Bytes& file, const std::string& name) {
   return decode(file, name, CV_16UC1, kDepthNeeded);
 }
 
-cv::Mat read_color(const std::filesystem::path& path) { return decode_color(read_file(path), path.string()); }
+cv::Mat read_color(const std::filesystem::path& path) {
+  return decode_color(read_file(path, "image", kMaxFileBytes), path.string());
+}
 
-cv::Mat read_depth(const std::filesystem::path& path) { return decode_depth(read_file(path), path.string()); }
+cv::Mat read_depth(const std::filesystem::path& path) {
+  return decode_depth(read_file(path, "image", kMaxFileBytes), path.string());
+}
 
 void require_same_size(const cv::Mat& color, const std::string& color_name, const cv::Mat& depth,
                        const std::string& depth_name) {

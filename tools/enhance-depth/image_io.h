@@ -7,22 +7,18 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include <opencv2/core.hpp>
 
-namespace enhance_depth_tool {
+#include "input_file.h"
 
-using Bytes = std::vector<std::uint8_t>;
+namespace enhance_depth_tool {
 
 // More than any RGB-D camera delivers, and far below the library's limit of 2 GiB for an image.
 inline constexpr std::int64_t kMaxPixels = std::int64_t{8192} * 8192;
 
 // A file that is larger is no image within kMaxPixels.
 inline constexpr std::uintmax_t kMaxFileBytes = std::uintmax_t{1} << 30;
-
-// A file's content. Throws a UsageError unless `path` is a regular, readable file of at most kMaxFileBytes.
-Bytes read_file(const std::filesystem::path& path);
 
 // CV_8UC3 in BGR order, and CV_16UC1. `name` stands for the file in errors.
 cv::Mat decode_color(const Bytes& file, const std::string& name);

@@ -2,11 +2,12 @@
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
+#include <limits>
 #include <memory>
 
 #include <CLI/CLI.hpp>
 
-#include "image_io.h"
+#include "input_file.h"
 #include "inspect_contract.h"
 #include "inspect_engine.h"
 #include "inspect_formats.h"
@@ -80,10 +81,22 @@ int inspect_engine(const fs::path& path) {
   return status;
 }
 
+// Whether the file can be a description, which is text, or an ONNX model, which begins with the tag of a
+// field that is a number (0) or has a length (2). Nothing else, such as a large engine, need be read to its
+// end.
+bool begins_like_a_model(const fs::path& path) {
+  const Bytes beginning = read_beginning(path, 4096);
+  const bool is_text = std::find(beginning.begin(), beginning.end(), 0) == beginning.end();
+  return is_text || beginning[0] % 8 == 0 || beginning[0] % 8 == 2;
+}
+
 int inspect(const fs::path& path) {
-  const Bytes file = read_file(path);
-  std::optional<ModelInfo> model = read_engine_description(file, path);
-  if (!model) model = read_onnx(file);
+  std::optional<ModelInfo> model;
+  if (begins_like_a_model(path)) {
+    const Bytes file = read_file(path, "model", std::numeric_limits<int>::max());  // protobuf's own limit
+    model = read_engine_description(file, path);
+    if (!model) model = read_onnx(file);
+  }
   if (!model && lower_case(path.extension().string()) == ".onnx") {
     throw UsageError(path.string() + " is not an ONNX model: it is damaged, or another file by that name.");
   }

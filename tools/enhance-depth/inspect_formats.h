@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "image_io.h"
+#include "input_file.h"
 #include "inspect_model.h"
 
 namespace enhance_depth_tool {

@@ -1,5 +1,4 @@
 // ONNX models, read with the few messages of inspect_onnx.proto.
-#include <limits>
 #include <set>
 #include <string>
 
@@ -76,8 +75,7 @@ std::string operator_set(const onnx_file::Model& model) {
 
 std::optional<ModelInfo> read_onnx(const Bytes& file) {
   onnx_file::Model model;
-  if (file.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()) ||
-      !model.ParseFromArray(file.data(), static_cast<int>(file.size())) || !model.has_graph() ||
+  if (!model.ParseFromArray(file.data(), static_cast<int>(file.size())) || !model.has_graph() ||
       model.ir_version() < 1) {
     return std::nullopt;
   }

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "input_file.h"
 #include "text.h"
 #include "tool_error.h"
 
@@ -108,12 +109,12 @@ void require_writable(const fs::path& path, std::initializer_list<std::string_vi
     throw UsageError(path.string() + " cannot be written: its name must end in " + joined(endings) + ".");
   }
   const fs::path folder = folder_of(path);
-  std::error_code ignored;
-  if (!fs::is_directory(folder, ignored)) {
+  if (type_of(folder) != fs::file_type::directory) {
     throw UsageError(path.string() + " cannot be written: the folder " + folder.string() +
                      " does not exist. Create it first.");
   }
-  if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored)) {
+  const fs::file_type type = type_of(path);
+  if (type != fs::file_type::not_found && type != fs::file_type::regular) {
     throw UsageError(path.string() +
                      " cannot be written: something that is not a regular file has that name.");
   }

@@ -1,6 +1,7 @@
 #include "recording.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <initializer_list>
 #include <string_view>
@@ -9,6 +10,7 @@
 
 #include <glob.h>
 
+#include "input_file.h"
 #include "pairing.h"
 #include "text.h"
 #include "tool_error.h"
@@ -57,6 +59,10 @@ bool in_natural_order(const fs::path& a, const fs::path& b) {
   return a.native() < b.native();  // they differ in leading zeros only
 }
 
+[[noreturn]] void refuse_folder(const std::string& place, const std::string& reason) {
+  throw UsageError(place + " cannot be read: " + reason + ". Check its permissions.");
+}
+
 std::vector<fs::path> images_in(const fs::path& folder, std::initializer_list<std::string_view> endings) {
   std::vector<fs::path> files;
   std::error_code problem;
@@ -67,26 +73,29 @@ std::vector<fs::path> images_in(const fs::path& folder, std::initializer_list<st
     }
   }
   if (problem) {
-    throw UsageError(folder.string() + " cannot be read: " + problem.message() + ". Check its permissions.");
+    refuse_folder(folder.string(), problem.message());
   }
   return files;
 }
 
 std::vector<fs::path> matches_of(const std::string& pattern) {
   glob_t found{};
-  std::vector<fs::path> files;
-  if (glob(pattern.c_str(), 0, nullptr, &found) == 0) {
-    files.assign(found.gl_pathv, found.gl_pathv + found.gl_pathc);
-  }
+  // A folder that is not there matches nothing; one that cannot be read may hold images.
+  const auto stops = [](const char* /*folder*/, int reason) { return reason == ENOENT ? 0 : 1; };
+  const int result = glob(pattern.c_str(), 0, stops, &found);
+  const int reason = errno;
+  const std::vector<fs::path> files(found.gl_pathv, found.gl_pathv + found.gl_pathc);
   globfree(&found);
+  if (result != 0 && result != GLOB_NOMATCH) {
+    refuse_folder(pattern, std::strerror(reason));
+  }
   return files;
 }
 
 // The images of a folder or pattern, in natural order.
 std::vector<fs::path> list_images(const std::string& place, std::initializer_list<std::string_view> endings,
                                   const char* kind) {
-  std::error_code ignored;
-  const bool is_folder = fs::is_directory(place, ignored);
+  const bool is_folder = type_of(place) == fs::file_type::directory;
   std::vector<fs::path> files = is_folder ? images_in(place, endings) : matches_of(place);
   if (files.empty()) {
     throw UsageError(place + (is_folder ? " has no " : " names no folder and matches no ") + kind +
@@ -158,17 +167,18 @@ Recording open_tum_recording(const fs::path& folder, double max_difference) {
 }  // namespace
 
 Recording open_recording(const fs::path& folder, double max_difference) {
-  std::error_code ignored;
-  if (!fs::is_directory(folder, ignored)) {
+  const auto is_folder = [](const fs::path& path) { return type_of(path) == fs::file_type::directory; };
+  const auto exists = [](const fs::path& path) { return type_of(path) != fs::file_type::not_found; };
+  if (!is_folder(folder)) {
     throw UsageError(folder.string() +
                      " is not a folder. Name the recording's folder, or its images with --color and " +
                      "--depth.");
   }
-  if (fs::exists(folder / "rgb.txt", ignored) || fs::exists(folder / "depth.txt", ignored)) {
+  if (exists(folder / "rgb.txt") || exists(folder / "depth.txt")) {
     return open_tum_recording(folder, max_difference);
   }
   for (const char* color : {"color", "rgb"}) {
-    if (fs::is_directory(folder / color, ignored) && fs::is_directory(folder / "depth", ignored)) {
+    if (is_folder(folder / color) && is_folder(folder / "depth")) {
       return open_recording((folder / color).string(), (folder / "depth").string());
     }
   }

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "image_io.h"
+#include "input_file.h"
 #include "tool_error.h"
 
 namespace enhance_depth_tool {
@@ -53,7 +53,8 @@ std::vector<TimedFile> parse_tum_list(std::string_view text, const std::string& 
 }
 
 std::vector<TimedFile> read_tum_list(const std::filesystem::path& path) {
-  const Bytes bytes = read_file(path);
+  constexpr std::uintmax_t kLargest = std::uintmax_t{1} << 30;
+  const Bytes bytes = read_file(path, "list of images", kLargest);
   std::vector<TimedFile> entries =
       parse_tum_list({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, path.string());
   for (TimedFile& entry : entries) {
