@@ -67,27 +67,6 @@ TEST_F(ProfileSelection, GivesBothReasonsOfEveryProfileWhenNoneFits) {
             std::string::npos);
 }
 
-TEST_F(ProfileSelection, ToldByRankAndWithoutAnyProfile) {
-  const std::string start =
-      "No TensorRT optimization profile supports requested shapes. rgb=(1, 3, 480, 640), depth=(1, 1, 480, "
-      "640). "
-      "Rejected profiles: ";
-  TestEngine none;
-  none.profiles.clear();
-  TestEngine other_rank;
-  other_rank.profiles = {planar_profile(480, 640)};
-  other_rank.profiles[0].dep = {{1, 1}, {480, 640}};
-  const std::pair<TestEngine, std::string> kCases[] = {
-      {none, start},
-      {other_rank,
-       start + "profile 0: rgb ok, depth rank mismatch. actual=(1, 1, 480, 640), min=(1, 1), max=(480, "
-               "640); "}};
-  for (const auto& [engine, message] : kCases) {
-    EXPECT_EQ(enhance_depth_create(write_engine(engine).c_str(), nullptr), nullptr);
-    EXPECT_EQ(enhance_depth_get_last_error(nullptr), message);
-  }
-}
-
 TEST_F(ProfileSelection, LeavesTheReasonAloneUnlessItRejects) {
   TrtEngineWrapper wrapper;
   ASSERT_TRUE(wrapper.init(write_engine({}).c_str()));
@@ -234,20 +213,6 @@ TEST_F(Allocate, FreesTheFirstSizeBeforeItMakesTheSecond) {
                                       "IExecutionContext::enqueueV3: stream 2",
                                       "IExecutionContext::enqueueV3: stream 2",
                                       "cudaStreamSynchronize: stream 2"}));
-}
-
-TEST_F(Allocate, ConcreteShapesHaveOnlyPositiveExtents) {
-  TrtEngineWrapper wrapper;
-  EXPECT_TRUE(wrapper.validate_concrete_tensor_shape("any", {1, {1}}));
-  EXPECT_TRUE(wrapper.validate_concrete_tensor_shape("any", {2, {7, 9, 0, -1}}));
-  const std::pair<nvinfer1::Dims64, const char*> kCases[] = {
-      {{0, {}}, "()"}, {{-1, {}}, "()"}, {{2, {4, -1}}, "(4, -1)"}, {{3, {4, 0, 4}}, "(4, 0, 4)"}};
-  for (const auto& [dims, text] : kCases) {
-    EXPECT_FALSE(wrapper.validate_concrete_tensor_shape("any", dims));
-    EXPECT_EQ(wrapper.last_error_code(), 32);
-    EXPECT_EQ(wrapper.last_error_message(),
-              std::string("Tensor shape is not fully specified for any: ") + text);
-  }
 }
 
 }  // namespace

@@ -5,6 +5,5 @@ foreach(subject IN ITEMS camera control cuda description tensorrt)
   target_include_directories(${name} PRIVATE ${CMAKE_CURRENT_LIST_DIR}/../emulator)
   target_link_libraries(${name} PRIVATE
     enhance_depth_flags emulated_board emulated_engine_description GTest::gtest_main)
-  gtest_discover_tests(${name} TEST_FILTER "-*Threads*")
+  gtest_discover_tests(${name})
 endforeach()
-gtest_discover_tests(emulated_cuda_test TEST_FILTER "*Threads*" TEST_LIST emulated_thread_tests PROPERTIES LABELS threads)

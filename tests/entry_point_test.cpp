@@ -224,11 +224,11 @@ TEST_F(Settings, ThresholdKeepsTheBitsOfAnyFloat) {
     emulated_board::capture_log(true);
     ErrorPlace error;
     ASSERT_EQ(enhance_depth_set_confidence_threshold(handle.get(), value, error), 1);
+    EXPECT_EQ(logged(1), std::vector<std::string>{std::string("Confidence threshold set to ") + text});
+    ASSERT_EQ(enhance_depth_reset(handle.get(), 64, 48, error), 1);
     ASSERT_EQ(enhance_depth_get_confidence_threshold(handle.get(), &threshold, error), 1);
     EXPECT_TRUE(error.empty());
-    EXPECT_EQ(std::memcmp(&threshold, &value, sizeof value), 0) << text;
-    EXPECT_EQ(logged(1), std::vector<std::string>{std::string("Confidence threshold set to ") + text});
-    ASSERT_EQ(enhance_depth_reset(handle.get(), 64, 48, nullptr), 1);
+    EXPECT_EQ(std::memcmp(&threshold, &value, sizeof value), 0) << text << ", kept by a reset";
   }
 }
 

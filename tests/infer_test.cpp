@@ -5,7 +5,6 @@
 
 #include "api/boundary.h"
 #include "engine/trt_engine_wrapper.h"
-#include "log/trt_logger.h"
 #include "support/board_test.h"
 
 namespace enhance_depth {
@@ -149,28 +148,6 @@ TEST_F(Infer, OverwritesTheTimeWithEachTimedFrameAndOnlyThen) {
   emulated_board::fail_call("cudaMemcpyAsync", 3);  // the download of the prediction, after the timer stopped
   ASSERT_EQ(process(), 0);
   EXPECT_TRUE(time() > 0.0F && time() < kEarlier) << time();
-}
-
-// Loading refuses an object whose timer has no events; should one get past it, each frame says why it fails.
-TEST_F(Infer, FailsWithoutATimer) {
-  emulated_board::fail_call("cudaEventCreate", 2);
-  TrtEngineWrapper wrapper;
-  const std::string text = TestEngine{}.text();
-  wrapper.runtime.reset(nvinfer1::createInferRuntime(g_logger));
-  wrapper.engine.reset(wrapper.runtime->deserializeCudaEngine(text.data(), text.size()));
-  ASSERT_NE(wrapper.engine, nullptr);
-  wrapper.context.reset(
-      wrapper.engine->createExecutionContext(nvinfer1::ExecutionContextAllocationStrategy::kSTATIC));
-  ASSERT_TRUE(wrapper.validate_engine_io() && wrapper.allocate());
-  wrapper.initialized = true;
-  const Frame frame(640, 480);
-  std::vector<float> depth(frame.depth.begin(), frame.depth.end());
-  std::uint16_t* pred = nullptr;
-  float* conf = nullptr;
-  expect_failure(wrapper, {frame.rgb.data(), depth.data(), &pred, &conf, 480, 640}, 24,
-                 "cudaEventCreate(timer) failed: out of memory");
-  EXPECT_EQ(pred, nullptr);
-  EXPECT_EQ(wrapper.last_inference_time(), -1.0F);
 }
 
 TEST_F(Infer, KeepsWholeImageReadsInsideItsBuffersWhenOutputsAreShort) {

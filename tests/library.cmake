@@ -76,7 +76,7 @@ if(VALGRIND AND NOT ENHANCE_DEPTH_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
   foreach(sweep IN ITEMS platform_sweep allocation_sweep)
     add_test(NAME ${sweep}_memcheck COMMAND ${VALGRIND} -q --error-exitcode=9 --leak-check=full
       --show-leak-kinds=definite,indirect,possible --errors-for-leak-kinds=definite,indirect,possible
-      --soname-synonyms=somalloc=nouserintercepts $<TARGET_FILE:${sweep}_test> --gtest_filter=-*SteadyFrame*)
+      --soname-synonyms=somalloc=nouserintercepts $<TARGET_FILE:${sweep}_test>)
   endforeach()
 endif()
 

@@ -65,15 +65,6 @@ TEST_F(Threads, UseDistinctHandlesWhileOthersFail) {
   });
 }
 
-// A handle may wander from thread to thread as long as only one uses it at a time.
-TEST_F(Threads, HandAHandleOn) {
-  Handle handle = create();
-  for (int i = 0; i < 3; ++i) {
-    std::thread([&] { EXPECT_EQ(enhance_depth_reset(handle.get(), 32 + i, 32, nullptr), 1); }).join();
-  }
-  std::thread([&] { handle.reset(); }).join();
-}
-
 TEST_F(Threads, HaveTheirOwnLastErrors) {
   on_many_threads([&](int number) {
     EXPECT_STREQ(enhance_depth_get_last_error(nullptr), "OK") << "a thread that never failed";

@@ -1,6 +1,5 @@
 // The external log of the camera SDK.
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -10,7 +9,6 @@
 
 #include <libobsensor/ObSensor.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include "core/call.h"
 #include "core/camera_log.h"
@@ -45,20 +43,11 @@ std::string time_stamp() {
   return text.data();
 }
 
-// A line goes out in one piece, whatever other threads print; only where standard error takes no more at a
-// time, in several.
+// A line goes out in one piece, whatever other threads print.
 void print(const LogLine& line) {
   const std::string text = time_stamp() + "[" + severity_name(line.severity) + "][" + line.module + "][" +
                            line.function + ":" + std::to_string(line.line) + "] " + line.message + "\n";
-  std::size_t written = 0;
-  while (written < text.size()) {
-    const ssize_t count = write(STDERR_FILENO, text.data() + written, text.size() - written);
-    if (count > 0) {
-      written += static_cast<std::size_t>(count);
-    } else if (count == 0 || errno != EINTR) {
-      return;
-    }
-  }
+  std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
 // The errors that the program has to give back, by address; lives until the process ends.

@@ -32,6 +32,8 @@ fi
     LC_ALL=C sort
   run describe_functions
   cat "$scratch/records_c"
+  # Every code states its value in the header.
+  sed -n 's/^  \(ENHANCE_DEPTH_[A-Z0-9_]* = [0-9]*\).*/  \1/p' "$(dirname "$0")/../../include/enhance_depth.h"
 } >"$scratch/interface.txt"
 
 if [ -n "$renew" ]; then

@@ -271,21 +271,5 @@ TEST_F(AllocationSweep, TogetherWithFailuresOfTheBoard) {
   print("failures of the board");
 }
 
-TEST_F(AllocationSweep, FindsNoneInASteadyFrame) {
-  test_support::TestEngine engine;
-  const test_support::Handle handle = create(engine);
-  const test_support::Frame frame(640, 480);
-  const enhance_depth_input input = frame.input();
-  enhance_depth_output output{};
-  test_support::ErrorPlace error;
-  ASSERT_EQ(enhance_depth_process(handle.get(), &input, &output, error), 1);
-  allocation_faults::plan(0, false, Thrown::kBadAlloc);
-  for (int frames = 0; frames < 100; ++frames) {
-    const allocation_faults::Armed armed;
-    ASSERT_EQ(enhance_depth_process(handle.get(), &input, &output, error), 1);
-  }
-  EXPECT_EQ(allocation_faults::count(), 0);
-}
-
 }  // namespace
 }  // namespace sweep
