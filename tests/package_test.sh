@@ -25,7 +25,8 @@ libdir=$(dirname "$(find "$prefix" -name libenhance_depth.so)")
 cd "$prefix"
 
 # What is there and what is not.
-for file in include/enhance_depth.h include/enhance_depth.hpp share/doc/enhance_depth/LICENSE; do
+for file in include/enhance_depth.h include/enhance_depth.hpp share/doc/enhance_depth/LICENSE \
+  share/doc/enhance_depth/THIRD-PARTY; do
   [ -f "$file" ] || fail "$file is not installed"
 done
 if grep -q "ENHANCE_DEPTH_BUILD_TOOLS:BOOL=ON" "$build/CMakeCache.txt"; then
