@@ -147,8 +147,9 @@ struct RefinedFrame {
   std::optional<BorrowedImage<float>> confidence;  ///< confidence map, if the engine has one
 };
 
-/// A loaded engine. Movable and not copyable; after a move the source may only be destroyed or assigned to,
-/// and any other call on it fails with ENHANCE_DEPTH_ERROR_NULL_HANDLE. One thread at a time.
+/// A loaded engine. Movable and not copyable; the source of a move has no handle any more: its
+/// last_inference_time() is nothing, and what throws fails with ENHANCE_DEPTH_ERROR_NULL_HANDLE until another
+/// engine is assigned to it. One thread at a time, for const functions too: they write the last error.
 class Engine {
  public:
   /// Loads the engine file and configures it for 640 x 480; see enhance_depth_create(). Throws Error.

@@ -25,7 +25,6 @@ void* allocate(std::size_t size) {
 
 }  // namespace
 
-// Not inlined: GCC would hold half of an inlined pair for a mismatch.
 // None of these is inlined: GCC would hold half of an inlined pair for a mismatch.
 [[gnu::noinline]] void* operator new(std::size_t size) { return allocate(size); }
 [[gnu::noinline]] void* operator new[](std::size_t size) { return allocate(size); }
