@@ -138,6 +138,9 @@ class RefineTest(Case):
                             "has no confidence output")
         self.assertFalse((self.folder / "out.png").exists())
         self.assertEqual(self.refine("--preview", "p.jpg", engine="plain.engine.toml").returncode, 0)
+        self.expect_failure(self.run_tool("sequence", "--engine", "plain.engine.toml", "--color", "color.png", "--depth",
+                                          "depth.png", "--output", "out", "--confidence"), 2, "no confidence output")
+        self.assertFalse((self.folder / "out").exists())
 
 
 class SequenceTest(Case):
@@ -246,14 +249,15 @@ class SequenceTest(Case):
             self.write(f"rec/depth/{i}.png", depth_png(640, 480))
         self.count = 40
         self.make_tum()
-        with subprocess.Popen([TOOL, "sequence", "--engine", ENGINE, "rec", "--output", "out", "--json", "s.json"],
+        with subprocess.Popen([TOOL, "sequence", "--engine", ENGINE, "rec", "--output", "out", "--json", "s.json",
+                               "--strict"],
                               cwd=self.folder, stderr=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as process:
             while not (self.folder / "out/depth/5.png").exists() and process.poll() is None:
                 time.sleep(0.001)
             process.send_signal(signal.SIGINT)
             output, errors = process.communicate(timeout=60)
             self.assertEqual(process.returncode, 1, errors)
-        self.assertIn("stopped before the end: interrupted. Continue with --resume.", errors)
+        self.assertIn("stopped before the end: interrupted. Continue with --resume.\n", errors)
         refined = self.summary()["refined"]
         self.assertIn(f"Refined {refined} of 40 frames", output)
         self.assertLess(refined, 40)
@@ -281,7 +285,7 @@ class SequenceTest(Case):
                             "Continue with --resume, without --strict or with that frame mended")
         self.assertEqual(sorted(os.listdir(self.folder / "strict/depth")), ["0.png"])
         video = self.sequence("--output", "video", "--strict", "--video", "v.avi")
-        self.expect_failure(video, 1, "Continue with --resume and without --video")
+        self.expect_failure(video, 1, "The video is not written: it would pass for that of the whole recording. Leave out")
         self.assertFalse((self.folder / "v.avi").exists(), "a video of some frames would pass for the whole")
 
     def test_follows_a_change_of_size_and_reports_one_that_the_engine_refuses(self):
@@ -293,6 +297,14 @@ class SequenceTest(Case):
         self.expect_failure(result, 1, "rec/depth/4.png: The engine", "2000 x 8 pixels", "(code 26)")
         self.assertIn("Refined 5 of 6 frames", result.stdout)
         self.assertEqual(struct.unpack(">II", (self.folder / "out/depth/2.png").read_bytes()[16:24]), (100, 60))
+
+    def test_takes_the_colours_of_the_previews_from_the_first_depth_that_has_any(self):
+        places = ("--color", "rec/color/[1-5].png", "--depth", "rec/depth/[1-5].png")
+        self.assertEqual(self.run_tool("sequence", "--engine", ENGINE, *places, "--output", "late", "--preview").returncode,
+                         0)
+        self.write("rec/depth/0.png", png(64, 48, 16, 1, lambda y: bytes(128)))
+        self.assertEqual(self.sequence("--preview").returncode, 0)
+        self.assertEqual(self.content("late/preview")["3.jpg"], self.content("out/preview")["3.jpg"])
 
     def require_namespaces(self):
         if subprocess.run(["unshare", "-rm", "true"], capture_output=True, check=False).returncode != 0:
@@ -324,7 +336,8 @@ class SequenceTest(Case):
         result = subprocess.run(["unshare", "-rm", "sh", "-c", script, "sh", TOOL, "sequence", "--engine", ENGINE,
                                  "rec", "--output", "out", "--video", "disk/v.avi"], cwd=self.folder,
                                 capture_output=True, text=True, timeout=120, check=False)
-        self.expect_failure(result, 1, "disk/v.avi cannot be written whole. Make room on the disk")
+        self.expect_failure(result, 1, "The video is not written: disk/v.avi cannot be written whole. Make room on the")
+        self.assertNotIn("stopped", result.stderr)
         self.assertNotIn("v.", result.stdout.split("results")[1].split("out\n")[1])
         self.assertEqual(len(os.listdir(self.folder / "out/depth")), 6)
 
@@ -365,9 +378,10 @@ class SequenceTest(Case):
         shutil.rmtree(self.folder / "rec/color")
         (self.folder / "rec/color").symlink_to("color")  # a link in a circle: there is no way to it
         result = self.sequence("--resume", "--json", "s.json")
-        self.expect_failure(result, 1, "stopped before the end", "symbolic links")
+        self.expect_failure(result, 1, "The lists are not written: ", "symbolic links")
         self.assertIn("done earlier    6 frames", result.stdout)
-        self.assertIn("symbolic links", self.summary()["stopped_by"])
+        self.assertIsNone(self.summary()["stopped_by"])
+        self.assertIn("symbolic links", self.summary()["not_written"][0])
 
     def test_refuses_a_video_that_the_system_cannot_encode(self):
         no_encoders = {f"OPENCV_VIDEOIO_PRIORITY_{name}": "0" for name in ("FFMPEG", "GSTREAMER", "CV_MJPEG", "CV_IMAGES")}

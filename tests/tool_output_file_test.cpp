@@ -64,7 +64,7 @@ TEST(ToolOutputFile, KeepsTheOldFileWhenWritingFailsHalfWay) {
     const FileSizeLimit limit(1000);
     message = failure([&] { write_file(path, std::string(2000, 'x')); });
   }
-  EXPECT_EQ(message, path.string() + " cannot be written: File too large. Check the folder's permissions.");
+  EXPECT_EQ(message, path.string() + " cannot be written: File too large. Write somewhere else.");
   EXPECT_EQ(content(path), "old");
   EXPECT_EQ(files_in(folder.path()), 1);
 }

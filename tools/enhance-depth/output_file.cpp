@@ -80,12 +80,12 @@ class PartFile {
   // A constructor that throws runs no destructor; then there is no file to remove either.
   [[noreturn]] void fail() const {
     const int reason = errno;
-    std::string remedy = "Check the folder's permissions.";
+    std::string remedy = "Write somewhere else.";
     if (reason == ENOSPC || reason == EDQUOT) {
       remedy = "Make room on the disk or write somewhere else.";
     }
-    if (reason == EROFS) {
-      remedy = "The file system is mounted read-only: write somewhere else.";
+    if (reason == EACCES || reason == EPERM) {
+      remedy = "Check the folder's permissions.";
     }
     throw ToolError(kFramesFailed,
                     target_.string() + " cannot be written: " + std::strerror(reason) + ". " + remedy);

@@ -101,6 +101,7 @@ nlohmann::ordered_json to_json(const RunSummary& summary) {
           {"failed", summary.failures.size()},
           {"failures", failures},
           {"stopped_by", stopped_by},
+          {"not_written", summary.not_written},
           {"unpaired_color", summary.unpaired_color},
           {"unpaired_depth", summary.unpaired_depth},
           {"wall_s", summary.wall_s},

@@ -31,14 +31,16 @@ struct RunSummary {
   std::size_t unpaired_color = 0;  // images without a partner
   std::size_t unpaired_depth = 0;
   std::vector<FrameFailure> failures;
-  std::string stopped_by;  // why the run ended early; empty when it did not
+  std::string stopped_by;                // why the run ended early; empty when it did not
+  std::string remedy;                    // then, how to get the rest: a sentence
+  std::vector<std::string> not_written;  // why there are no lists or no video: sentences
   double wall_s = 0.0;
   FrameTimes times;
   std::int64_t pixels = 0;  // of all refined frames
   std::int64_t valid_before = 0;
   std::int64_t valid_after = 0;
 
-  bool all_went_well() const { return failures.empty() && stopped_by.empty(); }
+  bool all_went_well() const { return failures.empty() && stopped_by.empty() && not_written.empty(); }
 };
 
 // Several lines for standard output.

@@ -69,6 +69,8 @@ void check_outputs(const SequenceOptions& options, const Recording& recording, c
   require_distinct(written, read);
 }
 
+std::string ended(const std::string& sentence) { return sentence + (sentence.back() == '.' ? "" : "."); }
+
 // The frames that this run has to refine.
 std::vector<FrameFiles> frames_to_do(const Recording& recording, const SequenceOutput& output) {
   std::vector<FrameFiles> frames;
@@ -77,13 +79,19 @@ std::vector<FrameFiles> frames_to_do(const Recording& recording, const SequenceO
   return frames;
 }
 
-// One range for the previews of all frames: that of the first readable depth. It depends on the recording
+// One range for the previews of all frames: that of the first depth that has any. It depends on the recording
 // alone, so that a resumed run makes the same pictures.
-ValueRange preview_range(const Recording& recording) {
+ValueRange preview_range(const Recording& recording, const InterruptGuard& interrupt) {
   for (const FrameFiles& frame : recording.frames) {
+    if (interrupt.interrupted()) {
+      break;
+    }
     try {
-      return depth_range({read_depth(frame.depth)});
-    } catch (const UsageError&) {
+      const cv::Mat depth = read_depth(frame.depth);
+      if (cv::countNonZero(depth) > 0) {
+        return depth_range({depth});
+      }
+    } catch (const std::exception&) {
       continue;  // will be reported when its turn comes
     }
   }
@@ -102,24 +110,15 @@ double frames_per_second(const Recording& recording) {
   return std::clamp(interval > 0.0 ? 1.0 / interval : kUsual, 1.0, 120.0);
 }
 
-// How to get the rest of a run that stopped early.
-std::string remedy(const SequenceOptions& options) {
-  if (!options.video.empty()) {
-    return "Continue with --resume and without --video; for a whole video choose another folder with "
-           "--output.";
-  }
-  if (options.strict) {
-    return "Continue with --resume, without --strict or with that frame mended or removed.";
-  }
-  return "Continue with --resume.";
-}
-
 void report(const RunSummary& summary, const SequenceOptions& options) {
+  const auto complain = [](const std::string& sentence) {
+    std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError) << " " << sentence
+              << "\n";
+  };
   if (!summary.stopped_by.empty()) {
-    std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError)
-              << " stopped before the end: " << summary.stopped_by
-              << (summary.stopped_by.back() == '.' ? "" : ".") << " " << remedy(options) << "\n";
+    complain("stopped before the end: " + ended(summary.stopped_by) + " " + summary.remedy);
   }
+  std::for_each(summary.not_written.begin(), summary.not_written.end(), complain);
   std::cout << to_text(summary) << "  results         " << options.output.string() << "\n";
   if (!options.json.empty()) {
     nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
@@ -135,6 +134,10 @@ int refine_sequence(const SequenceOptions& options) {
   const SequenceOutput output(options.output, options.confidence, options.preview);
   check_outputs(options, recording, output);
   Engine engine(options.engine.engine);
+  if (options.confidence) {  // an engine without shows now, before anything is on the disk
+    const cv::Mat depth = cv::Mat::zeros(480, 640, CV_16UC1);
+    engine.require_confidence(engine.process(Bytes(3 * depth.total()), depth));
+  }
   // Of the folder and the places of its images only one was given.
   const RunOrigin origin(options.engine, options.input / options.color, options.input / options.depth,
                          options.scale, options.max_difference);
@@ -158,28 +161,39 @@ int refine_sequence(const SequenceOptions& options) {
 
   const InterruptGuard interrupt;  // until the summary is out
   const Stopwatch stopwatch;
+  const bool with_pictures = options.preview || video;
+  const ValueRange range = with_pictures ? preview_range(recording, interrupt) : ValueRange{};
   {
     Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()},
                       static_cast<std::int64_t>(frames.size()), [&] { return stopwatch.seconds(); });
     SequenceRun run(engine, output, video ? &*video : nullptr, progress,
-                    {options.engine.rgb_layout, options.scale, preview_range(recording), options.strict,
+                    {options.engine.rgb_layout, options.scale, range, options.strict,
                      [&] { return interrupt.interrupted(); }},
                     summary);
     run.run(frames);
   }
   summary.wall_s = stopwatch.seconds();
-  try {
-    if (recording.timed) {
-      output.write_lists(recording);
+  const auto finish = [&](const char* what, const auto& write, const char* remedy) {
+    try {
+      write();
+    } catch (const std::exception& error) {
+      summary.not_written.push_back(std::string(what) + " not written: " + ended(error.what()) + " " +
+                                    remedy);
     }
-    if (video && summary.stopped_by.empty()) {  // else it would pass for the whole recording
+  };
+  if (recording.timed) {
+    finish(
+        "The lists are", [&] { output.write_lists(recording); }, "--resume writes them.");
+  }
+  if (video) {
+    const auto write = [&] {
+      if (!summary.stopped_by.empty()) {
+        throw ToolError(kFramesFailed, "it would pass for that of the whole recording.");
+      }
       video->finish();
-    }
-  } catch (const std::exception& error) {
-    // What stopped the run, such as a full disk, keeps these from being written too.
-    if (summary.stopped_by.empty()) {
-      summary.stopped_by = error.what();
-    }
+    };
+    finish("The video is", write,
+           "Leave out --video, or choose another folder with --output for a whole one.");
   }
   report(summary, options);
   return summary.all_went_well() ? kSuccess : kFramesFailed;

@@ -12,8 +12,11 @@
 namespace enhance_depth_tool {
 namespace {
 
-// Frames that wait before a stage: enough to bridge a disk's hiccups, few enough for images of any size.
+// Frames that wait before a stage: enough to bridge a disk's hiccups, and few, because one of the largest
+// size takes half a gigabyte.
 constexpr std::size_t kWaitingFrames = 4;
+
+constexpr const char* kResume = "Continue with --resume.";
 
 }  // namespace
 
@@ -40,7 +43,7 @@ void SequenceRun::run(const std::vector<FrameFiles>& frames) {
   run_pipeline(stages, kWaitingFrames);
   const bool all_through = summary_.refined + summary_.failures.size() == frames.size();
   if (settings_.interrupted() && summary_.stopped_by.empty() && !all_through) {
-    summary_.stopped_by = "interrupted";
+    stop("interrupted", kResume);
   }
 }
 
@@ -72,15 +75,14 @@ void SequenceRun::refine(FrameJob& job) {
   try {
     engine_.configure(job.depth.size());
     const Refined refined = engine_.process(job.rgb, job.depth);
-    if (output_.with_confidence()) {
-      engine_.require_confidence(refined);
-    }
     job.refined = refined.depth.clone();
     job.confidence = refined.confidence.clone();
     job.network_ms = refined.network_ms;
     job.library_ms = refined.library_ms;
-  } catch (const UsageError&) {
-    throw;  // holds for every frame
+    job.rgb = Bytes();  // what nobody needs any more does not wait for the disk
+    if (!with_pictures()) {
+      job.color.release();
+    }
   } catch (const std::exception& error) {
     job.failure = job.files->depth.string() + ": " + error.what();
   }
@@ -90,20 +92,25 @@ void SequenceRun::write(FrameJob& job) {
   if (stopping_ || job.dropped) {
     return;
   }
+  const Stopwatch stopwatch;
+  try {
+    if (!job.failure) {
+      write_files(job);
+    }
+  } catch (const ToolError& error) {
+    stop(error.what(), kResume);  // what cannot be written now will not be written for the next frame either
+    return;
+  } catch (const std::exception& error) {  // such as memory exhaustion
+    job.failure = job.files->depth.string() + ": " + error.what();
+  }
   if (job.failure) {
     summary_.failures.push_back({job.files->depth.string(), *job.failure});
     progress_.say("enhance-depth: " + *job.failure);
     progress_.frame_done(true);
     if (settings_.strict) {
-      stop("the first frame that failed, as --strict wants");
+      stop("the first frame that failed, as --strict wants",
+           "Continue with --resume, without --strict or with that frame mended or removed.");
     }
-    return;
-  }
-  const Stopwatch stopwatch;
-  try {
-    write_files(job);
-  } catch (const std::exception& error) {
-    stop(error.what());  // what cannot be written now will not be written for the next frame either
     return;
   }
   summary_.times.output.push_back(stopwatch.milliseconds());
@@ -123,7 +130,7 @@ void SequenceRun::write_files(const FrameJob& job) {
   if (output_.with_confidence()) {
     write_file(output_.confidence(files), encode_confidence(job.confidence));
   }
-  if (output_.with_preview() || video_ != nullptr) {
+  if (with_pictures()) {
     const cv::Mat picture = render_preview({job.color, job.depth, job.refined, job.confidence},
                                            settings_.preview_range, settings_.scale);
     if (output_.with_preview()) {
@@ -136,8 +143,9 @@ void SequenceRun::write_files(const FrameJob& job) {
   write_file(output_.depth(files), encode_depth(job.refined));
 }
 
-void SequenceRun::stop(const std::string& reason) {
+void SequenceRun::stop(const std::string& reason, const std::string& remedy) {
   summary_.stopped_by = reason;
+  summary_.remedy = remedy;
   stopping_ = true;
 }
 

@@ -53,8 +53,8 @@ class SequenceRun {
   SequenceRun(Engine& engine, const SequenceOutput& output, VideoFile* video, Progress& progress,
               Settings settings, RunSummary& summary);
 
-  // Refines `frames`. Throws a UsageError when the engine lacks the confidence that the output wants;
-  // everything else that goes wrong is reported through the progress and in the summary.
+  // Refines `frames`. What goes wrong is reported through the progress and in the summary. The engine must
+  // deliver the confidence that the output wants.
   void run(const std::vector<FrameFiles>& frames);
 
  private:
@@ -62,7 +62,8 @@ class SequenceRun {
   void refine(FrameJob& job);
   void write(FrameJob& job);
   void write_files(const FrameJob& job);
-  void stop(const std::string& reason);
+  bool with_pictures() const { return output_.with_preview() || video_ != nullptr; }
+  void stop(const std::string& reason, const std::string& remedy);
 
   Engine& engine_;
   const SequenceOutput& output_;

@@ -46,8 +46,8 @@ class VideoFile::Implementation {
   }
 
   void finish() {
-    if (!writer_.isOpened()) {
-      return;
+    if (pictures_ == 0) {
+      throw ToolError(kFramesFailed, "there was no frame to show.");
     }
     writer_.release();
     // The writer does not tell when it failed, such as on a full disk.

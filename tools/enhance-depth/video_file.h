@@ -20,7 +20,7 @@ class VideoFile {
   // Appends a BGR picture. The first one decides the size; others are fitted into it. Throws a ToolError.
   void append(const cv::Mat& picture);
 
-  // Ends the file and gives it its name. Without pictures there is no file. Throws a ToolError.
+  // Ends the file and gives it its name. Throws a ToolError, also when there was no picture.
   void finish();
 
  private:
