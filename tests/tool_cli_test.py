@@ -227,6 +227,8 @@ class SequenceTest(Case):
                               cwd=self.folder, stderr=subprocess.DEVNULL, stdout=subprocess.DEVNULL) as process:
             while not (self.folder / "out/depth/3.png").exists() and process.poll() is None:
                 time.sleep(0.001)
+            process.send_signal(signal.SIGSTOP)
+            self.expect_failure(self.sequence("--resume", *options), 2, "Another run writes to the output folder out.")
             process.kill()
             self.assertEqual(process.wait(), -signal.SIGKILL)
         self.assertFalse((self.folder / "out/depth/11.png").exists(), "the kill came too late to show anything")

@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "engine.h"
+#include "folder_lock.h"
 #include "interrupt.h"
 #include "json_file.h"
 #include "options.h"
@@ -141,6 +142,7 @@ int refine_sequence(const SequenceOptions& options) {
   // Of the folder and the places of its images only one was given.
   const RunOrigin origin(options.engine, options.input / options.color, options.input / options.depth,
                          options.scale, options.max_difference);
+  const FolderLock lock = output.lock();
   output.check_earlier_results(origin, options.resume);
   output.create_folders();
   if (!options.json.empty()) {

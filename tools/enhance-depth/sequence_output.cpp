@@ -121,6 +121,11 @@ void SequenceOutput::check_earlier_results(const RunOrigin& origin, bool resume)
   }
 }
 
+FolderLock SequenceOutput::lock() const {
+  create_folder(folder_);
+  return FolderLock(folder_);
+}
+
 void SequenceOutput::create_folders() const {
   for (const fs::path& folder : folders()) {
     create_folder(folder);

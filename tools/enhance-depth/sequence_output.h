@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "folder_lock.h"
 #include "recording.h"
 #include "run_origin.h"
 
@@ -46,7 +47,11 @@ class SequenceOutput {
   // whatever this one will write; with `resume`, unless they have the same `origin`.
   void check_earlier_results(const RunOrigin& origin, bool resume) const;
 
-  // Throws a UsageError when a folder cannot be created or written to.
+  // Creates the folder without those in it, and keeps other runs out. Throws a UsageError when it cannot be
+  // created or written to, or when another run holds it.
+  FolderLock lock() const;
+
+  // Creates the folders in it. Throws a UsageError when one cannot be created or written to.
   void create_folders() const;
 
   // Writes run.json. Throws a ToolError.
