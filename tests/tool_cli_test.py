@@ -298,6 +298,15 @@ class SequenceTest(Case):
         result = self.sequence("--preview", "--video", "v.avi")
         self.expect_failure(result, 1, "rec/depth/4.png: The engine", "2000 x 8 pixels", "(code 26)")
         self.assertIn("Refined 5 of 6 frames", result.stdout)
+        self.assertIn("video           v.avi\n", result.stdout)
+        self.expect_failure(self.sequence("--output", "2", "--video", "v.avi"), 2, "v.avi is there already. Choose another")
+        (self.folder / "v.avi").rename(self.folder / "w.part.avi")
+        self.expect_failure(self.sequence("--output", "3", "--video", "w.avi"), 2, "w.part.avi is there already")
+        for i in range(self.count):
+            self.write(f"rec/depth/{i}.png", b"")
+        result = self.sequence("--output", "4", "--video", "v.avi")
+        self.expect_failure(result, 1, "The video is not written: there was no frame to show.")
+        self.assertIn("video           none\n", result.stdout)
         self.assertEqual(struct.unpack(">II", (self.folder / "out/depth/2.png").read_bytes()[16:24]), (100, 60))
 
     def test_takes_the_colours_of_the_previews_from_the_first_depth_that_has_any(self):

@@ -121,6 +121,10 @@ void report(const RunSummary& summary, const SequenceOptions& options) {
   }
   std::for_each(summary.not_written.begin(), summary.not_written.end(), complain);
   std::cout << to_text(summary) << "  results         " << options.output.string() << "\n";
+  if (!options.video.empty()) {  // that it was not there before has been checked
+    std::cout << "  video           " << (fs::exists(options.video) ? options.video.string() : "none")
+              << "\n";
+  }
   if (!options.json.empty()) {
     nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
                                    {"engine", options.engine.engine.string()},

@@ -9,6 +9,7 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
+#include "input_file.h"
 #include "output_file.h"
 #include "text.h"
 #include "tool_error.h"
@@ -25,6 +26,12 @@ class VideoFile::Implementation {
         part_(fs::path(path).replace_extension(".part" + path.extension().string())),
         frames_per_second_(frames_per_second) {
     require_writable(path, {".mp4", ".avi"});
+    for (const fs::path& taken : {path_, part_}) {
+      if (type_of(taken) != fs::file_type::not_found) {
+        throw UsageError(taken.string() +
+                         " is there already. Choose another name with --video, or remove it.");
+      }
+    }
     constexpr int kAnySide = 64;
     open({kAnySide, kAnySide});  // a missing encoder shows now, not after the first frame
     writer_.release();
