@@ -159,7 +159,7 @@ TEST_F(ToolRecording, PairsATumFolderAndCountsWhatIsLeft) {
 
 TEST_F(ToolRecording, PairsFoldersByNameAndCountsWhatIsLeft) {
   for (const char* name : {"color/2.jpg", "color/10.JPG", "color/notes.txt", "color/7.png", "depth/2.png",
-                           "depth/10.png", "depth/99.png"}) {
+                           "depth/10.png", "depth/99.png", "color/._7.png", "depth/._99.png"}) {
     add(name);
   }
   const Recording by_name = open_recording(folder_.path(), 0.02);
@@ -167,6 +167,11 @@ TEST_F(ToolRecording, PairsFoldersByNameAndCountsWhatIsLeft) {
   EXPECT_EQ(by_name.unpaired_color, 1U);
   EXPECT_EQ(by_name.unpaired_depth, 1U);
   EXPECT_FALSE(by_name.timed);
+  add("color/2.png");
+  EXPECT_NE(failure([&] {
+              open_recording(folder_.path(), 0.02);
+            }).find("color/2.png has the name of another colour image of the recording. Rename one"),
+            std::string::npos);
 }
 
 TEST_F(ToolRecording, PairsPatternsByOrderOfNumbers) {

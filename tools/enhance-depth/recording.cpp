@@ -68,7 +68,9 @@ std::vector<fs::path> images_in(const fs::path& folder, std::initializer_list<st
   std::error_code problem;
   for (const auto& entry : fs::directory_iterator(folder, problem)) {
     const std::string ending = lower_case(entry.path().extension().string());
-    if (std::find(endings.begin(), endings.end(), ending) != endings.end()) {
+    const bool hidden =
+        entry.path().filename().native().front() == '.';  // such as what some systems add: ._0.png
+    if (!hidden && std::find(endings.begin(), endings.end(), ending) != endings.end()) {
       files.push_back(entry.path());
     }
   }
@@ -114,14 +116,14 @@ std::vector<std::string> names_of(const std::vector<fs::path>& files) {
   return names;
 }
 
-// Two frames of one name would overwrite each other's results.
-void require_unique_names(const std::vector<FrameFiles>& frames) {
-  std::unordered_set<std::string_view> names;
-  for (const FrameFiles& frame : frames) {
-    if (!names.insert(frame.name).second) {
-      throw UsageError(frame.depth.string() +
-                       " has the name of another depth image of the recording, and both results " +
-                       "would get it. Rename one, or refine them in two runs.");
+// Of two images of one name none is the right one, and two frames of one name would overwrite each other's
+// results.
+void require_unique_names(const std::vector<fs::path>& files, const std::string& kind) {
+  std::unordered_set<std::string> names;
+  for (const fs::path& file : files) {
+    if (!names.insert(file.stem().string()).second) {
+      throw UsageError(file.string() + " has the name of another " + kind +
+                       " image of the recording. Rename one, or refine them in two runs.");
     }
   }
 }
@@ -139,12 +141,15 @@ Recording open_tum_recording(const fs::path& folder, double max_difference) {
   };
   Recording recording;
   recording.timed = true;
+  std::vector<fs::path> paired_depth;
   for (const IndexPair& pair : pair_by_time(times_of(color), times_of(depth), max_difference)) {
     const TimedFile& color_file = color[pair.color];
     const TimedFile& depth_file = depth[pair.depth];
     recording.frames.push_back({color_file.file, depth_file.file, depth_file.file.stem().string(),
                                 color_file.time_text, depth_file.time_text});
+    paired_depth.push_back(depth_file.file);
   }
+  require_unique_names(paired_depth, "depth");
   if (recording.frames.empty()) {
     throw UsageError(folder.string() + " has no colour and depth images whose time stamps are within " +
                      decimals(max_difference, 3) +
@@ -160,7 +165,6 @@ Recording open_tum_recording(const fs::path& folder, double max_difference) {
   }
   recording.unpaired_color = color.size() - recording.frames.size();
   recording.unpaired_depth = depth.size() - recording.frames.size();
-  require_unique_names(recording.frames);
   return recording;
 }
 
@@ -190,8 +194,11 @@ Recording open_recording(const fs::path& folder, double max_difference) {
 Recording open_recording(const std::string& color, const std::string& depth) {
   const std::vector<fs::path> color_files = list_images(color, {".png", ".jpg", ".jpeg"}, "colour");
   const std::vector<fs::path> depth_files = list_images(depth, {".png"}, "depth");
+  require_unique_names(depth_files, "depth");
   std::vector<IndexPair> pairs = pair_by_name(names_of(color_files), names_of(depth_files));
-  if (pairs.empty()) {
+  if (!pairs.empty()) {
+    require_unique_names(color_files, "colour");
+  } else {
     if (color_files.size() != depth_files.size()) {
       throw UsageError(color + " and " + depth + " have no name in common, and " +
                        std::to_string(color_files.size()) + " and " + std::to_string(depth_files.size()) +
@@ -208,9 +215,8 @@ Recording open_recording(const std::string& color, const std::string& depth) {
   }
   recording.files = color_files;
   recording.files.insert(recording.files.end(), depth_files.begin(), depth_files.end());
-  recording.unpaired_color = color_files.size() - std::min(color_files.size(), pairs.size());
+  recording.unpaired_color = color_files.size() - pairs.size();
   recording.unpaired_depth = depth_files.size() - pairs.size();
-  require_unique_names(recording.frames);
   return recording;
 }
 
