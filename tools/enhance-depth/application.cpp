@@ -30,15 +30,15 @@ constexpr Subcommand kSubcommands[] = {
      "      --color color.png --depth depth.png --output refined.png \\\n"
      "      --confidence confidence.tiff --preview preview.png",
      add_refine},
-    {"sequence", "Refine a recording: a TUM-layout folder, or folders of images",
+    {"sequence", "Refine a recording: a TUM folder or folders of images",
      "enhance-depth sequence --engine model.engine recording --output refined\n"
      "  enhance-depth sequence --engine model.engine --output refined --resume \\\n"
      "      --color \"rec/*_color.png\" --depth \"rec/*_depth.png\"",
      add_sequence},
-    {"bench", "Measure how long the network and the library take on this machine",
+    {"bench", "Measure how long the network and the library take",
      "enhance-depth bench --engine model.engine --size 1280x720 --frames 300", add_bench},
-    {"inspect", "Check whether a network fits the library: an ONNX model or an engine",
-     "enhance-depth inspect reference.onnx", add_inspect},
+    {"inspect", "Check whether an ONNX model or an engine fits", "enhance-depth inspect reference.onnx",
+     add_inspect},
 };
 
 constexpr const char* kExitStatuses =

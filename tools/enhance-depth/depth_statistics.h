@@ -14,7 +14,6 @@ class DepthHistogram {
  public:
   void add(const cv::Mat& depth);  // CV_16UC1
 
-  std::int64_t pixels() const { return pixels_; }
   std::int64_t valid_pixels() const { return pixels_ - counts_[0]; }
   double valid_share() const;  // 0..1; 0 without pixels
 

@@ -1,7 +1,6 @@
 #include "engine.h"
 
-#include <algorithm>
-#include <iterator>
+#include <cstring>
 #include <string>
 
 #include "stopwatch.h"
@@ -20,14 +19,12 @@ class ErrorPlace {
 
   enhance_error** address() { return &error_; }
 
-  // The record; without one the library had no memory left for it.
-  enhance_error record() const {
+  // The record; when there was no memory for one, the text of `handle`'s last failure, with no code.
+  enhance_error record(enhance_depth_handle handle) const {
     if (error_ != nullptr) return *error_;
-    enhance_error none{};
-    none.status = none.error_code = ENHANCE_DEPTH_ERROR_STD_EXCEPTION;
-    constexpr char kText[] = "Out of memory.";
-    std::copy(std::begin(kText), std::end(kText), std::begin(none.message));
-    return none;
+    enhance_error text_only{};
+    std::strncpy(text_only.message, enhance_depth_get_last_error(handle), sizeof text_only.message - 1);
+    return text_only;
   }
 
  private:
@@ -70,8 +67,8 @@ const char* remedy(std::int32_t code) {
 std::string sentence(const std::string& what_failed, const enhance_error& record) {
   std::string message = record.message;
   while (!message.empty() && message.back() == '.') message.pop_back();
-  return what_failed + ": " + message + " (code " + std::to_string(record.error_code) + ")." +
-         remedy(record.error_code);
+  const std::string code = record.error_code == 0 ? "" : " (code " + std::to_string(record.error_code) + ")";
+  return what_failed + ": " + message + code + "." + remedy(record.error_code);
 }
 
 }  // namespace
@@ -83,7 +80,8 @@ Engine::Engine(const std::filesystem::path& path) : path_(path), size_(640, 480)
   ErrorPlace error;
   handle_.reset(enhance_depth_create(path.c_str(), error.address()));
   if (!handle_) {
-    throw EngineError(kEngineNotLoaded, "The engine " + path.string() + " cannot be loaded", error.record());
+    throw EngineError(kEngineNotLoaded, "The engine " + path.string() + " cannot be loaded",
+                      error.record(handle_.get()));
   }
 }
 
@@ -95,7 +93,7 @@ void Engine::configure(cv::Size size) {
     throw EngineError(kFramesFailed,
                       "The engine " + path_.string() + " cannot be set up for " +
                           image_size(size.width, size.height) + " pixels",
-                      error.record());
+                      error.record(handle_.get()));
   }
   size_ = size;
 }
@@ -113,7 +111,7 @@ Refined Engine::process(const std::vector<std::uint8_t>& rgb, const cv::Mat& dep
   ErrorPlace error;
   const Stopwatch stopwatch;
   if (enhance_depth_process(handle_.get(), &input, &output, error.address()) == 0) {
-    throw EngineError(kFramesFailed, "The frame cannot be refined", error.record());
+    throw EngineError(kFramesFailed, "The frame cannot be refined", error.record(handle_.get()));
   }
   Refined refined;
   refined.library_ms = stopwatch.milliseconds();

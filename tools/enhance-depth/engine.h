@@ -14,7 +14,7 @@
 
 namespace enhance_depth_tool {
 
-// A failed call of the library. what() is "<what failed>: <library's message> (code N, ...). <remedy>".
+// A failed call of the library. what() is "<what failed>: <library's message> (code N). <remedy>".
 class EngineError : public ToolError {
  public:
   EngineError(ExitStatus exit_status, const std::string& what_failed, const enhance_error& record);
