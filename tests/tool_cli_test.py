@@ -115,6 +115,7 @@ class RefineTest(Case):
                                 f"--depth-scale: {scale} is not a number from 1e-06 to 1e+09")
         self.expect_failure(self.run_tool("refine"), 2, "required")
         self.expect_failure(self.run_tool(), 2, "subcommand is required")
+        self.expect_failure(self.run_tool("sequence", "--bogus"), 2, "not expected: --bogus")
         self.assertFalse((self.folder / "out.png").exists())
 
     def test_reports_an_engine_that_cannot_be_loaded(self):
@@ -519,6 +520,7 @@ class HelpTest(Case):
         self.write("a.engine", b"")
         (self.folder / "afolder").mkdir()
         self.assertEqual(self.complete("refine", "--engine", "a"), ["a.engine", "afolder"])
+        self.assertEqual(self.complete("refine", "--engine", "=", "a"), ["a.engine", "afolder"])
         self.assertEqual(self.complete("sequence", "--strict", "a"), ["afolder"])
         self.assertEqual(self.complete("bench", "--rgb-layout", "p"), ["planar"])
         self.assertEqual(self.complete("bench", "--frames", ""), [])

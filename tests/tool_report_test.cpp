@@ -1,10 +1,13 @@
-// What a long run tells: progress while it lasts, figures at its end.
+// What a long run tells, progress while it lasts and figures at its end, and how it is ended.
+#include <csignal>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "interrupt.h"
 #include "percentiles.h"
 #include "progress.h"
 #include "run_summary.h"
@@ -79,6 +82,17 @@ TEST(ToolProgress, WritesPlainLinesNowAndThenElsewhere) {
             "80 of 300 frames, 8.0 frames/s, 27.5 s left, 1 failed\n"
             "160 of 300 frames, 8.0 frames/s, 17.5 s left, 1 failed\n"
             "240 of 300 frames, 8.0 frames/s, 7.5 s left, 1 failed\n");
+}
+
+TEST(ToolInterrupt, ASecondSignalOfEitherKindEndsTheProcess) {
+  const auto raise_both = [] {
+    const InterruptGuard interrupt;
+    std::raise(SIGINT);
+    std::raise(interrupt.interrupted() ? SIGTERM : SIGABRT);
+    std::_Exit(0);
+  };
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  EXPECT_EXIT(raise_both(), testing::KilledBySignal(SIGTERM), "");
 }
 
 RunSummary example() {

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -70,6 +71,11 @@ int parse_and_run(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = app.remaining(true);
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) && !unknown.empty()) {
+      app.exit(CLI::ExtrasError(unknown), std::cout, std::cerr);  // explains more than what is missing
+      return kUsage;
+    }
     return app.exit(error, std::cout, std::cerr) == 0 ? kSuccess : kUsage;
   }
   return chosen();

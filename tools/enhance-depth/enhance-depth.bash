@@ -4,6 +4,12 @@ _enhance_depth() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
   local subcommand='' word
   COMPREPLY=()
+  # Bash makes a word of its own of the "=" in --option=value.
+  if [[ $current == = ]]; then
+    current=''
+  elif [[ $previous == = ]]; then
+    previous=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     if [[ $word != -* ]]; then
       subcommand=$word

@@ -1,6 +1,7 @@
 #include "interrupt.h"
 
 #include <atomic>
+#include <initializer_list>
 
 namespace enhance_depth_tool {
 namespace {
@@ -8,7 +9,18 @@ namespace {
 std::atomic<bool> interrupt_requested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
 
-extern "C" void request_interrupt(int /*signal*/) { interrupt_requested = true; }
+// From here on each of the signals that led here ends the process, the other one too.
+extern "C" void request_interrupt(int /*signal*/) {
+  interrupt_requested = true;
+  for (const int signal : {SIGINT, SIGTERM}) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler == request_interrupt) {
+      action.sa_handler = SIG_DFL;
+      sigaction(signal, &action, nullptr);
+    }
+  }
+}
 
 }  // namespace
 
@@ -25,7 +37,7 @@ void InterruptGuard::catch_once(int signal, struct sigaction& previous) {
   }
   struct sigaction action {};
   action.sa_handler = request_interrupt;
-  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+  action.sa_flags = SA_RESTART;
   sigaction(signal, &action, nullptr);
 }
 

@@ -6,9 +6,9 @@
 
 namespace enhance_depth_tool {
 
-// While it lives, the first SIGINT or SIGTERM only sets a flag; a second one ends the process as usual. A
-// signal that the process was started to ignore, as in the background of a script, stays ignored. One at a
-// time.
+// While it lives, the first SIGINT or SIGTERM only sets a flag; a second one, of either kind, ends the
+// process as usual. A signal that the process was started to ignore, as in the background of a script, stays
+// ignored. One at a time.
 class InterruptGuard {
  public:
   InterruptGuard();
