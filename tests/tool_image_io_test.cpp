@@ -94,8 +94,7 @@ TEST(ToolImageIo, RefusesAPaletteWithATransparentColour) {
 
 TEST(ToolImageIo, RefusesEveryCutOffFile) {
   const Bytes png = encode_depth(pattern(9, 6, CV_16UC1));
-  constexpr std::size_t kEndChunk = 12;  // nothing of the image is lost with it
-  for (std::size_t size = 0; size < png.size() - kEndChunk; ++size) {
+  for (std::size_t size = 0; size < png.size(); ++size) {
     EXPECT_NE(failure([&] { decode_depth(first(png, size), "f"); }), "none") << size << " bytes";
   }
   const Bytes jpeg = encoded(".jpg", pattern(9, 6, CV_8UC3));

@@ -4,6 +4,8 @@
 #include <array>
 #include <iterator>
 
+#include <zlib.h>
+
 namespace enhance_depth_tool {
 namespace {
 
@@ -101,6 +103,26 @@ ImageHeader read_image_header(const std::uint8_t* data, std::size_t size) {
     read_jpeg_header(data, size, header);
   }
   return header;
+}
+
+bool is_intact_png(const std::uint8_t* data, std::size_t size) {
+  // A chunk: length of its data, four letters, data, checksum of letters and data.
+  constexpr std::size_t kAround = 12;
+  for (std::size_t at = kPngSignature.size(); at + kAround <= size;) {
+    const std::size_t length = big_endian(data + at, 4);
+    if (length > size - at - kAround) {
+      return false;
+    }
+    const std::uint8_t* letters = data + at + 4;
+    if (crc32(0, letters, static_cast<uInt>(4 + length)) != big_endian(letters + 4 + length, 4)) {
+      return false;
+    }
+    if (big_endian(letters, 4) == 0x49454e44) {  // IEND
+      return true;
+    }
+    at += kAround + length;
+  }
+  return false;
 }
 
 }  // namespace enhance_depth_tool

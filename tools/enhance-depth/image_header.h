@@ -22,6 +22,10 @@ struct ImageHeader {
 // Never reads outside [data, data + size) and never fails: what it cannot make out is kOther or not complete.
 ImageHeader read_image_header(const std::uint8_t* data, std::size_t size);
 
+// Whether the checksum of every chunk of a PNG file is right, and the last one is there. The decoder would
+// write its own words about it into the middle of the tool's.
+bool is_intact_png(const std::uint8_t* data, std::size_t size);
+
 }  // namespace enhance_depth_tool
 
 #endif  // ENHANCE_DEPTH_TOOL_IMAGE_HEADER_H

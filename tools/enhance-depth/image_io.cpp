@@ -37,12 +37,14 @@ ImageHeader checked_header(const Bytes& file, const std::string& name, const cha
   return header;
 }
 
-cv::Mat decode(const Bytes& file, const std::string& name, int type, const char* needed) {
+cv::Mat decode(const Bytes& file, const std::string& name, ImageFormat format, int type, const char* needed) {
   cv::Mat image;
-  try {
-    image = cv::imdecode(file, cv::IMREAD_UNCHANGED);
-  } catch (const cv::Exception&) {
-    image.release();
+  if (format != ImageFormat::kPng || is_intact_png(file.data(), file.size())) {
+    try {
+      image = cv::imdecode(file, cv::IMREAD_UNCHANGED);
+    } catch (const cv::Exception&) {
+      image.release();
+    }
   }
   if (image.empty()) {
     throw UsageError(name + " is damaged. Copy or record it again.");
@@ -71,7 +73,7 @@ cv::Mat decode_color(const Bytes& file, const std::string& name) {
     throw UsageError(name + " is " + kind_text(header) + ". " + kColorNeeded +
                      (header.channels == 4 ? " Remove the alpha channel." : ""));
   }
-  return decode(file, name, CV_8UC3, kColorNeeded);
+  return decode(file, name, header.format, CV_8UC3, kColorNeeded);
 }
 
 cv::Mat decode_depth(const Bytes& file, const std::string& name) {
@@ -80,7 +82,7 @@ cv::Mat decode_depth(const Bytes& file, const std::string& name) {
     throw UsageError(name + " is " + kind_text(header) + ". " + kDepthNeeded +
                      " Give the camera's depth values, not a picture made of them.");
   }
-  return decode(file, name, CV_16UC1, kDepthNeeded);
+  return decode(file, name, header.format, CV_16UC1, kDepthNeeded);
 }
 
 cv::Mat read_color(const std::filesystem::path& path) {
