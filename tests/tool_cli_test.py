@@ -246,6 +246,26 @@ class SequenceTest(Case):
         self.assertEqual(nothing_left.returncode, 0)
         self.assertIn("Refined 0 of 0 frames", nothing_left.stdout)
 
+    def test_needs_no_more_memory_for_a_longer_recording(self):
+        peaks = []
+        for count in (50, 800):
+            lists = {"rgb": "", "depth": ""}
+            for i in range(count):
+                for kind, data in (("rgb", color_png), ("depth", depth_png)):
+                    first = self.folder / f"{count}/{kind}/{i % 5}.png"
+                    path = self.folder / f"{count}/{kind}/{i}.png"
+                    path.symlink_to(first) if i >= 5 else self.write(path, data(160, 120))
+                    lists[kind] += f"{i / 30:.6f} {kind}/{i}.png\n"
+            for kind, text in lists.items():
+                self.write(f"{count}/{kind}.txt", text.encode())
+            process = subprocess.Popen([TOOL, "sequence", "--engine", ENGINE, str(count), "--output", f"out{count}"],
+                                       cwd=self.folder, stderr=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+            self.assertEqual(process.returncode, 0)
+            peaks.append(usage.ru_maxrss)  # kilobytes
+        self.assertLess(peaks[1] - peaks[0], 16 * 1024, peaks)
+
     def test_stops_cleanly_on_ctrl_c(self):
         for i in range(self.count, 40):
             self.write(f"rec/color/{i}.png", color_png(640, 480))
@@ -278,6 +298,7 @@ class SequenceTest(Case):
         result = self.sequence("--json", "s.json")
         self.expect_failure(result, 1, "rec/depth/1.png is damaged. Copy or record it again.",
                             "rec/color/2.png is damaged", "rec/depth/4.png has 32 x 24. Register the depth")
+        self.assertNotIn("libpng", result.stderr)
         self.assertIn("Refined 3 of 6 frames", result.stdout)
         self.assertIn("3 failed", result.stdout)
         self.assertEqual([f["frame"] for f in self.summary()["failures"]],
