@@ -72,9 +72,9 @@ class RefineTest(Case):
         self.write("color.png", color_png())
         self.write("depth.png", depth_png())
 
-    def refine(self, *arguments, color="color.png", depth="depth.png", engine=ENGINE, output="out.png"):
+    def refine(self, *arguments, color="color.png", depth="depth.png", engine=ENGINE, output="out.png", **options):
         return self.run_tool("refine", "--engine", engine, "--color", color, "--depth", depth, "--output", output,
-                             *arguments)
+                             *arguments, **options)
 
     def test_writes_what_was_asked_for_and_says_what_it_did(self):
         result = self.refine("--confidence", "c.tiff", "--preview", "p.png", "--json", "s.json")
@@ -93,9 +93,7 @@ class RefineTest(Case):
 
     def test_fails_when_its_summary_cannot_be_written(self):
         with open("/dev/full", "w", encoding="ascii") as full:
-            result = subprocess.run([TOOL, "refine", "--engine", ENGINE, "--color", "color.png", "--depth", "depth.png",
-                                     "--output", "out.png"], cwd=self.folder, stdout=full, stderr=subprocess.PIPE,
-                                    text=True, timeout=120, check=False)
+            result = self.refine(stdout=full, stderr=subprocess.PIPE, capture_output=False)
         self.expect_failure(result, 1, "standard output cannot be written")
 
     def test_states_metres_by_the_depth_scale_and_leaves_the_depth_alone(self):
@@ -149,10 +147,21 @@ class SequenceTest(Case):
 
     def setUp(self):
         super().setUp()
-        self.count = 6
-        for i in range(self.count):
-            self.write(f"rec/color/{i}.png", color_png())
-            self.write(f"rec/depth/{i}.png", depth_png(offset=i))
+        self.make_frames(6, 64, 48)
+
+    def make_frames(self, count, width=640, height=480):
+        self.count = count
+        for i in range(count):
+            self.write(f"rec/color/{i}.png", color_png(width, height))
+            self.write(f"rec/depth/{i}.png", depth_png(width, height, offset=i))
+
+    def start(self, *arguments, output="out", until=None, before=(), streams=subprocess.DEVNULL):
+        """The tool at work, once it has written the depth `until`."""
+        process = subprocess.Popen([*before, TOOL, "sequence", "--engine", ENGINE, "rec", "--output", output, *arguments],
+                                   cwd=self.folder, stderr=streams, stdout=streams, text=True)
+        while until and not (self.folder / output / "depth" / until).exists() and process.poll() is None:
+            time.sleep(0.001)
+        return process
 
     def sequence(self, *arguments, **options):
         if not arguments or str(arguments[0]).startswith("--"):
@@ -216,18 +225,11 @@ class SequenceTest(Case):
         self.expect_failure(self.sequence("--max-difference", "nan", "--output", "no"), 2, "nan is not a number from 0")
 
     def test_resumes_after_a_kill_with_the_same_bytes(self):
-        # Large frames, so that the kill comes in the middle.
-        self.count = 12
-        for i in range(self.count):
-            self.write(f"rec/color/{i}.png", color_png(640, 480))
-            self.write(f"rec/depth/{i}.png", depth_png(640, 480, offset=i))
+        self.make_frames(12)  # large ones, so that the kill comes in the middle
         self.make_tum()
         options = ["--confidence", "--preview"]
         self.assertEqual(self.sequence("--output", "whole", *options).returncode, 0)
-        with subprocess.Popen([TOOL, "sequence", "--engine", ENGINE, "rec", "--output", "out", *options],
-                              cwd=self.folder, stderr=subprocess.DEVNULL, stdout=subprocess.DEVNULL) as process:
-            while not (self.folder / "out/depth/3.png").exists() and process.poll() is None:
-                time.sleep(0.001)
+        with self.start(*options, until="3.png") as process:
             process.send_signal(signal.SIGSTOP)
             self.expect_failure(self.sequence("--resume", *options), 2, "Another run writes to the output folder out.")
             process.kill()
@@ -247,36 +249,25 @@ class SequenceTest(Case):
         self.assertIn("Refined 0 of 0 frames", nothing_left.stdout)
 
     def test_needs_no_more_memory_for_a_longer_recording(self):
+        self.make_frames(6, 160, 120)
         peaks = []
         for count in (50, 800):
-            lists = {"rgb": "", "depth": ""}
-            for i in range(count):
-                for kind, data in (("rgb", color_png), ("depth", depth_png)):
-                    first = self.folder / f"{count}/{kind}/{i % 5}.png"
-                    path = self.folder / f"{count}/{kind}/{i}.png"
-                    path.symlink_to(first) if i >= 5 else self.write(path, data(160, 120))
-                    lists[kind] += f"{i / 30:.6f} {kind}/{i}.png\n"
-            for kind, text in lists.items():
-                self.write(f"{count}/{kind}.txt", text.encode())
-            process = subprocess.Popen([TOOL, "sequence", "--engine", ENGINE, str(count), "--output", f"out{count}"],
-                                       cwd=self.folder, stderr=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
-            _, status, usage = os.wait4(process.pid, 0)
-            process.returncode = os.waitstatus_to_exitcode(status)
+            for i in range(self.count, count):
+                for kind in ("color", "depth"):
+                    (self.folder / f"rec/{kind}/{i}.png").symlink_to(f"{i % 6}.png")
+            self.count = count
+            self.make_tum()
+            with self.start(output=f"out{count}") as process:
+                _, status, usage = os.wait4(process.pid, 0)
+                process.returncode = os.waitstatus_to_exitcode(status)
             self.assertEqual(process.returncode, 0)
             peaks.append(usage.ru_maxrss)  # kilobytes
         self.assertLess(peaks[1] - peaks[0], 16 * 1024, peaks)
 
     def test_stops_cleanly_on_ctrl_c(self):
-        for i in range(self.count, 40):
-            self.write(f"rec/color/{i}.png", color_png(640, 480))
-            self.write(f"rec/depth/{i}.png", depth_png(640, 480))
-        self.count = 40
+        self.make_frames(40)
         self.make_tum()
-        with subprocess.Popen([TOOL, "sequence", "--engine", ENGINE, "rec", "--output", "out", "--json", "s.json",
-                               "--strict"],
-                              cwd=self.folder, stderr=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as process:
-            while not (self.folder / "out/depth/5.png").exists() and process.poll() is None:
-                time.sleep(0.001)
+        with self.start("--json", "s.json", "--strict", until="5.png", streams=subprocess.PIPE) as process:
             process.send_signal(signal.SIGINT)
             output, errors = process.communicate(timeout=60)
             self.assertEqual(process.returncode, 1, errors)
@@ -343,14 +334,15 @@ class SequenceTest(Case):
         if subprocess.run(["unshare", "-rm", "true"], capture_output=True, check=False).returncode != 0:
             self.skipTest("this system lets no one make a mount namespace")
 
-    def run_on_tmpfs(self, mount_options, *arguments):
-        """Runs the tool with a tmpfs on `out`, in a namespace of its own, and lists what is on it afterwards."""
-        (self.folder / "out").mkdir(exist_ok=True)
-        script = f'mount -t tmpfs -o {mount_options} none out && "$@"; status=$?; find out -type f; exit $status'
+    def run_on_tmpfs(self, mount_options, *arguments, disk="out"):
+        """Runs the tool with a tmpfs on `disk`, in a namespace of its own, and lists what is on it afterwards."""
+        (self.folder / disk).mkdir(exist_ok=True)
+        script = f'mount -t tmpfs -o {mount_options} none {disk} && "$@"; status=$?; find {disk} -type f; exit $status'
         self.require_namespaces()
-        return subprocess.run(["unshare", "-rm", "sh", "-c", script, "sh", TOOL, "sequence", "--engine", ENGINE, "rec",
-                               "--output", "out", *arguments], cwd=self.folder, capture_output=True, text=True,
-                              timeout=120, check=False)
+        with self.start(*arguments, before=("unshare", "-rm", "sh", "-c", script, "sh"),
+                        streams=subprocess.PIPE) as process:
+            output, errors = process.communicate(timeout=120)
+        return subprocess.CompletedProcess(process.args, process.returncode, output, errors)
 
     def test_stops_when_the_disk_is_full_and_leaves_only_whole_files(self):
         self.make_tum()
@@ -363,15 +355,10 @@ class SequenceTest(Case):
 
     def test_leaves_no_video_that_a_full_disk_cut_short(self):
         # The results go elsewhere; only the video meets the full disk.
-        script = 'mount -t tmpfs -o size=40k none disk && "$@"; status=$?; ls -A disk; exit $status'
-        (self.folder / "disk").mkdir()
-        self.require_namespaces()
-        result = subprocess.run(["unshare", "-rm", "sh", "-c", script, "sh", TOOL, "sequence", "--engine", ENGINE,
-                                 "rec", "--output", "out", "--video", "disk/v.avi"], cwd=self.folder,
-                                capture_output=True, text=True, timeout=120, check=False)
+        result = self.run_on_tmpfs("size=40k", "--video", "disk/v.avi", disk="disk")
         self.expect_failure(result, 1, "The video is not written: disk/v.avi cannot be written whole. Make room on the")
         self.assertNotIn("stopped", result.stderr)
-        self.assertNotIn("v.", result.stdout.split("results")[1].split("out\n")[1])
+        self.assertNotIn("disk/", result.stdout)
         self.assertEqual(len(os.listdir(self.folder / "out/depth")), 6)
 
     def test_refuses_an_output_folder_that_cannot_be_written_to(self):
@@ -424,14 +411,8 @@ class SequenceTest(Case):
         self.assertEqual(list(self.folder.glob("v*")), [])
 
     def test_lets_an_ignored_interrupt_be_ignored(self):
-        for i in range(self.count):
-            self.write(f"rec/color/{i}.png", color_png(640, 480))
-            self.write(f"rec/depth/{i}.png", depth_png(640, 480))
-        with subprocess.Popen(["sh", "-c", 'trap "" INT; exec "$@"', "sh", TOOL, "sequence", "--engine", ENGINE, "rec",
-                               "--output", "out"], cwd=self.folder, stderr=subprocess.DEVNULL,
-                              stdout=subprocess.DEVNULL) as process:
-            while not (self.folder / "out/depth/0.png").exists() and process.poll() is None:
-                time.sleep(0.001)
+        self.make_frames(6)
+        with self.start(until="0.png", before=("sh", "-c", 'trap "" INT; exec "$@"', "sh")) as process:
             process.send_signal(signal.SIGINT)
             self.assertEqual(process.wait(60), 0)
 

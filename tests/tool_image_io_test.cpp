@@ -11,8 +11,7 @@
 #include "image_header.h"
 #include "image_io.h"
 #include "rgb_layout.h"
-#include "tool_failure.h"
-#include "tool_temporary_folder.h"
+#include "tool_support.h"
 
 namespace enhance_depth_tool {
 namespace {
@@ -61,16 +60,13 @@ TEST(ToolImageIo, RefusesOtherImagesWithTheReasonAndTheRemedy) {
        "f is a 16-bit PNG with 3 channels. Colour must be an 8-bit RGB image as PNG or JPEG."},
       {"transparent colour", true, encoded(".png", pattern(4, 4, CV_8UC4)),
        "f is an 8-bit PNG with 4 channels. Colour must be an 8-bit RGB image as PNG or JPEG. Remove the "
-       "alpha "
-       "channel."},
+       "alpha channel."},
       {"depth as a picture", false, encoded(".png", pattern(4, 4, CV_8UC3)),
        "f is an 8-bit PNG with 3 channels. Depth must be a 16-bit PNG with one channel. Give the camera's "
-       "depth "
-       "values, not a picture made of them."},
+       "depth values, not a picture made of them."},
       {"depth as a JPEG", false, encoded(".jpg", pattern(4, 4, CV_8UC1)),
        "f is an 8-bit JPEG with 1 channel. Depth must be a 16-bit PNG with one channel. Give the camera's "
-       "depth "
-       "values, not a picture made of them."},
+       "depth values, not a picture made of them."},
   };
   for (const auto& item : kCases) {
     SCOPED_TRACE(item.what);
@@ -138,8 +134,7 @@ TEST(ToolImageIo, SaysWhyAFileCannotBeRead) {
 TEST(ToolImageIo, TellsToRegisterImagesOfTwoSizes) {
   EXPECT_EQ(failure([] { require_same_size(pattern(8, 6, CV_8UC3), "c", pattern(4, 3, CV_16UC1), "d"); }),
             "c has 8 x 6 pixels and d has 4 x 3. Register the depth to the colour image first, so that both "
-            "have one "
-            "size.");
+            "have one size.");
 }
 
 TEST(ToolImageIo, KeepsEveryBitOfTheConfidence) {

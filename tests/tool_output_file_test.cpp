@@ -9,8 +9,7 @@
 
 #include "input_file.h"
 #include "output_file.h"
-#include "tool_failure.h"
-#include "tool_temporary_folder.h"
+#include "tool_support.h"
 
 namespace enhance_depth_tool {
 namespace {

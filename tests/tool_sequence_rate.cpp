@@ -24,7 +24,7 @@
 #include "stopwatch.h"
 #include "text.h"
 #include "tool_error.h"
-#include "tool_temporary_folder.h"
+#include "tool_support.h"
 
 namespace enhance_depth_tool {
 namespace {

@@ -1,10 +1,13 @@
-#ifndef ENHANCE_DEPTH_TESTS_TOOL_TEMPORARY_FOLDER_H
-#define ENHANCE_DEPTH_TESTS_TOOL_TEMPORARY_FOLDER_H
+// What the tests of the tool share.
+#ifndef ENHANCE_DEPTH_TESTS_TOOL_SUPPORT_H
+#define ENHANCE_DEPTH_TESTS_TOOL_SUPPORT_H
 
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+
+#include "tool_error.h"
 
 namespace enhance_depth_tool {
 
@@ -32,6 +35,22 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
+// The sentence that `function` fails with.
+template <typename Function>
+std::string failure(const Function& function) {
+  try {
+    function();
+  } catch (const ToolError& error) {
+    return error.what();
+  }
+  return "none";
+}
+
+template <typename Function>
+bool fails_with(const std::string& part, const Function& function) {
+  return failure(function).find(part) != std::string::npos;
+}
+
 }  // namespace enhance_depth_tool
 
-#endif  // ENHANCE_DEPTH_TESTS_TOOL_TEMPORARY_FOLDER_H
+#endif  // ENHANCE_DEPTH_TESTS_TOOL_SUPPORT_H
