@@ -122,12 +122,6 @@ class RefineTest(Case):
                             "Build the engine on this machine")
         self.expect_failure(self.refine(engine="missing.engine"), 3, "missing.engine", "(code 1)")
 
-    def test_reports_a_size_that_the_engine_does_not_admit(self):
-        self.write("color.png", color_png(2000, 4))
-        self.write("depth.png", depth_png(2000, 4))
-        self.expect_failure(self.refine(), 1, "cannot be set up for 2000 x 4 pixels", "(code 26)")
-        self.assertFalse((self.folder / "out.png").exists())
-
     def test_says_when_the_engine_has_no_confidence(self):
         text = ENGINE.read_text()
         start = text.index('[[tensor]]\nname = "confidence_output"')

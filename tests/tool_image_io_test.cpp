@@ -99,12 +99,6 @@ TEST(ToolImageIo, RefusesEveryCutOffFile) {
   }
 }
 
-TEST(ToolImageIo, RefusesDamagedPixels) {
-  Bytes png = encode_depth(pattern(40, 40, CV_16UC1));
-  png[png.size() / 2] ^= 0x10U;
-  EXPECT_EQ(failure([&] { decode_depth(png, "f"); }), "f is damaged. Copy or record it again.");
-}
-
 TEST(ToolImageIo, RefusesHugeImagesBeforeTheyAreDecoded) {
   Bytes png = encode_depth(pattern(4, 4, CV_16UC1));
   constexpr std::size_t kWidth = 16;  // of the four bytes of the width
@@ -129,12 +123,6 @@ TEST(ToolImageIo, SaysWhyAFileCannotBeRead) {
     EXPECT_EQ(failure([&, path = folder / name] { read_color(path); }), (folder / name).string() + reason);
   }
   EXPECT_EQ(read_beginning(folder / "huge", 3), (Bytes{'x', 0, 0}));
-}
-
-TEST(ToolImageIo, TellsToRegisterImagesOfTwoSizes) {
-  EXPECT_EQ(failure([] { require_same_size(pattern(8, 6, CV_8UC3), "c", pattern(4, 3, CV_16UC1), "d"); }),
-            "c has 8 x 6 pixels and d has 4 x 3. Register the depth to the colour image first, so that both "
-            "have one size.");
 }
 
 TEST(ToolImageIo, KeepsEveryBitOfTheConfidence) {
