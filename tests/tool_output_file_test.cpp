@@ -94,8 +94,8 @@ TEST(ToolOutputFile, RefusesUnusableTargets) {
       failure([&] { require_writable(folder / "no/a.png", {".png"}); }),
       path + "/no/a.png cannot be written: the folder " + path + "/no does not exist. Create it first.");
   fs::create_symlink("circle", folder / "circle");
-  EXPECT_EQ(failure([&] { require_writable(folder / "circle/a.png", {".png"}); }).substr(0, path.size() + 26),
-            path + "/circle cannot be reached:");
+  EXPECT_TRUE(fails_with("circle cannot be reached: Too many levels",
+                         [&] { require_writable(folder / "circle/a.png", {}); }));
   EXPECT_EQ(failure([&] { require_writable(pipe, {".png"}); }),
             path + "/pipe.png cannot be written: something that is not a regular file has that name.");
 }

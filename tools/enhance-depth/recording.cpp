@@ -86,7 +86,7 @@ std::vector<fs::path> matches_of(const std::string& pattern) {
   const auto stops = [](const char* /*folder*/, int reason) { return reason == ENOENT ? 0 : 1; };
   const int result = glob(pattern.c_str(), 0, stops, &found);
   const int reason = errno;
-  const std::vector<fs::path> files(found.gl_pathv, found.gl_pathv + found.gl_pathc);
+  std::vector<fs::path> files(found.gl_pathv, found.gl_pathv + found.gl_pathc);
   globfree(&found);
   if (result != 0 && result != GLOB_NOMATCH) {
     refuse_folder(pattern, std::strerror(reason));
