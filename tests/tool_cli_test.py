@@ -227,9 +227,10 @@ class SequenceTest(Case):
         self.assertEqual(self.sequence("--output", "whole", *options).returncode, 0)
         with self.start(*options, until="3.png") as process:
             process.send_signal(signal.SIGSTOP)
-            self.expect_failure(self.sequence("--resume", *options), 2, "Another run writes to the output folder out.")
+            second = self.sequence("--resume", *options)
             process.kill()
             self.assertEqual(process.wait(), -signal.SIGKILL)
+        self.expect_failure(second, 2, "Another run writes to the output folder out.")
         self.assertFalse((self.folder / "out/depth/11.png").exists(), "the kill came too late to show anything")
         self.expect_failure(self.sequence("--output", "out", *options), 2, "is there already", "--resume")
         result = self.sequence("--output", "out", "--resume", *options)
