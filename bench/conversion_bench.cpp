@@ -16,6 +16,7 @@
 #include "cache.h"
 #include "convert/depth_conversion.h"
 #include "measure.h"
+#include "places.h"
 #include "scalar_conversion.h"
 #include "sse_conversion.h"
 #include "test_images.h"
@@ -27,14 +28,28 @@ namespace {
 constexpr std::size_t kMovedBytes = sizeof(std::uint16_t) + sizeof(float);
 constexpr std::size_t kCopiedBytes = kMovedBytes / 2;
 
-enum class Caches { kWarm, kCold };
+// Memory that starts with a line of the cache, as an image of OpenCV does: no register of any width then
+// lies across two lines.
+class Lines {
+ public:
+  explicit Lines(std::size_t bytes) : lines_(bytes / sizeof(Line) + 1) {}
+  std::uint8_t* data() { return lines_.front().bytes; }
+  const std::uint8_t* data() const { return lines_.front().bytes; }
+  std::size_t size() const { return lines_.size() * sizeof(Line); }
+
+ private:
+  struct alignas(64) Line {
+    std::uint8_t bytes[64];
+  };
+  std::vector<Line> lines_;
+};
 
 // One piece of memory for each size, which everything measured on that size shares: where memory lies decides
 // a part of its speed, and none shall have the better place.
 struct Arena {
-  explicit Arena(std::size_t pixels) : source(pixels * sizeof(float)), destination(source.size()) {}
-  std::vector<std::uint8_t> source;
-  std::vector<std::uint8_t> destination;
+  explicit Arena(std::size_t pixels) : source(pixels * sizeof(float)), destination(pixels * sizeof(float)) {}
+  Lines source;
+  Lines destination;
 };
 
 Arena& arena_for(ImageSize size) {
@@ -136,7 +151,7 @@ void convert(benchmark::State& state,
   auto* const source = reinterpret_cast<typename Conversion::Source*>(arena.source.data());
   auto* const destination = reinterpret_cast<typename Conversion::Destination*>(arena.destination.data());
   std::copy(input.begin(), input.end(), source);
-  std::fill(arena.destination.begin(), arena.destination.end(), std::uint8_t{0xA5});
+  std::memset(arena.destination.data(), 0xA5, arena.destination.size());
 
   measure_conversion(state, arena, caches, size, input.size() * sizeof(*source),
                      input.size() * sizeof(*destination), [&] { loop(source, destination, input.size()); });
@@ -173,13 +188,8 @@ void add(const std::string& name, ImageSize size, Caches caches, Function functi
   if (caches == Caches::kCold) {
     // Evicting takes longer than what is measured: a few iterations have to do, the fewer the larger the
     // image.
-    constexpr std::size_t kPixels = 4'000'000;
-    added->Iterations(static_cast<benchmark::IterationCount>(kPixels / size.pixels() + 1));
+    added->Iterations(iterations_for(size, 4'000'000));
   }
-}
-
-std::string place_name(ImageSize size, Caches caches) {
-  return "/" + size.name() + (caches == Caches::kWarm ? "/warm" : "/cold");
 }
 
 template <typename Conversion>

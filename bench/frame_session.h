@@ -26,12 +26,10 @@ void reset_handle(const Handle& handle, ImageSize size);
 
 class FrameSession {
  public:
-  // Throws std::runtime_error when the library or the board refuses something.
-  explicit FrameSession(ImageSize size);
+  enum class FirstFrame { kProcessed, kLater };
 
-  // The session of that size, made when it is first asked for: everything measured on one size shares its
-  // buffers.
-  static FrameSession& for_size(ImageSize size);
+  // Throws std::runtime_error when the library or the board refuses something.
+  explicit FrameSession(ImageSize size, FirstFrame first_frame = FirstFrame::kProcessed);
 
   // One frame through the library. False when it fails.
   bool process();
@@ -54,8 +52,6 @@ class FrameSession {
   // Compares what the last frame left on the host and on the device with what it must be. Empty, or the first
   // fault.
   std::string check();
-
-  std::size_t pixels() const { return size_.pixels(); }
 
   // What a frame reads and writes for each pixel: two conversions, staging of colour and depth, and four
   // copies between host and device.

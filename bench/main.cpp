@@ -1,5 +1,6 @@
 // enhance_depth_bench: what the library costs. scripts/bench runs it and prints the ratios that count.
 #include <benchmark/benchmark.h>
+#include <gnu/libc-version.h>
 #include <opencv2/core.hpp>
 
 #include "conversion_bench.h"
@@ -15,6 +16,7 @@ int main(int argc, char** argv) {
   emulated_board::capture_log(true);
   benchmark::AddCustomContext("library", enhance_depth_get_version());
   benchmark::AddCustomContext("compiler", __VERSION__);
+  benchmark::AddCustomContext("libc", gnu_get_libc_version());
   benchmark::AddCustomContext("opencv", CV_VERSION ", vector instructions " + cv::getCPUFeaturesLine());
 
   enhance_depth_bench::register_conversions();

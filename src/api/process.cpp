@@ -62,6 +62,7 @@ void convert_depth(TrtEngineWrapper& wrapper, const enhance_depth_input& input) 
   }
   const std::size_t count = static_cast<std::size_t>(input.height) * static_cast<std::size_t>(input.width);
   if (wrapper.depth_f32.size() != count) {
+    wrapper.depth_f32.clear();  // growing shall not copy what is overwritten below
     wrapper.depth_f32.resize(count);
   }
   convert_depth_u16_to_f32_neon(input.depth, wrapper.depth_f32.data(), count);
