@@ -40,8 +40,11 @@ const char* remedy(std::int32_t code) {
       return " Check that the TensorRT libraries and the GPU driver fit.";
     case ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED:
       return " Build the engine on this machine, with its TensorRT version.";
-    case ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED:
     case ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED:
+      return " Check that the GPU's driver is there and fits, and that you may use the GPU (group video); if "
+             "all "
+             "that is so, end other programs that use it.";
+    case ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED:
     case ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED:
       return " Free device memory: end other programs that use the GPU, or use smaller images.";
     case ENHANCE_DEPTH_ERROR_MEMCPY_FAILED:
