@@ -181,12 +181,12 @@ EngineDescription read_description(const toml::table& root) {
   if (format == nullptr || format->value<std::string_view>() != kFormat) {
     throw Refusal("it is not an engine of the emulated board: it does not say format = " + quoted(kFormat));
   }
-  const toml::node& version = required(root, "version", "the description");
+  const std::string what = "the description";
+  const toml::node& version = required(root, "version", what);
   if (version.value_exact<std::int64_t>() != kVersion) {
     refuse(version, "\"version\" must be " + std::to_string(kVersion));
   }
-  refuse_unknown_keys(root, {"format", "version", "network", "parameters", "tensor", "profile"},
-                      "the description");
+  refuse_unknown_keys(root, {"format", "version", "network", "parameters", "tensor", "profile"}, what);
 
   EngineDescription engine;
   engine.network = read_network(root);
