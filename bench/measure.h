@@ -31,8 +31,8 @@ void measure(benchmark::State& state, Prepare prepare, Work work) {
 
 template <typename Work>
 void measure(benchmark::State& state, Work work) {
-  measure(
-      state, [] {}, work);
+  const auto nothing = [] {};
+  measure(state, nothing, work);
 }
 
 // Turns iterations into pixels and bytes per second.

@@ -36,8 +36,8 @@ void report_error(nvinfer1::ILogger& logger, emulated_board::Function function, 
 }
 
 void tensorrt_destructor(emulated_board::Function function, nvinfer1::ILogger& logger) noexcept {
-  tensorrt_call(
-      function, logger, 0, [] { return std::string(); }, [] { return 0; });
+  const auto no_arguments = [] { return std::string(); };
+  tensorrt_call(function, logger, 0, no_arguments, [] { return 0; });
 }
 
 }  // namespace emulated_nvinfer

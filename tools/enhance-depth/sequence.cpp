@@ -188,8 +188,8 @@ int refine_sequence(const SequenceOptions& options) {
     }
   };
   if (recording.timed) {
-    finish(
-        "The lists are", [&] { output.write_lists(recording); }, "--resume writes them.");
+    const auto write = [&] { output.write_lists(recording); };
+    finish("The lists are", write, "--resume writes them.");
   }
   if (video) {
     const auto write = [&] {
