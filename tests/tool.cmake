@@ -11,10 +11,6 @@ target_link_libraries(tool_test PRIVATE
   enhance_depth_tool nlohmann_json::nlohmann_json enhance_depth_flags GTest::gtest_main)
 gtest_discover_tests(tool_test)
 
-# A measurement, not a test: cmake --build ... --target tool_sequence_rate
-add_executable(tool_sequence_rate EXCLUDE_FROM_ALL tool_sequence_rate.cpp)
-target_link_libraries(tool_sequence_rate PRIVATE enhance_depth_tool enhance_depth_flags)
-
 if(ENHANCE_DEPTH_EMULATOR)
   find_package(Python3 REQUIRED COMPONENTS Interpreter)
   add_test(NAME tool_cli COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tool_cli_test.py

@@ -1,10 +1,10 @@
 // How well the stages of `enhance-depth sequence` overlap: the rate of each stage alone, then of all
 // together.
 //
-//   tool_sequence_rate ENGINE RECORDING FRAMES
+//   tool_sequence_rate ENGINE RECORDING FRAMES OUTPUT
 //
-// Prints the rates and the share of the slowest stage's own rate that the whole reaches. Runs by hand: on a
-// busy machine the figures mean nothing.
+// Prints the rates and the share of the slowest stage's own rate that the whole reaches, and leaves the
+// results in the folder OUTPUT. Runs by hand: on a busy machine the figures mean nothing.
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
@@ -24,7 +24,6 @@
 #include "stopwatch.h"
 #include "text.h"
 #include "tool_error.h"
-#include "tool_support.h"
 
 namespace enhance_depth_tool {
 namespace {
@@ -41,11 +40,11 @@ double rate(const char* name, const std::vector<FrameFiles>& frames, const Stage
   return result;
 }
 
-int measure(const std::string& engine_path, const std::string& recording_path, std::size_t count) {
+int measure(const std::string& engine_path, const std::string& recording_path, std::size_t count,
+            const std::string& output_path) {
   std::vector<FrameFiles> frames = open_recording(recording_path, 0.02).frames;
   frames.resize(std::min(frames.size(), count));
-  const TemporaryFolder folder;
-  const SequenceOutput output(folder / "all", true, false);
+  const SequenceOutput output(output_path, true, false);
   output.create_folders();
   Engine engine(engine_path);
 
@@ -82,12 +81,12 @@ int measure(const std::string& engine_path, const std::string& recording_path, s
 }  // namespace enhance_depth_tool
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
-    std::cerr << "usage: tool_sequence_rate ENGINE RECORDING FRAMES\n";
+  if (argc != 5) {
+    std::cerr << "usage: tool_sequence_rate ENGINE RECORDING FRAMES OUTPUT\n";
     return EXIT_FAILURE;
   }
   try {
-    return enhance_depth_tool::measure(argv[1], argv[2], std::stoul(argv[3]));
+    return enhance_depth_tool::measure(argv[1], argv[2], std::stoul(argv[3]), argv[4]);
   } catch (const std::exception& error) {
     std::cerr << error.what() << "\n";
     return EXIT_FAILURE;
