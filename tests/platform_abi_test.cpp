@@ -58,13 +58,44 @@ void wrong_slot() {
   std::abort();
 }
 
-// What the last call came with.
+// What the last call came with: its slot and its arguments.
 const void* called_on;
 std::string called_with;
 
-template <typename Function>
-Slot slot(Function* function) {
-  return reinterpret_cast<Slot>(function);
+cudaStream_t const kStream = reinterpret_cast<cudaStream_t>(0x1234);
+
+// Arguments as texts: the names, data and addresses that the tests pass are all texts.
+std::string text_of(std::int32_t value) { return std::to_string(value); }
+std::string text_of(std::size_t value) { return std::to_string(value); }
+std::string text_of(const void* text) { return static_cast<const char*>(text); }
+std::string text_of(const Dims* dims) { return std::to_string(dims->d[7]); }
+std::string text_of(cudaStream_t stream) { return stream == kStream ? "the stream" : "?"; }
+
+// What each type of function returns.
+template <typename Result>
+Result answer() {
+  if constexpr (std::is_same_v<Result, Dims>) {
+    return {7, {}};
+  } else if constexpr (std::is_same_v<Result, void*>) {
+    return &called_on;
+  } else if constexpr (std::is_same_v<Result, const char*>) {
+    return "a name";
+  } else if constexpr (!std::is_void_v<Result>) {
+    return Result{1};
+  }
+}
+
+// A function as the binary interface sees it, with the object first, and its place in the table, which it
+// notes.
+template <int index, typename Result, typename... Arguments>
+std::pair<int, Slot> slot() {
+  Result (*const function)(void*, Arguments...) = [](void* self, Arguments... arguments) {
+    called_on = self;
+    called_with = std::to_string(index);
+    ((called_with += " " + text_of(arguments)), ...);
+    return answer<Result>();
+  };
+  return {index, reinterpret_cast<Slot>(function)};
 }
 
 Table table_with(std::initializer_list<std::pair<int, Slot>> slots) {
@@ -92,144 +123,73 @@ class FakeObject {
   FakeObject(std::initializer_list<std::pair<int, Slot>> slots) : table_(table_with(slots)) {}
   // Through a volatile pointer, so that the compiler does not look behind it.
   Interface* get() { return object_; }
-  void expect_called(const std::string& arguments) {
+  void expect_called(const std::string& slot_and_arguments) {
     EXPECT_EQ(called_on, &behind_);
-    EXPECT_EQ(called_with, arguments);
+    EXPECT_EQ(called_with, slot_and_arguments);
     called_on = nullptr;
-    called_with.clear();
   }
   void release_and_expect_its_destructor() {
     enhance_depth::TrtDeleter<Interface>()(get());
     EXPECT_EQ(called_on, &face_);
-    EXPECT_EQ(called_with, "deleted");
+    EXPECT_EQ(called_with, "1");
   }
 
  private:
-  static void deleting_destructor(void* self) {
-    called_on = self;
-    called_with = "deleted";
-  }
   Table table_;
-  Table face_table_ = table_with({{1, slot(&deleting_destructor)}});
+  Table face_table_ = table_with({slot<1, void>()});  // the deleting destructor
   Behind behind_{table_.data()};
   Face face_{face_table_.data(), &behind_};
   Interface* volatile object_ = reinterpret_cast<Interface*>(&face_);
 };
 
-// The functions behind the slots, as the binary interface sees them: the object comes first.
-Dims shape_of(int rank) {
-  Dims shape{};
-  shape.nbDims = rank;
-  return shape;
-}
-Dims by_name(void* self, const char* name) {
-  called_on = self;
-  called_with = name;
-  return shape_of(7);
-}
-std::int32_t number_by_name(void* self, const char* name) {
-  called_on = self;
-  called_with = name;
-  return 2;
-}
-std::int32_t count(void* self) {
-  called_on = self;
-  return 42;
-}
-bool on_stream(void* self, cudaStream_t stream) {
-  called_on = self;
-  called_with = stream == reinterpret_cast<cudaStream_t>(0x1234) ? "the stream" : "?";
-  return true;
-}
-
 TEST(PlatformInterface, RuntimeCallsItsSlots) {
-  FakeObject<IRuntime> runtime({{3, slot(+[](void* self, const void* blob, std::size_t size) -> void* {
-                                   called_on = self;
-                                   called_with = std::string(static_cast<const char*>(blob), size);
-                                   return &called_on;
-                                 })}});
-  EXPECT_EQ(static_cast<void*>(runtime.get()->deserializeCudaEngine("engine and more", 6)), &called_on);
-  runtime.expect_called("engine");
+  FakeObject<IRuntime> runtime({slot<3, void*, const void*, std::size_t>()});
+  EXPECT_EQ(static_cast<void*>(runtime.get()->deserializeCudaEngine("engine", 5)), &called_on);
+  runtime.expect_called("3 engine 5");
   runtime.release_and_expect_its_destructor();
 }
 
 TEST(PlatformInterface, EngineCallsItsSlots) {
-  FakeObject<ICudaEngine> engine(
-      {{5, slot(+[](void* self, std::int32_t strategy) -> void* {
-          called_on = self;
-          called_with = std::to_string(strategy);
-          return &called_on;
-        })},
-       {10, slot(&count)},
-       {19, slot(&by_name)},
-       {20, slot(&number_by_name)},
-       {23, slot(&number_by_name)},
-       {29, slot(+[](void* self, const char* name, std::int32_t profile, std::int32_t select) {
-          called_on = self;
-          called_with = std::string(name) + " " + std::to_string(profile) + " " + std::to_string(select);
-          return shape_of(5);
-        })},
-       {30, slot(+[](void* self) -> std::int32_t {
-          called_on = self;
-          return 43;
-        })},
-       {31, slot(+[](void* self, std::int32_t index) {
-          called_on = self;
-          called_with = std::to_string(index);
-          return "a name";
-        })}});
+  FakeObject<ICudaEngine> engine({slot<5, void*, std::int32_t>(), slot<10, std::int32_t>(),
+                                  slot<19, Dims, const char*>(), slot<20, std::int32_t, const char*>(),
+                                  slot<23, std::int32_t, const char*>(),
+                                  slot<29, Dims, const char*, std::int32_t, std::int32_t>(),
+                                  slot<30, std::int32_t>(), slot<31, const char*, std::int32_t>()});
   const auto strategy = ExecutionContextAllocationStrategy::kUSER_MANAGED;
   EXPECT_EQ(static_cast<void*>(engine.get()->createExecutionContext(strategy)), &called_on);
-  engine.expect_called("2");
-  EXPECT_EQ(engine.get()->getNbOptimizationProfiles(), 42);
-  engine.expect_called("");
+  engine.expect_called("5 2");
+  EXPECT_EQ(engine.get()->getNbOptimizationProfiles(), 1);
+  engine.expect_called("10");
   EXPECT_EQ(engine.get()->getTensorShape("rgb").nbDims, 7);
-  engine.expect_called("rgb");
-  EXPECT_EQ(engine.get()->getTensorDataType("dep"), DataType::kINT8);
-  engine.expect_called("dep");
-  EXPECT_EQ(engine.get()->getTensorIOMode("pred"), TensorIOMode::kOUTPUT);
-  engine.expect_called("pred");
-  EXPECT_EQ(engine.get()->getProfileShape("rgb", 3, OptProfileSelector::kMAX).nbDims, 5);
-  engine.expect_called("rgb 3 2");
-  EXPECT_EQ(engine.get()->getNbIOTensors(), 43);
-  engine.expect_called("");
+  engine.expect_called("19 rgb");
+  EXPECT_EQ(engine.get()->getTensorDataType("dep"), DataType::kHALF);
+  engine.expect_called("20 dep");
+  EXPECT_EQ(engine.get()->getTensorIOMode("pred"), TensorIOMode::kINPUT);
+  engine.expect_called("23 pred");
+  EXPECT_EQ(engine.get()->getProfileShape("rgb", 3, OptProfileSelector::kMAX).nbDims, 7);
+  engine.expect_called("29 rgb 3 2");
+  EXPECT_EQ(engine.get()->getNbIOTensors(), 1);
+  engine.expect_called("30");
   EXPECT_STREQ(engine.get()->getIOTensorName(6), "a name");
-  engine.expect_called("6");
+  engine.expect_called("31 6");
   engine.release_and_expect_its_destructor();
 }
 
 TEST(PlatformInterface, ContextCallsItsSlots) {
   FakeObject<IExecutionContext> context(
-      {{17, slot(+[](void* self, std::int32_t profile, cudaStream_t stream) {
-          on_stream(self, stream);
-          called_with += " " + std::to_string(profile);
-          return true;
-        })},
-       {21, slot(+[](void* self, const char* name, const Dims* dims) {
-          called_on = self;
-          called_with = std::string(name) + " " + std::to_string(dims->d[7]);
-          return true;
-        })},
-       {22, slot(&by_name)},
-       {24, slot(+[](void* self, const char* name, void* data) {
-          called_on = self;
-          *static_cast<std::string*>(data) = name;
-          return true;
-        })},
-       {37, slot(&on_stream)}});
-  const auto stream = reinterpret_cast<cudaStream_t>(0x1234);
-  EXPECT_TRUE(context.get()->setOptimizationProfileAsync(9, stream));
-  context.expect_called("the stream 9");
+      {slot<17, bool, std::int32_t, cudaStream_t>(), slot<21, bool, const char*, const Dims*>(),
+       slot<22, Dims, const char*>(), slot<24, bool, const char*, void*>(), slot<37, bool, cudaStream_t>()});
+  EXPECT_TRUE(context.get()->setOptimizationProfileAsync(9, kStream));
+  context.expect_called("17 9 the stream");
   EXPECT_TRUE(context.get()->setInputShape("dep", {8, {1, 2, 3, 4, 5, 6, 7, 88}}));
-  context.expect_called("dep 88");
+  context.expect_called("21 dep 88");
   EXPECT_EQ(context.get()->getTensorShape("pred").nbDims, 7);
-  context.expect_called("pred");
-  std::string data;
-  EXPECT_TRUE(context.get()->setTensorAddress("rgb", &data));
-  context.expect_called("");
-  EXPECT_EQ(data, "rgb");
-  EXPECT_TRUE(context.get()->enqueueV3(stream));
-  context.expect_called("the stream");
+  context.expect_called("22 pred");
+  char address[] = "an address";
+  EXPECT_TRUE(context.get()->setTensorAddress("rgb", address));
+  context.expect_called("24 rgb an address");
+  EXPECT_TRUE(context.get()->enqueueV3(kStream));
+  context.expect_called("37 the stream");
   context.release_and_expect_its_destructor();
 }
 
