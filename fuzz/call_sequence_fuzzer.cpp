@@ -12,6 +12,7 @@
 
 #include "emulated_board/control.h"
 #include "enhance_depth.h"
+#include "support/temporary_directory.h"
 #include "support/test_engine.h"
 
 namespace {
@@ -66,8 +67,8 @@ const std::vector<std::string>& engine_paths() {
       directory.write("whole", test_support::TestEngine{}.text()),
       directory.write("garbage", "no engine"),
       directory.write("empty", ""),
-      directory.path("missing"),
-      directory.path("")};
+      directory / "missing",
+      directory / ""};
   return paths;
 }
 

@@ -136,59 +136,41 @@ TEST_F(IoContract, AcceptsThreeOrFourTensorsInAnyOrder) {
 }
 
 TEST_F(IoContract, RefusesEveryOtherEngineAndSaysWhy) {
-  TestTensor float_rgb = rgb_tensor();
-  float_rgb.type = "float";
-  TestTensor output_rgb = rgb_tensor();
-  output_rgb.direction = "output";
-  TestTensor half_dep = dep_tensor();
-  half_dep.type = "half";
-  TestTensor input_pred = pred_tensor();
-  input_pred.direction = "input";
-  input_pred.type = "int8";
-  TestTensor int64_pred = pred_tensor();
-  int64_pred.type = "int64";
-  TestTensor input_conf = conf_tensor();
-  input_conf.direction = "input";
-  TestTensor int4_conf = conf_tensor();
-  int4_conf.type = "int4";
+  const TestTensor rgb = rgb_tensor();
+  const TestTensor dep = dep_tensor();
+  const TestTensor pred = pred_tensor();
+  const TestTensor conf = conf_tensor();
   const TestTensor extra{"extra", "output", "float", {1}};
-  const TestTensor upper_case{"DEP", "input", "float", {1, 1, -1, -1}};
+  const auto with = [](TestTensor tensor, const char* direction, const char* type) {
+    tensor.direction = direction;
+    tensor.type = type;
+    return tensor;
+  };
+  const char* count = "Expected 3 or 4 IO tensors in the engine.";
+  const std::string missing = "Required tensor not found in engine: ";
+  const std::string mode = "Tensor mode mismatch for ";
+  const std::string dtype = "Tensor dtype mismatch for ";
   const struct {
     std::vector<TestTensor> tensors;
     int code;
-    const char* message;
-    int tensors_logged;
+    std::string message;
+    std::size_t tensors_logged;
   } kCases[] = {
-      {{}, 32, "Expected 3 or 4 IO tensors in the engine.", 0},
-      {{rgb_tensor(), dep_tensor()}, 32, "Expected 3 or 4 IO tensors in the engine.", 0},
-      {{rgb_tensor(), dep_tensor(), pred_tensor(), conf_tensor(), extra},
-       32,
-       "Expected 3 or 4 IO tensors in the engine.",
-       0},
-      {{dep_tensor(), pred_tensor(), extra}, 29, "Required tensor not found in engine: rgb", 0},
-      {{rgb_tensor(), pred_tensor(), upper_case}, 29, "Required tensor not found in engine: dep", 1},
-      {{rgb_tensor(), dep_tensor(), conf_tensor()}, 29, "Required tensor not found in engine: pred", 2},
-      {{output_rgb, dep_tensor(), pred_tensor()}, 30, "Tensor mode mismatch for rgb", 1},
-      {{rgb_tensor(), dep_tensor(), input_pred}, 30, "Tensor mode mismatch for pred", 3},
-      {{rgb_tensor(), dep_tensor(), pred_tensor(), input_conf},
-       30,
-       "Tensor mode mismatch for confidence_output",
-       4},
-      {{float_rgb, dep_tensor(), pred_tensor()},
+      {{}, 32, count, 0},
+      {{rgb, dep}, 32, count, 0},
+      {{rgb, dep, pred, conf, extra}, 32, count, 0},
+      {{dep, pred, extra}, 29, missing + "rgb", 0},
+      {{rgb, pred, {"DEP", "input", "float", {1, 1, -1, -1}}}, 29, missing + "dep", 1},
+      {{rgb, dep, conf}, 29, missing + "pred", 2},
+      {{with(rgb, "output", "uint8"), dep, pred}, 30, mode + "rgb", 1},
+      {{rgb, dep, with(pred, "input", "int8")}, 30, mode + "pred", 3},
+      {{rgb, dep, pred, with(conf, "input", "float")}, 30, mode + "confidence_output", 4},
+      {{with(rgb, "input", "float"), dep, pred}, 31, dtype + "rgb. Expected UINT8, got FLOAT", 1},
+      {{rgb, with(dep, "input", "half"), pred}, 31, dtype + "dep. Expected FLOAT, got HALF", 2},
+      {{rgb, dep, with(pred, "output", "int64")}, 31, dtype + "pred. Expected FLOAT, got INT64", 3},
+      {{rgb, dep, pred, with(conf, "output", "int4")},
        31,
-       "Tensor dtype mismatch for rgb. Expected UINT8, got FLOAT",
-       1},
-      {{rgb_tensor(), half_dep, pred_tensor()},
-       31,
-       "Tensor dtype mismatch for dep. Expected FLOAT, got HALF",
-       2},
-      {{rgb_tensor(), dep_tensor(), int64_pred},
-       31,
-       "Tensor dtype mismatch for pred. Expected FLOAT, got INT64",
-       3},
-      {{rgb_tensor(), dep_tensor(), pred_tensor(), int4_conf},
-       31,
-       "Tensor dtype mismatch for confidence_output. Expected FLOAT, got UNKNOWN",
+       dtype + "confidence_output. Expected FLOAT, got UNKNOWN",
        4},
   };
   for (const auto& example : kCases) {
@@ -201,8 +183,8 @@ TEST_F(IoContract, RefusesEveryOtherEngineAndSaysWhy) {
     EXPECT_EQ(enhance_depth_create(path.c_str(), error), nullptr);
     EXPECT_EQ(error.read(),
               (test_support::Record{example.code, example.message, "enhance_depth_create", path}));
-    EXPECT_EQ(enhance_depth_get_last_error(nullptr), std::string(example.message));
-    EXPECT_EQ(logged(1).size(), static_cast<std::size_t>(example.tensors_logged)) << example.message;
+    EXPECT_EQ(enhance_depth_get_last_error(nullptr), example.message);
+    EXPECT_EQ(logged(1).size(), example.tensors_logged) << example.message;
     EXPECT_EQ(logged(3), std::vector<std::string>{example.message});
   }
 }

@@ -2,6 +2,8 @@
 #include "api/error_record.h"
 
 #include <climits>
+#include <functional>
+#include <map>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -132,26 +134,22 @@ TEST_F(LastError, RecordLeftInTheOutPlaceIsFreedByTheNextCall) {
   enhance_depth_output output{};
   float threshold = 0;
   ErrorPlace error;
-  const auto leave_a_record = [&] {
+  Handle another;
+  const std::function<bool()> kCalls[] = {
+      [&] { return enhance_depth_process(handle.get(), &input, &output, error) == 1; },
+      [&] { return enhance_depth_reset(handle.get(), 64, 48, error) == 1; },
+      [&] { return enhance_depth_set_confidence_threshold(handle.get(), 0.5F, error) == 1; },
+      [&] { return enhance_depth_get_confidence_threshold(handle.get(), &threshold, error) == 1; },
+      [&] {
+        another.reset(enhance_depth_create((directory_ / "test.engine").c_str(), error));
+        return another != nullptr;
+      }};
+  for (const auto& call : kCalls) {
     EXPECT_EQ(enhance_depth_reset(nullptr, 1, 1, error), 0);
     EXPECT_FALSE(error.empty());
-  };
-  leave_a_record();
-  EXPECT_EQ(enhance_depth_process(handle.get(), &input, &output, error), 1);
-  EXPECT_TRUE(error.empty());
-  leave_a_record();
-  EXPECT_EQ(enhance_depth_reset(handle.get(), 64, 48, error), 1);
-  EXPECT_TRUE(error.empty());
-  leave_a_record();
-  EXPECT_EQ(enhance_depth_set_confidence_threshold(handle.get(), 0.5F, error), 1);
-  EXPECT_TRUE(error.empty());
-  leave_a_record();
-  EXPECT_EQ(enhance_depth_get_confidence_threshold(handle.get(), &threshold, error), 1);
-  EXPECT_TRUE(error.empty());
-  leave_a_record();
-  const Handle another(enhance_depth_create(directory_.path("test.engine").c_str(), error));
-  EXPECT_NE(another, nullptr);
-  EXPECT_TRUE(error.empty());
+    EXPECT_TRUE(call()) << "call " << &call - kCalls;
+    EXPECT_TRUE(error.empty()) << "call " << &call - kCalls;
+  }
 }
 
 // A person who reads a record's line must find the one place that it names.
@@ -159,46 +157,46 @@ TEST_F(LastError, EveryReportingPlaceHasALineOfItsOwn) {
   const Handle handle = create();
   const test_support::Frame frame(640, 480);
   enhance_depth_output output{};
-  std::set<int> lines;
-  int places = 0;
-  const auto note = [&](int result, const ErrorPlace& error) {
-    EXPECT_EQ(result, 0);
+  using Call = std::function<int(enhance_error**)>;
+  const auto process_with = [&](const std::function<void(enhance_depth_input&)>& change) -> Call {
+    return [&, change](enhance_error** error) {
+      enhance_depth_input input = frame.input();
+      change(input);
+      return enhance_depth_process(handle.get(), &input, &output, error);
+    };
+  };
+  const auto get = [](enhance_depth_handle from) -> Call {
+    return
+        [=](enhance_error** error) { return enhance_depth_get_confidence_threshold(from, nullptr, error); };
+  };
+  const Call kCalls[] = {
+      process_with([](auto& input) { input.rgb = nullptr; }),
+      process_with([](auto& input) { input.width = 1; }),
+      process_with([](auto& input) { input.rgb_stride = 1; }),
+      process_with([](auto& input) { input.depth_stride = 1; }),
+      process_with([](auto&) { emulated_board::fail_call("cudaMemcpyAsync", 1); }),
+      [&](enhance_error** error) { return enhance_depth_process(handle.get(), nullptr, &output, error); },
+      [](enhance_error** error) { return enhance_depth_process(nullptr, nullptr, nullptr, error); },
+      [](enhance_error** error) { return enhance_depth_create(nullptr, error) != nullptr; },
+      [](enhance_error** error) { return enhance_depth_create("/nonexistent", error) != nullptr; },
+      [](enhance_error** error) { return enhance_depth_reset(nullptr, 1, 1, error); },
+      [&](enhance_error** error) { return enhance_depth_reset(handle.get(), 0, 1, error); },
+      [&](enhance_error** error) {
+        emulated_board::fail_call("cudaMemset", 1);
+        return enhance_depth_reset(handle.get(), 64, 48, error);
+      },
+      [](enhance_error** error) { return enhance_depth_set_confidence_threshold(nullptr, 1, error); },
+      get(nullptr),
+      get(handle.get()),
+  };
+  std::map<int, std::string> places;  // the first message of each line
+  for (const Call& call : kCalls) {
+    ErrorPlace error;
+    EXPECT_EQ(call(error), 0);
     ASSERT_FALSE(error.empty());
-    lines.insert(error.get()->line);
-    ++places;
-    EXPECT_EQ(lines.size(), static_cast<std::size_t>(places))
-        << error.get()->message << " in " << error.get()->line;
-  };
-  const auto process_with = [&](auto change) {
-    enhance_depth_input input = frame.input();
-    change(input);
-    ErrorPlace error;
-    note(enhance_depth_process(handle.get(), &input, &output, error), error);
-  };
-  process_with([](auto& input) { input.rgb = nullptr; });
-  process_with([](auto& input) { input.width = 1; });
-  process_with([](auto& input) { input.rgb_stride = 1; });
-  process_with([](auto& input) { input.depth_stride = 1; });
-  emulated_board::fail_call("cudaMemcpyAsync", 1);
-  process_with([](auto&) {});
-  const auto call = [&](auto function) {
-    ErrorPlace error;
-    note(function(error), error);
-  };
-  call([&](enhance_error** error) { return enhance_depth_process(handle.get(), nullptr, &output, error); });
-  call([&](enhance_error** error) { return enhance_depth_process(nullptr, nullptr, nullptr, error); });
-  call([&](enhance_error** error) { return enhance_depth_create(nullptr, error) != nullptr; });
-  call([&](enhance_error** error) { return enhance_depth_create("/nonexistent", error) != nullptr; });
-  call([&](enhance_error** error) { return enhance_depth_reset(nullptr, 1, 1, error); });
-  call([&](enhance_error** error) { return enhance_depth_reset(handle.get(), 0, 1, error); });
-  emulated_board::fail_call("cudaMemset", 1);
-  call([&](enhance_error** error) { return enhance_depth_reset(handle.get(), 64, 48, error); });
-  call([&](enhance_error** error) { return enhance_depth_set_confidence_threshold(nullptr, 1, error); });
-  call(
-      [&](enhance_error** error) { return enhance_depth_get_confidence_threshold(nullptr, nullptr, error); });
-  call([&](enhance_error** error) {
-    return enhance_depth_get_confidence_threshold(handle.get(), nullptr, error);
-  });
+    const auto [place, is_new] = places.try_emplace(error.get()->line, error.get()->message);
+    EXPECT_TRUE(is_new) << error.get()->message << " in the line of " << place->second;
+  }
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 # The library: its parts by subject, its failures one by one, its threads, its binary.
 add_library(test_support STATIC
   support/board_test.cpp
-  support/captured_output.cpp
   support/record.cpp
   support/test_engine.cpp)
 target_include_directories(test_support PUBLIC ${CMAKE_CURRENT_LIST_DIR})

@@ -47,17 +47,6 @@ TEST_F(LogBridge, PassesEverythingOnUnderItsModuleName) {
   EXPECT_EQ(lines[0].line, 123);
 }
 
-TEST_F(LogBridge, ReturnsTheErrorOfAFailingLog) {
-  emulated_board::fail_call("ob_log_external_message", 1);
-  log_orbbec_message(OB_LOG_SEVERITY_INFO, "lost", "file", "function", 1);
-  EXPECT_EQ(emulated_board::failures_produced(), 1);
-  EXPECT_EQ(emulated_board::calls("ob_delete_error"), 1);
-  EXPECT_EQ(emulated_board::live_objects().camera_errors, 0);
-  log_orbbec_message(OB_LOG_SEVERITY_INFO, "kept", "file", "function", 1);
-  EXPECT_EQ(logged(1), std::vector<std::string>{"kept"});
-  EXPECT_EQ(emulated_board::calls("ob_delete_error"), 1) << "there was nothing to return";
-}
-
 TEST_F(LogBridge, LetsNoExceptionOfTheSdkOut) {
   sdk_throws = true;
   log_orbbec_message(OB_LOG_SEVERITY_ERROR, "lost", "file", "function", 1);

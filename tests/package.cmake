@@ -1,5 +1,5 @@
 # What users install and build against: the C++ wrapper, the recorded interface, the Python package, the installed tree.
-add_library_test(cpp_wrapper_test cpp_wrapper_test.cpp)
+add_library_test(cpp_wrapper_test cpp_wrapper_test.cpp sweep/allocation_faults.cpp)
 gtest_discover_tests(cpp_wrapper_test)
 
 # The recorded binary interface; `cmake --build BUILD --target renew_abi_record` writes a new record.

@@ -110,7 +110,7 @@ TEST(ToolImageIo, RefusesHugeImagesBeforeTheyAreDecoded) {
 }
 
 TEST(ToolImageIo, SaysWhyAFileCannotBeRead) {
-  const TemporaryFolder folder;
+  const TemporaryDirectory folder;
   std::filesystem::create_symlink("circle", folder / "circle");  // root may read all else
   std::ofstream(folder / "huge").put('x');
   std::filesystem::resize_file(folder / "huge", kMaxFileBytes + 1);  // takes no room on the disk

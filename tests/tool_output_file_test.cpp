@@ -46,7 +46,7 @@ class FileSizeLimit {
 };
 
 TEST(ToolOutputFile, ReplacesAFileAndLeavesNothingBeside) {
-  const TemporaryFolder folder;
+  const TemporaryDirectory folder;
   write_file(folder / "a.txt", std::string("first"));
   write_file(folder / "a.txt.part", std::string("left by a run that was killed"));
   write_file(folder / "a.txt", std::string("second"));
@@ -55,7 +55,7 @@ TEST(ToolOutputFile, ReplacesAFileAndLeavesNothingBeside) {
 }
 
 TEST(ToolOutputFile, KeepsTheOldFileWhenWritingFailsHalfWay) {
-  const TemporaryFolder folder;
+  const TemporaryDirectory folder;
   const fs::path path = folder / "a.bin";
   write_file(path, std::string("old"));
   std::string message;
@@ -69,7 +69,7 @@ TEST(ToolOutputFile, KeepsTheOldFileWhenWritingFailsHalfWay) {
 }
 
 TEST(ToolOutputFile, LeavesWhatLiesInTheWay) {
-  const TemporaryFolder folder;
+  const TemporaryDirectory folder;
   fs::create_directory(folder / "taken");
   EXPECT_TRUE(fails_with("Is a directory. Write somewhere else.",
                          [&] { write_file(folder / "taken", std::string("x")); }));
@@ -81,7 +81,7 @@ TEST(ToolOutputFile, LeavesWhatLiesInTheWay) {
 }
 
 TEST(ToolOutputFile, RefusesUnusableTargets) {
-  const TemporaryFolder folder;
+  const TemporaryDirectory folder;
   const fs::path pipe = folder / "pipe.png";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::string path = folder.path().string();
@@ -101,7 +101,7 @@ TEST(ToolOutputFile, RefusesUnusableTargets) {
 }
 
 TEST(ToolOutputFile, RefusesToOverwriteInputsAndOtherOutputs) {
-  const TemporaryFolder folder;
+  const TemporaryDirectory folder;
   write_file(folder / "in.png", std::string("x"));
   fs::create_symlink("in.png", folder / "link.png");
   const auto refused = [](const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {

@@ -13,6 +13,7 @@
 #include "enhance_depth.h"
 #include "gtest/gtest.h"
 #include "support/record.h"
+#include "support/temporary_directory.h"
 #include "support/test_engine.h"
 
 namespace emulated_board {

@@ -1,10 +1,5 @@
 #include "support/test_engine.h"
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
-
 namespace test_support {
 namespace {
 
@@ -64,26 +59,6 @@ TestEngine small_output_engine() {
   engine.tensors[2].shape = {1, 1, 7, 9};
   engine.tensors[3].shape = {1, 1, 3, 5};
   return engine;
-}
-
-TemporaryDirectory::TemporaryDirectory() {
-  path_ = (std::filesystem::temp_directory_path() / "enhance_depth_test_XXXXXX").string();
-  if (mkdtemp(path_.data()) == nullptr) {
-    throw std::runtime_error("cannot make a temporary folder");
-  }
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-std::string TemporaryDirectory::path(std::string_view name) const { return path_ + "/" + std::string(name); }
-
-std::string TemporaryDirectory::write(std::string_view name, std::string_view contents) const {
-  const std::string file = path(name);
-  std::ofstream(file, std::ios::binary) << contents;
-  return file;
 }
 
 }  // namespace test_support

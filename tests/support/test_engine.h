@@ -1,10 +1,9 @@
-// Engine descriptions for the emulated board, and files to hold them.
+// Engine descriptions for the emulated board.
 #ifndef ENHANCE_DEPTH_TESTS_SUPPORT_TEST_ENGINE_H
 #define ENHANCE_DEPTH_TESTS_SUPPORT_TEST_ENGINE_H
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace test_support {
@@ -56,22 +55,6 @@ TestEngine interleaved_engine();
 // With outputs of fixed shape: 7 x 9 for the prediction and 3 x 5 for the confidence, so that all buffers
 // differ.
 TestEngine small_output_engine();
-
-// A folder of its own, removed with its contents.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory();
-  ~TemporaryDirectory();
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-  std::string path(std::string_view name) const;
-  // Writes a file and returns its path.
-  std::string write(std::string_view name, std::string_view contents) const;
-
- private:
-  std::string path_;
-};
 
 }  // namespace test_support
 

@@ -149,7 +149,6 @@ void AllocationSweep::expect_calls_without_record(const Mode& mode, enhance_dept
 // The calls that fail anyway, and those that cannot report.
 TEST_F(AllocationSweep, OfReportsAndSettings) {
   const test_support::Handle handle = create(test_support::small_output_engine());
-  const std::string missing = "/nonexistent/engine";
   float threshold = 0;
   std::map<int, std::string> places;  // what the records with each line say
   struct Call {
@@ -158,39 +157,35 @@ TEST_F(AllocationSweep, OfReportsAndSettings) {
     int code;                                  // of the failure, or 0
     bool on_handle;
   };
+  const auto create_of = [](const char* path) {
+    return [=](enhance_error** error) { return enhance_depth_create(path, error) != nullptr; };
+  };
+  const auto reset_of = [](enhance_depth_handle of) {
+    return [=](enhance_error** error) { return enhance_depth_reset(of, 0, 1, error) == 1; };
+  };
+  const auto process_of = [](enhance_depth_handle of) {
+    return [=](enhance_error** error) { return enhance_depth_process(of, nullptr, nullptr, error) == 1; };
+  };
+  const auto set_of = [](enhance_depth_handle of) {
+    return
+        [=](enhance_error** error) { return enhance_depth_set_confidence_threshold(of, 0.5F, error) == 1; };
+  };
+  const auto get_of = [](enhance_depth_handle of, float* place) {
+    return
+        [=](enhance_error** error) { return enhance_depth_get_confidence_threshold(of, place, error) == 1; };
+  };
   const Call kCalls[] = {
-      {"enhance_depth_create", [&](enhance_error** e) { return enhance_depth_create(nullptr, e) != nullptr; },
-       1, false},
-      {"enhance_depth_create",
-       [&](enhance_error** e) { return enhance_depth_create(missing.c_str(), e) != nullptr; }, 1, false},
-      {"enhance_depth_reset", [&](enhance_error** e) { return enhance_depth_reset(nullptr, 1, 1, e) == 1; },
-       2, false},
-      {"enhance_depth_reset",
-       [&](enhance_error** e) { return enhance_depth_reset(handle.get(), 0, 1, e) == 1; }, 1, true},
-      {"enhance_depth_process",
-       [&](enhance_error** e) { return enhance_depth_process(nullptr, nullptr, nullptr, e) == 1; }, 2, false},
-      {"enhance_depth_process",
-       [&](enhance_error** e) { return enhance_depth_process(handle.get(), nullptr, nullptr, e) == 1; }, 1,
-       true},
-      {"enhance_depth_set_confidence_threshold",
-       [&](enhance_error** e) { return enhance_depth_set_confidence_threshold(nullptr, 0.5F, e) == 1; }, 2,
-       false},
-      {"enhance_depth_set_confidence_threshold",
-       [&](enhance_error** e) { return enhance_depth_set_confidence_threshold(handle.get(), 0.5F, e) == 1; },
-       0, true},
-      {"enhance_depth_get_confidence_threshold",
-       [&](enhance_error** e) { return enhance_depth_get_confidence_threshold(nullptr, nullptr, e) == 1; }, 2,
-       false},
-      {"enhance_depth_get_confidence_threshold",
-       [&](enhance_error** e) {
-         return enhance_depth_get_confidence_threshold(handle.get(), nullptr, e) == 1;
-       },
-       1, true},
-      {"enhance_depth_get_confidence_threshold",
-       [&](enhance_error** e) {
-         return enhance_depth_get_confidence_threshold(handle.get(), &threshold, e) == 1;
-       },
-       0, true},
+      {"enhance_depth_create", create_of(nullptr), 1, false},
+      {"enhance_depth_create", create_of("/nonexistent/engine"), 1, false},
+      {"enhance_depth_reset", reset_of(nullptr), 2, false},
+      {"enhance_depth_reset", reset_of(handle.get()), 1, true},
+      {"enhance_depth_process", process_of(nullptr), 2, false},
+      {"enhance_depth_process", process_of(handle.get()), 1, true},
+      {"enhance_depth_set_confidence_threshold", set_of(nullptr), 2, false},
+      {"enhance_depth_set_confidence_threshold", set_of(handle.get()), 0, true},
+      {"enhance_depth_get_confidence_threshold", get_of(nullptr, nullptr), 2, false},
+      {"enhance_depth_get_confidence_threshold", get_of(handle.get(), nullptr), 1, true},
+      {"enhance_depth_get_confidence_threshold", get_of(handle.get(), &threshold), 0, true},
   };
   sweep([&](const Mode& mode) {
     for (const Call& call : kCalls) {
