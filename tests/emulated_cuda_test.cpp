@@ -21,29 +21,21 @@
 
 namespace {
 
-class Stream {
+// A stream or an event.
+template <typename Object, cudaError_t (*create)(Object*), cudaError_t (*destroy)(Object)>
+class Owned {
  public:
-  Stream() { EXPECT_EQ(cudaStreamCreate(&stream_), cudaSuccess); }
-  ~Stream() { EXPECT_EQ(cudaStreamDestroy(stream_), cudaSuccess); }
-  Stream(const Stream&) = delete;
-  Stream& operator=(const Stream&) = delete;
-  operator cudaStream_t() const { return stream_; }
+  Owned() { EXPECT_EQ(create(&object_), cudaSuccess); }
+  ~Owned() { EXPECT_EQ(destroy(object_), cudaSuccess); }
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  operator Object() const { return object_; }
 
  private:
-  cudaStream_t stream_ = nullptr;
+  Object object_ = nullptr;
 };
-
-class Event {
- public:
-  Event() { EXPECT_EQ(cudaEventCreate(&event_), cudaSuccess); }
-  ~Event() { EXPECT_EQ(cudaEventDestroy(event_), cudaSuccess); }
-  Event(const Event&) = delete;
-  Event& operator=(const Event&) = delete;
-  operator cudaEvent_t() const { return event_; }
-
- private:
-  cudaEvent_t event_ = nullptr;
-};
+using Stream = Owned<cudaStream_t, cudaStreamCreate, cudaStreamDestroy>;
+using Event = Owned<cudaEvent_t, cudaEventCreate, cudaEventDestroy>;
 
 class DeviceBuffer {
  public:
@@ -202,7 +194,6 @@ TEST(EmulatedCuda, AnEventIsTimedWhenTheWorkBeforeItHasRun) {
   ASSERT_EQ(cudaEventRecord(start, stream), cudaSuccess);
   ASSERT_TRUE(emulated_board::queue_work(stream, sleep));
   ASSERT_EQ(cudaEventRecord(stop, stream), cudaSuccess);
-  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaErrorNotReady);
   EXPECT_EQ(cudaEventSynchronize(start), cudaSuccess);
   EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaErrorNotReady);
   std::this_thread::sleep_for(milliseconds(200));
@@ -221,47 +212,34 @@ TEST(EmulatedCuda, AnEventIsTimedWhenTheWorkBeforeItHasRun) {
   EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, never), cudaErrorInvalidResourceHandle);
 }
 
-TEST(EmulatedCuda, FailedWorkSurfacesOnceAndDropsWhatFollowsIt) {
-  const Stream stream;
-  const Stream other;
-  const Event event;
-  const DeviceBuffer buffer(4);
-  ASSERT_EQ(cudaMemset(buffer.get(), 3, 4), cudaSuccess);
-  Bytes result(4, 1);
-  ASSERT_TRUE(emulated_board::queue_work(stream, [] { return cudaErrorLaunchFailure; }));
-  download(result, buffer, stream);
-  ASSERT_EQ(cudaEventRecord(event, stream), cudaSuccess);
-  EXPECT_EQ(cudaStreamSynchronize(other), cudaSuccess);
-  EXPECT_EQ(cudaEventSynchronize(event), cudaErrorLaunchFailure);
-  EXPECT_EQ(result, Bytes(4, 1));
-  EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
-  download(result, buffer, stream);
-  EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
-  EXPECT_EQ(result, Bytes(4, 3));
-
-  ASSERT_TRUE(emulated_board::queue_work(stream, []() -> cudaError_t { throw std::bad_alloc(); }));
-  EXPECT_EQ(cudaStreamSynchronize(stream), cudaErrorLaunchFailure);
-}
-
-TEST(EmulatedCuda, AFailureStaysWithItsStreamWhoeverElseWaits) {
+TEST(EmulatedCuda, FailedWorkSurfacesOnceToItsStreamAndToTheDeviceAndDropsWhatFollowsIt) {
   const Stream failing;
   const Stream healthy;
+  const Event event;
   const DeviceBuffer buffer(4);
-  ASSERT_EQ(cudaMemset(buffer.get(), 3, 4), cudaSuccess);
+  const auto set = [&] { return cudaMemset(buffer.get(), 3, 4); };
+  const auto fail = [&](const std::function<cudaError_t()>& work) {
+    ASSERT_TRUE(emulated_board::queue_work(failing, work));
+  };
+  ASSERT_EQ(set(), cudaSuccess);
   Bytes lost(4, 1);
   Bytes result(4, 1);
-  ASSERT_TRUE(emulated_board::queue_work(failing, [] { return cudaErrorLaunchFailure; }));
-  EXPECT_EQ(cudaMemset(buffer.get(), 3, 4), cudaErrorLaunchFailure);
-  EXPECT_EQ(cudaMemset(buffer.get(), 3, 4), cudaSuccess) << "told before";
+  fail([] { return cudaErrorLaunchFailure; });
+  EXPECT_EQ(set(), cudaErrorLaunchFailure);
+  EXPECT_EQ(set(), cudaSuccess) << "told before";
   download(lost, buffer, failing);
+  ASSERT_EQ(cudaEventRecord(event, failing), cudaSuccess);
   download(result, buffer, healthy);
-  EXPECT_EQ(cudaStreamSynchronize(healthy), cudaSuccess);
+  EXPECT_EQ(cudaStreamSynchronize(healthy), cudaSuccess) << "whoever else waits";
   EXPECT_EQ(result, Bytes(4, 3));
-  EXPECT_EQ(cudaStreamSynchronize(failing), cudaErrorLaunchFailure);
+  EXPECT_EQ(cudaEventSynchronize(event), cudaErrorLaunchFailure);
   EXPECT_EQ(lost, Bytes(4, 1));
   EXPECT_EQ(cudaStreamSynchronize(failing), cudaSuccess);
-  ASSERT_TRUE(emulated_board::queue_work(failing, [] { return cudaErrorLaunchFailure; }));
-  EXPECT_EQ(cudaMemset(buffer.get(), 3, 4), cudaErrorLaunchFailure) << "another failure";
+  download(lost, buffer, failing);
+  EXPECT_EQ(cudaStreamSynchronize(failing), cudaSuccess);
+  EXPECT_EQ(lost, Bytes(4, 3)) << "no longer lost";
+  fail([]() -> cudaError_t { throw std::bad_alloc(); });
+  EXPECT_EQ(set(), cudaErrorLaunchFailure) << "another failure";
   EXPECT_EQ(cudaStreamSynchronize(failing), cudaErrorLaunchFailure);
 }
 
@@ -273,15 +251,9 @@ TEST(EmulatedCuda, BadArgumentsAreRefusedWhenTheyAreGiven) {
   std::uint8_t* device = buffer.get();
   Bytes host_bytes(200);
   std::uint8_t* host = host_bytes.data();
-  cudaStream_t stale_stream = nullptr;
-  cudaEvent_t stale_event = nullptr;
-  ASSERT_EQ(cudaStreamCreate(&stale_stream), cudaSuccess);
-  ASSERT_EQ(cudaStreamDestroy(stale_stream), cudaSuccess);
-  ASSERT_EQ(cudaEventCreate(&stale_event), cudaSuccess);
-  ASSERT_EQ(cudaEventDestroy(stale_event), cudaSuccess);
-  void* freed = nullptr;
-  ASSERT_EQ(cudaMalloc(&freed, 10), cudaSuccess);
-  ASSERT_EQ(cudaFree(freed), cudaSuccess);
+  const cudaStream_t stale_stream = Stream();
+  const cudaEvent_t stale_event = Event();
+  void* const freed = DeviceBuffer(10).get();
   const auto changed_stream = [&](std::uintptr_t bits) {
     return reinterpret_cast<cudaStream_t>(reinterpret_cast<std::uintptr_t>(cudaStream_t{stream}) ^ bits);
   };
