@@ -6,9 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
-#include <ostream>
 #include <random>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -184,15 +182,6 @@ class DirectFilter {
   std::vector<Window> windows_;
 };
 
-struct FormulaCase {
-  std::string name;
-  int height, width;
-  GuidedFilterParameters parameters;
-  std::function<double(int, int)> depth;
-};
-
-std::ostream& operator<<(std::ostream& out, const FormulaCase& value) { return out << value.name; }
-
 GuidedFilterParameters with_radius(int radius, int fill_percent = 10) {
   GuidedFilterParameters parameters;
   parameters.radius = radius;
@@ -217,14 +206,6 @@ double noisy_step(int y, int x) {
 }
 double single_pixel(int y, int x) { return y == 4 && x == 6 ? 1234.0 : 0.0; }
 
-class GuidedFilterFormulas : public testing::TestWithParam<FormulaCase> {};
-
-TEST_P(GuidedFilterFormulas, AreEvaluated) {
-  const FormulaCase& c = GetParam();
-  const Image image = make_image(c.height, c.width, c.depth);
-  DirectFilter(image, c.parameters).expect_equal(refine(image, c.parameters));
-}
-
 GuidedFilterParameters unusual_parameters() {
   GuidedFilterParameters parameters;
   parameters.radius = 2;
@@ -236,22 +217,33 @@ GuidedFilterParameters unusual_parameters() {
   return parameters;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, GuidedFilterFormulas,
-    testing::Values(FormulaCase{"OnePixel", 1, 1, with_radius(8), full_range},
-                    FormulaCase{"OneRow", 1, 37, with_radius(3), half_holes},
-                    FormulaCase{"OneColumn", 41, 1, with_radius(8), half_holes},
-                    FormulaCase{"NoiseOverTheFullRange", 33, 29, with_radius(4), full_range},
-                    FormulaCase{"NoiseWithHoles", 35, 36, with_radius(8), half_holes},
-                    FormulaCase{"RadiusZero", 9, 8, with_radius(0), half_holes},
-                    FormulaCase{"RadiusOfTheImage", 12, 17, with_radius(16), half_holes},
-                    FormulaCase{"RadiusBeyondTheImage", 10, 7, with_radius(50), half_holes},
-                    FormulaCase{"ImageOfWholeBlocks", 10, 15, with_radius(2), half_holes},
-                    FormulaCase{"StepWithShadow", 21, 40, with_radius(5), noisy_step},
-                    FormulaCase{"SinglePixelFillsItsReach", 16, 18, with_radius(3, 0), single_pixel},
-                    FormulaCase{"EveryHoleTooLarge", 16, 18, with_radius(3, 100), half_holes},
-                    FormulaCase{"OtherParameters", 24, 25, unusual_parameters(), half_holes}),
-    testing::PrintToStringParamName());
+TEST(GuidedFilter, EvaluatesItsFormulas) {
+  const struct {
+    const char* name;
+    int height, width;
+    GuidedFilterParameters parameters;
+    std::function<double(int, int)> depth;
+  } kCases[] = {
+      {"OnePixel", 1, 1, with_radius(8), full_range},
+      {"OneRow", 1, 37, with_radius(3), half_holes},
+      {"OneColumn", 41, 1, with_radius(8), half_holes},
+      {"NoiseOverTheFullRange", 33, 29, with_radius(4), full_range},
+      {"NoiseWithHoles", 35, 36, with_radius(8), half_holes},
+      {"RadiusZero", 9, 8, with_radius(0), half_holes},
+      {"RadiusOfTheImage", 12, 17, with_radius(16), half_holes},
+      {"RadiusBeyondTheImage", 10, 7, with_radius(50), half_holes},
+      {"ImageOfWholeBlocks", 10, 15, with_radius(2), half_holes},
+      {"StepWithShadow", 21, 40, with_radius(5), noisy_step},
+      {"SinglePixelFillsItsReach", 16, 18, with_radius(3, 0), single_pixel},
+      {"EveryHoleTooLarge", 16, 18, with_radius(3, 100), half_holes},
+      {"OtherParameters", 24, 25, unusual_parameters(), half_holes},
+  };
+  for (const auto& example : kCases) {
+    SCOPED_TRACE(example.name);
+    const Image image = make_image(example.height, example.width, example.depth);
+    DirectFilter(image, example.parameters).expect_equal(refine(image, example.parameters));
+  }
+}
 
 TEST(GuidedFilter, KeepsConstantDepthExactlyWhateverTheColour) {
   for (const int value : {1, 2, 777, 32767, 40001, 65535}) {

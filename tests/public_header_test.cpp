@@ -8,10 +8,5 @@ static_assert(std::is_trivially_copyable_v<enhance_error> && std::is_standard_la
 static_assert(std::is_aggregate_v<enhance_depth_input> && std::is_aggregate_v<enhance_depth_output>);
 static_assert(std::is_pointer_v<enhance_depth_handle>);
 static_assert(std::is_same_v<decltype(enhance_depth_input::height), int32_t>);
-static_assert(
-    std::is_same_v<decltype(&enhance_depth_reset), int (*)(enhance_depth_handle, int, int, enhance_error**)>);
-static_assert(
-    std::is_same_v<decltype(&enhance_depth_process), int (*)(enhance_depth_handle, const enhance_depth_input*,
-                                                             enhance_depth_output*, enhance_error**)>);
 
 int main() { return enhance_depth_get_version() == nullptr ? 1 : 0; }

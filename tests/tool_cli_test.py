@@ -162,21 +162,16 @@ class SequenceTest(Case):
     def sequence(self, *arguments, **options):
         if not arguments or str(arguments[0]).startswith("--"):
             arguments = ("rec", *arguments)
-        if "--output" not in arguments:
-            arguments = (*arguments, "--output", "out")
-        if "--engine" not in arguments:
-            arguments = (*arguments, "--engine", ENGINE)
+        for option, value in (("--output", "out"), ("--engine", ENGINE)):
+            if option not in arguments:
+                arguments = (*arguments, option, value)
         return self.run_tool("sequence", *arguments, **options)
 
     def make_tum(self):
         """The same frames as a TUM-layout folder: colour 10 ms before depth, one colour image without a partner."""
-        for kind, delay in (("color", 0.0), ("depth", 0.01)):
-            lines = ["# comment"]
-            for i in range(self.count):
-                lines.append(f"{1000 + i / 30 + delay:.6f} {kind}/{i}.png")
-            if kind == "color":
-                lines.append("2000.0 color/0.png")
-            self.write(f"rec/{'rgb' if kind == 'color' else kind}.txt", ("\n".join(lines) + "\n").encode())
+        for name, kind, delay, extra in (("rgb", "color", 0.0, "2000.0 color/0.png\n"), ("depth", "depth", 0.01, "")):
+            lines = [f"{1000 + i / 30 + delay:.6f} {kind}/{i}.png\n" for i in range(self.count)]
+            self.write(f"rec/{name}.txt", "".join(["# comment\n", *lines, extra]).encode())
 
     def content(self, folder):
         """Every file below `folder` with its bytes."""

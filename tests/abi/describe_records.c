@@ -11,7 +11,7 @@
 #define MEMBER(type, name) \
   printf("  %s at %zu, %zu bytes\n", #name, offsetof(type, name), sizeof(((type*)NULL)->name))
 
-static void describe_error(void) {
+int main(void) {
   RECORD(enhance_error);
   MEMBER(enhance_error, status);
   MEMBER(enhance_error, error_code);
@@ -20,9 +20,6 @@ static void describe_error(void) {
   MEMBER(enhance_error, args);
   MEMBER(enhance_error, line);
   MEMBER(enhance_error, exception_type);
-}
-
-static void describe_input(void) {
   RECORD(enhance_depth_input);
   MEMBER(enhance_depth_input, rgb);
   MEMBER(enhance_depth_input, rgb_stride);
@@ -30,20 +27,11 @@ static void describe_input(void) {
   MEMBER(enhance_depth_input, depth_stride);
   MEMBER(enhance_depth_input, height);
   MEMBER(enhance_depth_input, width);
-}
-
-static void describe_output(void) {
   RECORD(enhance_depth_output);
   MEMBER(enhance_depth_output, pred);
   MEMBER(enhance_depth_output, pred_stride);
   MEMBER(enhance_depth_output, conf);
   MEMBER(enhance_depth_output, conf_stride);
-}
-
-int main(void) {
-  describe_error();
-  describe_input();
-  describe_output();
   printf("enum EnhanceDepthErrorCode: %zu bytes\n", sizeof(EnhanceDepthErrorCode));
   return 0;
 }
