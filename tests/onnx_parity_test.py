@@ -8,12 +8,13 @@ tolerance or a model is judged wrongly. Tolerance: depth within 1 unit on at lea
 pixel a depth against none, confidence within 0.001.
 """
 
-import importlib.util
 import pathlib
 import re
+import runpy
 import subprocess
 import sys
 import tempfile
+import types
 
 import numpy as np
 import onnx
@@ -26,13 +27,6 @@ import enhance_depth  # noqa: E402
 
 DEPTH_SHARE = 0.9999
 CONFIDENCE_TOLERANCE = 1e-3
-
-
-def load_model_maker():
-    spec = importlib.util.spec_from_file_location("make_reference_onnx", SOURCE / "models/make_reference_onnx.py")
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
 
 
 def cases():
@@ -146,7 +140,7 @@ def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
     build = pathlib.Path(sys.argv[1]).resolve()
-    maker = load_model_maker()
+    maker = types.SimpleNamespace(**runpy.run_path(str(SOURCE / "models/make_reference_onnx.py")))
     with tempfile.TemporaryDirectory() as folder:
         networks = [Network(maker, layout, build, pathlib.Path(folder)) for layout in ("chw", "hwc")]
         results = [compare(network, *case) for case in cases() for network in networks]
