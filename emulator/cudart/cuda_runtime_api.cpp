@@ -85,7 +85,7 @@ Place locate(const Device& the_device, const void* pointer, std::size_t count) {
     const auto range = the_device.memory.find(pointer);
     return {count <= range.size ? range.contents : nullptr, true};
   }
-  return {static_cast<std::byte*>(const_cast<void*>(pointer)), false};
+  return {const_cast<std::byte*>(static_cast<const std::byte*>(pointer)), false};
 }
 
 bool kind_fits(int kind, bool from_device, bool to_device) {

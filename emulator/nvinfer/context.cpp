@@ -157,9 +157,10 @@ BoundTensor ExecutionContext::bind(std::size_t index) const {
   if (!is_concrete(bound.shape)) {
     throw ApiUsageError(what + " has no complete shape: " + to_text(bound.shape));
   }
+  const auto elements = element_count(bound.shape);
   const auto bytes = byte_count(bound.shape, bound.type);
-  if (!bytes) throw ApiUsageError(what + " is too large: " + to_text(bound.shape));
-  bound.elements = *element_count(bound.shape);
+  if (!elements || !bytes) throw ApiUsageError(what + " is too large: " + to_text(bound.shape));
+  bound.elements = *elements;
   bound.bytes = *bytes;
   if (bound.bytes == 0) return bound;  // needs no memory
 
