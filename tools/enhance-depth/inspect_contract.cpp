@@ -105,9 +105,9 @@ class Checker {
     if (!tensor->shape) {
       breach(role.name, "the file gives no shape for it; export the model with shapes.");
     } else if (role.direction == Direction::kInput) {
-      check_input_shape(*tensor);
+      check_input_shape(role.name, *tensor->shape);
     } else {
-      check_output_shape(*tensor);
+      check_output_shape(role.name, *tensor->shape);
     }
   }
 
@@ -122,52 +122,48 @@ class Checker {
     return names.empty() ? "" : names + "\"?)";
   }
 
-  void check_input_shape(const TensorInfo& tensor) {
-    const Shape& shape = *tensor.shape;
-    const Shape wanted = wanted_shape(tensor.name, shape.size());
-    const std::string wanted_form = wanted_text(tensor.name, shape.size());
+  void check_input_shape(const std::string& name, const Shape& shape) {
+    const Shape wanted = wanted_shape(name, shape.size());
+    const std::string wanted_form = wanted_text(name, shape.size());
     if (wanted.empty()) {
-      breach(tensor.name, "its shape " + shape_text(shape) + " has rank " + std::to_string(shape.size()) +
-                              "; make it " + wanted_form + ".");
+      breach(name, "its shape " + shape_text(shape) + " has rank " + std::to_string(shape.size()) +
+                       "; make it " + wanted_form + ".");
       return;
     }
     bool size_fits = true;
     for (std::size_t i = 0; i < shape.size(); ++i) {
       if (shape[i] < 0 || shape[i] == wanted[i]) continue;
       if (wanted[i] != kHeight && wanted[i] != kWidth) {
-        breach(tensor.name, "its shape is " + shape_text(shape) + "; make it " + wanted_form + ".");
+        breach(name, "its shape is " + shape_text(shape) + "; make it " + wanted_form + ".");
         return;
       }
       size_fits = false;
     }
     if (!size_fits) {
-      breach(tensor.name, "its shape " + shape_text(shape) + " does not admit " +
-                              image_size(kWidth, kHeight) +
-                              " pixels, which the library sets up first; make it " + wanted_form +
-                              " with H and W dynamic.");
+      breach(name, "its shape " + shape_text(shape) + " does not admit " + image_size(kWidth, kHeight) +
+                       " pixels, which the library sets up first; make it " + wanted_form +
+                       " with H and W dynamic.");
     }
   }
 
   // Any rank will do, as long as there is one element per pixel, whatever the image's size.
-  void check_output_shape(const TensorInfo& tensor) {
-    const Shape& shape = *tensor.shape;
+  void check_output_shape(const std::string& name, const Shape& shape) {
     if (is_dynamic(shape)) {
       const bool fits = std::all_of(shape.begin(), shape.end(), [&](std::int64_t extent) {
         return extent < 0 || extent == 1 || input_has_extent(extent);
       });
       if (!fits) {
-        breach(tensor.name, "its shape " + shape_text(shape) +
-                                " does not have one element per pixel; make it (1, 1, H, W).");
+        breach(name, "its shape " + shape_text(shape) +
+                         " does not have one element per pixel; make it (1, 1, H, W).");
       }
       return;
     }
     if (element_count(shape) != kHeight * kWidth) {
-      breach(tensor.name, "its shape " + shape_text(shape) + " does not have one element per pixel of " +
-                              image_size(kWidth, kHeight) + "; make it (1, 1, H, W).");
+      breach(name, "its shape " + shape_text(shape) + " does not have one element per pixel of " +
+                       image_size(kWidth, kHeight) + "; make it (1, 1, H, W).");
     } else if (!input_has_extent(kHeight) || !input_has_extent(kWidth)) {
-      breach(tensor.name,
-             "its shape " + shape_text(shape) +
-                 " is fixed while the inputs are dynamic; make it (1, 1, H, W) with their H and W.");
+      breach(name, "its shape " + shape_text(shape) +
+                       " is fixed while the inputs are dynamic; make it (1, 1, H, W) with their H and W.");
     }
   }
 

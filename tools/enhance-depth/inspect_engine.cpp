@@ -27,7 +27,7 @@ class CapturedStreams {
   std::string text() {
     restore();
     std::string content;
-    std::rewind(file_.get());
+    if (std::fseek(file_.get(), 0, SEEK_SET) != 0) return content;
     char buffer[4096];
     while (const std::size_t length = std::fread(buffer, 1, sizeof buffer, file_.get()))
       content.append(buffer, length);

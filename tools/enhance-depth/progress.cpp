@@ -36,13 +36,13 @@ void Progress::frame_done(bool failed) {
     stream_ << "\r" << text().substr(0, room) << "\033[K" << std::flush;
     shown_ = true;
   } else {
-    stream_ << text() << std::endl;
+    stream_ << text() << "\n" << std::flush;
   }
 }
 
 void Progress::say(const std::string& line) {
   clear();
-  stream_ << line << std::endl;
+  stream_ << line << "\n" << std::flush;
 }
 
 std::string Progress::text() const {
