@@ -82,6 +82,10 @@ onnx_file::TensorType& tensor_type(onnx_file::ValueInfo* value) {
   return *value->mutable_type()->mutable_tensor_type();
 }
 
+void add_normals(onnx_file::Graph& graph) {
+  add_value(graph.add_output(), "normals", kFloat, {1, 3, -1, -1});
+}
+
 const std::vector<ChangedModel> kModels = {
     {"Unchanged", [](onnx_file::Graph&) {}, ""},
     {"NoConfidence", [](onnx_file::Graph& graph) { graph.mutable_output()->RemoveLast(); }, ""},
@@ -128,10 +132,7 @@ const std::vector<ChangedModel> kModels = {
      "pred: there is no such tensor; name the output that holds the refined depth \"pred\".\n"
      "tensors: there are 2; the library takes 3 or 4: rgb, dep, pred and, if there is confidence, "
      "confidence_output.\n"},
-    {"TooManyTensors",
-     [](onnx_file::Graph& graph) {
-       add_value(graph.add_output(), "normals", kFloat, {1, 3, -1, -1});
-     },
+    {"TooManyTensors", add_normals,
      "normals: the library knows no such output and leaves it unbound, with which TensorRT does not run; "
      "remove or rename it.\n"
      "tensors: there are 5; the library takes 3 or 4: rgb, dep, pred and, if there is confidence, "

@@ -86,10 +86,8 @@ TEST(ToolOutputFile, RefusesUnusableTargets) {
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::string path = folder.path().string();
   EXPECT_EQ(failure([&] { require_writable(folder / "A.PNG", {".png"}); }), "none");
-  EXPECT_EQ(failure([&] {
-              require_writable(folder / "a.jpg", {".tiff", ".tif"});
-            }),
-            path + "/a.jpg cannot be written: its name must end in .tiff or .tif.");
+  const auto other_ending = [&] { require_writable(folder / "a.jpg", {".tiff", ".tif"}); };
+  EXPECT_EQ(failure(other_ending), path + "/a.jpg cannot be written: its name must end in .tiff or .tif.");
   EXPECT_EQ(
       failure([&] { require_writable(folder / "no/a.png", {".png"}); }),
       path + "/no/a.png cannot be written: the folder " + path + "/no does not exist. Create it first.");

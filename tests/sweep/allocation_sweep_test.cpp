@@ -243,10 +243,12 @@ TEST_F(AllocationSweep, TogetherWithFailuresOfTheBoard) {
         calls[function] = emulated_board::calls(function);
       }
     }
-    for (const auto& [function, count] : calls) {
+    for (const auto& entry : calls) {
+      const std::string& function = entry.first;
+      const int count = entry.second;
       for (int call = 1; call <= count; ++call) {
         SCOPED_TRACE(function + " call " + std::to_string(call) + " in " + function_of(step));
-        sweep([&, function = function, count = count](const Mode& mode) {
+        sweep([&](const Mode& mode) {
           Life life(engine);
           prepare(life);
           emulated_board::fail_call(function, call);
