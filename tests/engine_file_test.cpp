@@ -2,6 +2,7 @@
 // that a file can change at the worst moment.
 #include "engine/engine_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
@@ -10,6 +11,7 @@
 #include <functional>
 #include <iterator>
 #include <optional>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,9 +26,10 @@
 
 namespace {
 
-// What happens before the next open(), the flags of every open(), whether fstat() fails, and what happens at
-// each read(): a result, or nothing for the real one of at most `limit`.
+// What happens before the next open(), with which error it fails, the flags of every open(), whether fstat()
+// fails, and what happens at each read(): a result, or nothing for the real one of at most `limit`.
 std::function<void()> before_open;
+int open_error = 0;
 std::vector<int> open_flags;
 bool fstat_fails = false;
 std::function<std::optional<ssize_t>(std::size_t& limit)> at_read;
@@ -38,6 +41,10 @@ extern "C" int open(const char* path, int flags, ...) {
     std::exchange(before_open, nullptr)();
   }
   open_flags.push_back(flags);
+  if (open_error != 0) {
+    errno = std::exchange(open_error, 0);
+    return -1;
+  }
   va_list arguments;
   va_start(arguments, flags);
   const int mode = (flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0;
@@ -181,6 +188,8 @@ TEST_F(EngineFile, MayChangeUnderTheHandsOfTheReader) {
   };
   expect_refusal(path, "The file became shorter while it was read");
   refill();
+  open_error = EACCES;
+  expect_refusal(path, "Permission denied");
   fstat_fails = true;
   expect_refusal(path, "Input/output error");
   fstat_fails = false;
@@ -208,6 +217,20 @@ TEST_F(EngineFile, IsReadWholeThroughSignalsAndShortReads) {
   ASSERT_TRUE(read_engine_file(good_engine().c_str(), data, size, message)) << message;
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(data.get()), size), engine);
   EXPECT_GT(reads, 10);
+}
+
+TEST_F(EngineFile, OfGarbageIsRefusedByTensorRt) {
+  std::minstd_rand random(3);
+  for (std::size_t size = 1; size <= 4U << 20U; size *= 7) {
+    std::string garbage(size, '\0');
+    std::generate(garbage.begin(), garbage.end(), [&] { return static_cast<char>(random() >> 9U); });
+    const std::string path = directory_.write("garbage", garbage);
+    ErrorPlace error;
+    EXPECT_EQ(enhance_depth_create(path.c_str(), error), nullptr) << size << " bytes";
+    EXPECT_EQ(error.read(),
+              (Record{13, "Failed to deserialize TensorRT engine.", "enhance_depth_create", path}));
+    EXPECT_EQ(emulated_board::live_objects(), emulated_board::LiveObjects{});
+  }
 }
 
 class Init : public EngineFile {};

@@ -1,6 +1,7 @@
 // What may happen at the same time: distinct handles on many threads, errors per thread, one logger for all.
 #include <atomic>
 #include <functional>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -78,6 +79,13 @@ TEST_F(Threads, HaveTheirOwnLastErrors) {
       }
     }
   });
+}
+
+TEST_F(Threads, AskForTheVersionAtOnce) {
+  std::vector<const char*> versions(kThreads);
+  on_many_threads(
+      [&](int number) { versions[static_cast<std::size_t>(number)] = enhance_depth_get_version(); });
+  EXPECT_EQ(std::set<const char*>(versions.begin(), versions.end()).size(), 1U);
 }
 
 TEST_F(Threads, OfTensorRtPrintWholeLines) {
