@@ -15,6 +15,16 @@
 
 #include "engine/trt_engine_wrapper.h"
 #include "gtest/gtest.h"
+#include "support/temporary_directory.h"
+
+namespace {
+
+void* made_runtime;
+
+}  // namespace
+
+// Stands before TensorRT's own.
+extern "C" void* createInferRuntime_INTERNAL(void*, std::int32_t) noexcept { return made_runtime; }
 
 namespace {
 
@@ -71,13 +81,17 @@ std::string text_of(const void* text) { return static_cast<const char*>(text); }
 std::string text_of(const Dims* dims) { return std::to_string(dims->d[7]); }
 std::string text_of(cudaStream_t stream) { return stream == kStream ? "the stream" : "?"; }
 
+// The object that a slot hands out; this one is none, but has an address.
+template <int index>
+void* made = &called_on;
+
 // What each type of function returns.
-template <typename Result>
+template <int index, typename Result>
 Result answer() {
   if constexpr (std::is_same_v<Result, Dims>) {
     return {7, {}};
   } else if constexpr (std::is_same_v<Result, void*>) {
-    return &called_on;
+    return made<index>;
   } else if constexpr (std::is_same_v<Result, const char*>) {
     return "a name";
   } else if constexpr (!std::is_void_v<Result>) {
@@ -93,7 +107,7 @@ std::pair<int, Slot> slot() {
     called_on = self;
     called_with = std::to_string(index);
     ((called_with += " " + text_of(arguments)), ...);
-    return answer<Result>();
+    return answer<index, Result>();
   };
   return {index, reinterpret_cast<Slot>(function)};
 }
@@ -191,6 +205,34 @@ TEST(PlatformInterface, ContextCallsItsSlots) {
   EXPECT_TRUE(context.get()->enqueueV3(kStream));
   context.expect_called("37 the stream");
   context.release_and_expect_its_destructor();
+}
+
+// TensorRT's factories answer so when they fail: null, converted to a base class.
+TEST(PlatformInterface, AnAddressInTheFirstPageIsNoObject) {
+  FakeObject<IRuntime> runtime({slot<3, void*, const void*, std::size_t>()});
+  FakeObject<ICudaEngine> engine({slot<5, void*, std::int32_t>()});
+  const test_support::TemporaryDirectory directory;
+  const std::string path = directory.write("engine", {"a text", sizeof "a text"});
+  for (const std::uintptr_t address : {0, 0x200, 0x208, 0x228, 0xfff}) {
+    void* const no_object = reinterpret_cast<void*>(address);
+    const struct {
+      void* runtime;
+      void* engine;
+      int code;
+    } kCases[] = {
+        {no_object, no_object, 12}, {runtime.get(), no_object, 13}, {runtime.get(), engine.get(), 14}};
+    for (const auto& example : kCases) {
+      made_runtime = example.runtime;
+      made<3> = example.engine;
+      made<5> = no_object;
+      enhance_depth::TrtEngineWrapper wrapper;
+      EXPECT_FALSE(wrapper.init(path.c_str()));
+      EXPECT_EQ(wrapper.last_error_code(), example.code) << "address " << address;
+      EXPECT_EQ(wrapper.runtime != nullptr, example.runtime != no_object);
+      EXPECT_EQ(wrapper.engine != nullptr, example.engine != no_object);
+      EXPECT_EQ(wrapper.context, nullptr);
+    }
+  }
 }
 
 TEST(PlatformInterface, LoggerIsCalledThroughItsFirstSlot) {

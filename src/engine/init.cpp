@@ -40,15 +40,16 @@ bool TrtEngineWrapper::init(const char* engine_path) {
   if (!read_engine_file(engine_path, engine_data, engine_size, error_detail)) {
     return fail(ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT, error_detail);
   }
-  runtime.reset(nvinfer1::createInferRuntime(g_logger));
+  runtime.reset(object_or_null(nvinfer1::createInferRuntime(g_logger)));
   if (runtime == nullptr) {
     return fail(ENHANCE_DEPTH_ERROR_RUNTIME_CREATE_FAILED, "Failed to create TensorRT runtime.");
   }
-  engine.reset(runtime->deserializeCudaEngine(engine_data.get(), engine_size));
+  engine.reset(object_or_null(runtime->deserializeCudaEngine(engine_data.get(), engine_size)));
   if (engine == nullptr) {
     return fail(ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED, "Failed to deserialize TensorRT engine.");
   }
-  context.reset(engine->createExecutionContext(nvinfer1::ExecutionContextAllocationStrategy::kSTATIC));
+  context.reset(
+      object_or_null(engine->createExecutionContext(nvinfer1::ExecutionContextAllocationStrategy::kSTATIC)));
   if (context == nullptr) {
     return fail(ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED, "Failed to create TensorRT execution context.");
   }

@@ -11,15 +11,10 @@
 #include <cuda_runtime_api.h>
 
 #include "engine/cuda_timer.h"
+#include "engine/trt_object.h"
 #include "enhance_depth.h"
 
 namespace enhance_depth {
-
-// Releases a TensorRT object through its virtual destructor.
-template <typename T>
-struct TrtDeleter {
-  void operator()(T* object) const noexcept { delete object; }
-};
 
 // A TensorRT engine with its execution context, CUDA stream, device and host buffers, timer and last error.
 //
