@@ -128,6 +128,11 @@ class Engine:
     ) -> None:
         self.close()
 
+    def __reduce_ex__(self, protocol: Any) -> Any:
+        # copy, deepcopy and pickle all come here. A copy would share the handle and not know of the images that the
+        # other has lent.
+        raise TypeError("an Engine cannot be copied or pickled, as it owns memory of the device; load another Engine")
+
     def close(self) -> None:
         """Releases the engine, as soon as the last borrowed image is gone and no other thread is in a call on it.
 

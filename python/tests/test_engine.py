@@ -2,12 +2,15 @@
 
 from __future__ import annotations
 
+import copy
 import gc
 import pathlib
+import pickle
 import re
 import subprocess
 import sys
 import threading
+from typing import Callable
 
 import numpy as np
 import pytest
@@ -83,16 +86,25 @@ def test_views_are_read_only_and_show_the_next_frame_while_copies_do_not(make_en
         np.testing.assert_array_equal(kept.depth, rgb_sum(*first))
         np.testing.assert_array_equal(asked.depth, rgb_sum(*first))
         kept.depth[0, 0] = 1
+        assert kept.confidence is not None
+        np.testing.assert_allclose(kept.confidence, first[0][:, :, 2] / 255.0, rtol=1e-6)
 
 
-def test_views_outlive_the_engine_object(make_engine: MakeEngine) -> None:
+def test_views_outlive_the_engine_object(make_engine: MakeEngine, monkeypatch: pytest.MonkeyPatch) -> None:
     frame = make_frame()
+    dll = enhance_depth.load_library().dll
+    destroy = dll.enhance_depth_destroy
+    destroyed: list[object] = []
+    monkeypatch.setattr(dll, "enhance_depth_destroy", lambda handle: (destroy(handle), destroyed.append(handle)))
     engine = Engine(make_engine(), size=(WIDTH, HEIGHT))
     row = engine.process(*frame).depth[3]
     engine.close()
     del engine
     gc.collect()
+    assert destroyed == []
     np.testing.assert_array_equal(row, rgb_sum(*frame)[3])
+    del row
+    assert len(destroyed) == 1
 
 
 def test_close_in_another_thread_releases_the_engine_after_the_frame(
@@ -150,6 +162,24 @@ def test_reset_is_refused_while_a_view_is_in_use(make_engine: MakeEngine) -> Non
         del row
         engine.reset(640, 480)
         assert engine.size == (640, 480)
+
+
+@pytest.mark.parametrize("duplicate", [copy.copy, copy.deepcopy, pickle.dumps])
+def test_an_engine_is_not_duplicated(make_engine: MakeEngine, duplicate: Callable[[Engine], object]) -> None:
+    frame = make_frame()
+    with Engine(make_engine(), size=(WIDTH, HEIGHT)) as engine:
+        view = engine.process(*frame).depth
+        with pytest.raises(TypeError, match="cannot be copied or pickled"):
+            duplicate(engine)
+        np.testing.assert_array_equal(view, rgb_sum(*frame))
+
+
+def test_frames_leave_nothing_behind(make_engine: MakeEngine) -> None:
+    with Engine(make_engine(), size=(WIDTH, HEIGHT)) as engine:
+        kept = engine.process(*make_frame())
+        for _ in range(10):
+            engine.process(*make_frame())
+        assert len(engine._borrowed) <= 2 * len(kept), "what was dropped is still in the list of what is lent"
 
 
 def test_settings_and_times(make_engine: MakeEngine) -> None:

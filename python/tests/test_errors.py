@@ -11,6 +11,7 @@ import pytest
 
 import enhance_depth
 from enhance_depth import Engine, ErrorCode
+from enhance_depth._errors import make_error
 
 from conftest import MakeEngine
 
@@ -29,6 +30,12 @@ def test_a_missing_engine_file_says_which_and_why() -> None:
     assert error.exception_type == 2
     assert error.line > 0
     assert "No such file" in error.message and "no/such.engine" in str(error)
+
+
+def test_a_text_that_was_cut_within_a_character_is_told_as_far_as_it_goes() -> None:
+    with pytest.raises(enhance_depth.ArgumentError) as caught:
+        Engine("é" * 200)
+    assert caught.value.arguments.startswith("é" * 100)
 
 
 def test_a_file_that_is_no_engine_is_refused_by_tensorrt(tmp_path: pathlib.Path) -> None:
@@ -133,6 +140,12 @@ def test_a_closed_engine_says_so(make_engine: MakeEngine) -> None:
         (RGB[:100], DEPTH, ValueError, r"rgb has the shape \(100, 640, 3\)"),
         (RGB, DEPTH[0], ValueError, r"depth has the shape \(640,\)"),
         (RGB[:0], DEPTH[:0], ValueError, r"depth has the shape \(0, 640\)"),
+        (
+            np.broadcast_to(np.uint8(0), (30000, 30000, 3)),
+            np.broadcast_to(np.uint16(0), (30000, 30000)),
+            ValueError,
+            "an image must stay below 2 GiB",
+        ),
     ],
 )
 def test_arrays_that_do_not_fit_are_refused(
@@ -155,6 +168,53 @@ def test_a_missing_library_says_what_to_do(monkeypatch: pytest.MonkeyPatch) -> N
         enhance_depth.load_library()
     with pytest.raises(enhance_depth.LibraryNotFoundError, match="is not the enhance_depth library"):
         enhance_depth.load_library("libc.so.6")
+
+
+def test_every_record_is_given_back_once(monkeypatch: pytest.MonkeyPatch) -> None:
+    dll = enhance_depth.load_library().dll
+    delete = dll.enhance_delete_error
+    deleted: list[object] = []
+    monkeypatch.setattr(dll, "enhance_delete_error", lambda record: (delete(record), deleted.append(record)))
+    with pytest.raises(enhance_depth.ArgumentError):
+        Engine("no/such.engine")
+    assert len(deleted) == 1 and deleted[0]
+
+
+def test_without_a_record_the_failure_is_taken_from_where_it_is_kept(
+    make_engine: MakeEngine, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    dll = enhance_depth.load_library().dll
+    asked: list[object] = []
+    monkeypatch.setattr(dll, "enhance_depth_get_last_error", lambda handle: (asked.append(handle), b"no memory")[1])
+    with Engine(make_engine()) as engine:
+        monkeypatch.setattr(dll, "enhance_depth_reset", lambda *arguments: 0)
+        with pytest.raises(enhance_depth.InternalError, match="enhance_depth_reset: no memory .code 34."):
+            engine.reset(64, 48)
+        assert asked == [engine._handle]
+    monkeypatch.setattr(dll, "enhance_depth_create", lambda *arguments: 0)
+    with pytest.raises(enhance_depth.InternalError, match="enhance_depth_create: no memory"):
+        Engine(make_engine())
+    assert asked[1:] == [None]
+
+
+def test_a_code_that_a_newer_library_added_is_kept_as_a_number() -> None:
+    error = make_error(99, "something new", "enhance_depth_process", exception_type=99)
+    assert (type(error), error.code) == (enhance_depth.Error, 99) and not isinstance(error.code, ErrorCode)
+    assert str(error) == "enhance_depth_process: something new (code 99)"
+
+
+@pytest.mark.parametrize(
+    ("kind", "exception"),
+    [
+        (2, enhance_depth.ArgumentError),
+        (3, enhance_depth.StateError),
+        (6, enhance_depth.InternalError),
+        (7, enhance_depth.TensorRTError),
+        (8, enhance_depth.CudaError),
+    ],
+)
+def test_the_kind_of_a_failure_chooses_its_class(kind: int, exception: type[enhance_depth.Error]) -> None:
+    assert type(make_error(21, "text", "function", exception_type=kind)) is exception
 
 
 def test_the_codes_are_those_of_the_header() -> None:
