@@ -7,7 +7,7 @@
 
 #include "nvinfer/engine_description.h"
 
-using namespace emulated_nvinfer;
+using namespace emulated_board::nvinfer;
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include <cuda_runtime_api.h>
 #include <gtest/gtest.h>
 
-#include "core/device_access.h"
+#include "device/device_access.h"
 #include "emulated_board/control.h"
 
 namespace {

@@ -15,16 +15,16 @@ using emulated_board_tests::engine_with;
 const std::string kHeader = "format = 'enhance-depth-emulated-engine'\nversion = 1\nnetwork = 'nothing'\n";
 
 TEST(EmulatedEngineDescription, UnfitEnginesCanBeDescribed) {
-  const auto none = emulated_nvinfer::parse_engine_description(kHeader);
-  ASSERT_TRUE(std::holds_alternative<emulated_nvinfer::EngineDescription>(none));
-  EXPECT_TRUE(std::get<emulated_nvinfer::EngineDescription>(none).tensors.empty());
-  const auto odd = emulated_nvinfer::parse_engine_description(
+  const auto none = emulated_board::nvinfer::parse_engine_description(kHeader);
+  ASSERT_TRUE(std::holds_alternative<emulated_board::nvinfer::EngineDescription>(none));
+  EXPECT_TRUE(std::get<emulated_board::nvinfer::EngineDescription>(none).tensors.empty());
+  const auto odd = emulated_board::nvinfer::parse_engine_description(
       kHeader +
       "[[tensor]]\nname='a b'\ndirection='output'\ntype='int4'\nshape=[]\n"
       "[[tensor]]\nname='x'\ndirection='input'\ntype='bf16'\nshape=[1,2,3,4,5,6,7,0]\n[[profile]]\n");
-  ASSERT_TRUE(std::holds_alternative<emulated_nvinfer::EngineDescription>(odd));
-  EXPECT_EQ(std::get<emulated_nvinfer::EngineDescription>(odd).tensors[1].shape.nbDims, 8);
-  EXPECT_EQ(std::get<emulated_nvinfer::EngineDescription>(odd).profiles.size(), 1U);
+  ASSERT_TRUE(std::holds_alternative<emulated_board::nvinfer::EngineDescription>(odd));
+  EXPECT_EQ(std::get<emulated_board::nvinfer::EngineDescription>(odd).tensors[1].shape.nbDims, 8);
+  EXPECT_EQ(std::get<emulated_board::nvinfer::EngineDescription>(odd).profiles.size(), 1U);
 }
 
 TEST(EmulatedEngineDescription, WhatIsWrongIsSaidWithItsPlace) {
@@ -88,8 +88,8 @@ TEST(EmulatedEngineDescription, WhatIsWrongIsSaidWithItsPlace) {
        "line 4, column 14: parameter \"value\" is too large for a float"},
   };
   for (const auto& each : cases) {
-    const auto parsed = emulated_nvinfer::parse_engine_description(each.text);
-    const auto* error = std::get_if<emulated_nvinfer::DescriptionError>(&parsed);
+    const auto parsed = emulated_board::nvinfer::parse_engine_description(each.text);
+    const auto* error = std::get_if<emulated_board::nvinfer::DescriptionError>(&parsed);
     ASSERT_NE(error, nullptr) << each.message;
     EXPECT_NE(error->message.find(each.message), std::string::npos)
         << "expected: " << each.message << "\nfound: " << error->message;

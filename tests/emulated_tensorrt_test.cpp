@@ -287,13 +287,14 @@ TEST_F(EmulatedTensorRT, TheReferenceNetworkIsTheGuidedFilter) {
   for (std::size_t i = 0; i < rgb.size(); ++i) rgb[i] = static_cast<std::uint8_t>(i * 37);
   for (std::size_t i = 0; i < depth.size(); ++i)
     depth[i] = i % 5 == 0 ? 0.0F : 900.0F + static_cast<float>(i * 13 % 50);
-  emulated_board::GuidedFilterParameters parameters;
+  emulated_board::nvinfer::GuidedFilterParameters parameters;
   parameters.radius = 2;
   parameters.epsilon = 0.05;
   std::vector<float> refined(kPixels);
   std::vector<float> confidence(kPixels);
-  emulated_board::guided_filter(parameters, rgb.data(), emulated_board::ColorLayout::kPlanar, depth.data(), 6,
-                                8, refined.data(), confidence.data());
+  emulated_board::nvinfer::guided_filter(parameters, rgb.data(),
+                                         emulated_board::nvinfer::ColorLayout::kPlanar, depth.data(), 6, 8,
+                                         refined.data(), confidence.data());
 
   load(engine_with("network = \"rgb-sum\"",
                    "network = \"guided-filter\"\nparameters = { radius = 2, epsilon = 0.05 }"));

@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-namespace emulated_board {
+namespace emulated_board::nvinfer {
 namespace {
 
 struct Image {
@@ -307,4 +307,4 @@ TEST(GuidedFilter, TakesWhatIsNoDepthAsAHole) {
 }
 
 }  // namespace
-}  // namespace emulated_board
+}  // namespace emulated_board::nvinfer

@@ -4,13 +4,13 @@
 
 #include "core/watch.h"
 
+namespace emulated_board {
+
 namespace {
 
 thread_local int inside_depth = 0;
 
 }  // namespace
-
-namespace emulated_board {
 
 Watch& watch() {
   static Watch& the_watch = *new Watch;

@@ -4,12 +4,14 @@
 
 #include "core/call.h"
 
+namespace emulated_board {
+
 namespace {
 
 struct CapturedLog {
   std::mutex mutex;
   bool on = false;
-  std::vector<emulated_board::LogLine> lines;
+  std::vector<LogLine> lines;
 };
 
 CapturedLog& captured() {
@@ -18,8 +20,6 @@ CapturedLog& captured() {
 }
 
 }  // namespace
-
-namespace emulated_board {
 
 bool capture_log_line(const LogLine& line) {
   CapturedLog& log = captured();

@@ -7,14 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "core/call.h"
-#include "core/device_access.h"
-#include "emulated_board/control.h"
+namespace emulated_board {
 
 namespace {
-
-using emulated_board::ObjectKind;
-using emulated_board::RegisteredLogger;
 
 std::array<std::atomic<int>, static_cast<std::size_t>(ObjectKind::kCount)> live_counts{};
 
@@ -32,7 +27,7 @@ Loggers& loggers() {
 
 }  // namespace
 
-namespace emulated_board {
+int live_count(ObjectKind kind) { return live(kind); }
 
 CountedObject::CountedObject(ObjectKind kind) noexcept : kind_(kind) { ++live(kind_); }
 CountedObject::~CountedObject() { --live(kind_); }
@@ -50,33 +45,9 @@ RegisteredLogger::~RegisteredLogger() {
                 entries.end());
 }
 
-bool LiveObjects::operator==(const LiveObjects& other) const {
-  return streams == other.streams && events == other.events && allocations == other.allocations &&
-         allocated_bytes == other.allocated_bytes && runtimes == other.runtimes && engines == other.engines &&
-         contexts == other.contexts && camera_errors == other.camera_errors;
-}
-
-LiveObjects live_objects() {
-  const DeviceUse device = device_use();
-  LiveObjects objects;
-  objects.streams = device.streams;
-  objects.events = device.events;
-  objects.allocations = device.allocations;
-  objects.allocated_bytes = device.allocated_bytes;
-  objects.runtimes = live(ObjectKind::kRuntime);
-  objects.engines = live(ObjectKind::kEngine);
-  objects.contexts = live(ObjectKind::kContext);
-  objects.camera_errors = live(ObjectKind::kCameraError);
-  return objects;
-}
-
-void send_tensorrt_message(int severity, const char* message) {
-  nvinfer1::ILogger* logger = nullptr;
-  {
-    const std::lock_guard lock(loggers().mutex);
-    if (!loggers().entries.empty()) logger = loggers().entries.back().second;
-  }
-  if (logger != nullptr) logger->log(static_cast<nvinfer1::ILogger::Severity>(severity), message);
+nvinfer1::ILogger* newest_logger() {
+  const std::lock_guard lock(loggers().mutex);
+  return loggers().entries.empty() ? nullptr : loggers().entries.back().second;
 }
 
 }  // namespace emulated_board

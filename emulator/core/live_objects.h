@@ -1,5 +1,5 @@
-// Counts of the objects that TensorRT and the camera SDK handed out (the CUDA runtime counts its own), and
-// the loggers of the live TensorRT runtimes.
+// Counts of the objects that TensorRT and the camera SDK handed out (the device counts its own), and the
+// loggers of the live TensorRT runtimes.
 #ifndef EMULATED_BOARD_CORE_LIVE_OBJECTS_H
 #define EMULATED_BOARD_CORE_LIVE_OBJECTS_H
 
@@ -10,6 +10,8 @@
 namespace emulated_board {
 
 enum class ObjectKind : std::size_t { kRuntime, kEngine, kContext, kCameraError, kCount };
+
+int live_count(ObjectKind kind);
 
 // A member of each such object: counts it as long as it lives.
 class CountedObject {
@@ -23,7 +25,7 @@ class CountedObject {
   ObjectKind kind_;
 };
 
-// A member of each TensorRT runtime: its logger, as a receiver for send_tensorrt_message().
+// A member of each TensorRT runtime: registers its logger as long as the runtime lives.
 class RegisteredLogger {
  public:
   explicit RegisteredLogger(nvinfer1::ILogger& logger);
@@ -35,6 +37,9 @@ class RegisteredLogger {
  private:
   nvinfer1::ILogger& logger_;
 };
+
+// The logger of the most recently created runtime that is alive; null if there is none.
+nvinfer1::ILogger* newest_logger();
 
 }  // namespace emulated_board
 

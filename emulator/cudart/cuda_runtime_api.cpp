@@ -8,18 +8,18 @@
 #include <cuda_runtime_api.h>
 
 #include "core/call.h"
-#include "core/device_access.h"
-#include "cudart/device.h"
-#include "cudart/handles.h"
+#include "device/device.h"
+#include "device/device_access.h"
+#include "device/handles.h"
 
 namespace {
 
+using emulated_board::device;
+using emulated_board::Device;
+using emulated_board::event_number;
 using emulated_board::Function;
 using emulated_board::stream_name;
-using emulated_cudart::device;
-using emulated_cudart::Device;
-using emulated_cudart::event_number;
-using emulated_cudart::stream_number;
+using emulated_board::stream_number;
 
 // What a function does when its failure is planned.
 enum class WhenFailing {
@@ -119,7 +119,7 @@ cudaError_t cudaStreamCreate(cudaStream_t* stream) {
       [] { return std::string(); },
       [&](Device& the_device) {
         if (stream == nullptr) return cudaErrorInvalidValue;
-        *stream = emulated_cudart::stream_handle(the_device.queue.create_stream());
+        *stream = emulated_board::stream_handle(the_device.queue.create_stream());
         return cudaSuccess;
       });
   return created(status, stream);
@@ -152,7 +152,7 @@ cudaError_t cudaEventCreate(cudaEvent_t* event) {
       [] { return std::string(); },
       [&](Device& the_device) {
         if (event == nullptr) return cudaErrorInvalidValue;
-        *event = emulated_cudart::event_handle(the_device.queue.create_event());
+        *event = emulated_board::event_handle(the_device.queue.create_event());
         return cudaSuccess;
       });
   return created(status, event);

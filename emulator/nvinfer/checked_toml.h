@@ -6,7 +6,7 @@
 
 #include <stdexcept>
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 class TomlAssertion : public std::logic_error {
  public:
@@ -17,13 +17,13 @@ constexpr void check_toml_assertion(bool holds) {
   if (!holds) throw TomlAssertion("it is not well-formed TOML");
 }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer
 
 #ifdef NDEBUG
 #undef NDEBUG
 #define EMULATED_BOARD_NDEBUG
 #endif
-#define TOML_ASSERT(condition) ::emulated_nvinfer::check_toml_assertion(static_cast<bool>(condition))
+#define TOML_ASSERT(condition) ::emulated_board::nvinfer::check_toml_assertion(static_cast<bool>(condition))
 #include <toml++/toml.h>
 #ifdef EMULATED_BOARD_NDEBUG
 #undef EMULATED_BOARD_NDEBUG

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "core/device_access.h"
+#include "device/device_access.h"
 #include "nvinfer/report.h"
 #include "nvinfer/tensors.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
-using emulated_board::Function;
 using nvinfer1::Dims;
 using nvinfer1::TensorIOMode;
 
@@ -21,7 +20,7 @@ constexpr int kPlaneRank = 2;
 std::string address_text(const void* address) { return address == nullptr ? "null" : "an address"; }
 
 void check_stream(cudaStream_t stream) {
-  if (!emulated_board::stream_exists(stream)) throw ApiUsageError("there is no such stream");
+  if (!stream_exists(stream)) throw ApiUsageError("there is no such stream");
 }
 
 }  // namespace
@@ -34,7 +33,7 @@ ExecutionContext::ExecutionContext(std::shared_ptr<EngineData> engine) : engine_
 }
 
 ExecutionContext::~ExecutionContext() noexcept {
-  const emulated_board::InsideBoard inside_board;
+  const InsideBoard inside_board;
   tensorrt_destructor(Function::kContextDestroy, engine_->logger);
   --engine_->contexts;
 }
@@ -49,9 +48,7 @@ void ExecutionContext::forget_shapes() {
 }
 
 bool ExecutionContext::setOptimizationProfileAsync(std::int32_t profile, cudaStream_t stream) noexcept {
-  const auto describe = [&] {
-    return "profile " + std::to_string(profile) + ", " + emulated_board::stream_name(stream);
-  };
+  const auto describe = [&] { return "profile " + std::to_string(profile) + ", " + stream_name(stream); };
   return tensorrt_call(Function::kContextSetProfile, engine_->logger, false, describe, [&] {
     const std::size_t profiles = engine_->description.profiles.size();
     if (profile < 0 || static_cast<std::size_t>(profile) >= profiles) {
@@ -166,7 +163,7 @@ BoundTensor ExecutionContext::bind(std::size_t index) const {
 
   const void* address = bindings_[index].address;
   if (address == nullptr) throw ApiUsageError(what + " has no address");
-  const emulated_board::DeviceRange range = emulated_board::device_range(address);
+  const DeviceRange range = device_range(address);
   if (range.contents == nullptr) throw ApiUsageError("the address of " + what + " is not device memory");
   if (range.size < bound.bytes) {
     throw ApiUsageError(what + " needs " + std::to_string(bound.bytes) + " bytes; at its address there are " +
@@ -177,17 +174,17 @@ BoundTensor ExecutionContext::bind(std::size_t index) const {
 }
 
 bool ExecutionContext::enqueueV3(cudaStream_t stream) noexcept {
-  const auto describe = [&] { return emulated_board::stream_name(stream); };
+  const auto describe = [&] { return stream_name(stream); };
   return tensorrt_call(Function::kContextEnqueue, engine_->logger, false, describe, [&] {
     check_stream(stream);
     std::vector<BoundTensor> tensors;
     tensors.reserve(bindings_.size());
     for (std::size_t i = 0; i < bindings_.size(); ++i) tensors.push_back(bind(i));
     // The run keeps what it needs: the context and the engine may be gone when it comes to it.
-    return emulated_board::queue_work(stream, [engine = engine_, bound = std::move(tensors)] {
+    return queue_work(stream, [engine = engine_, bound = std::move(tensors)] {
       return engine->description.network->run(bound);
     });
   });
 }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer

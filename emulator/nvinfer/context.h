@@ -10,7 +10,7 @@
 #include "core/live_objects.h"
 #include "nvinfer/engine.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 class ExecutionContext final : public nvinfer1::IExecutionContext, public nvinfer1::apiv::VExecutionContext {
  public:
@@ -39,9 +39,9 @@ class ExecutionContext final : public nvinfer1::IExecutionContext, public nvinfe
   std::shared_ptr<EngineData> engine_;
   std::vector<Binding> bindings_;
   std::int32_t profile_ = 0;
-  emulated_board::CountedObject counted_{emulated_board::ObjectKind::kContext};
+  CountedObject counted_{ObjectKind::kContext};
 };
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer
 
 #endif  // EMULATED_BOARD_NVINFER_CONTEXT_H

@@ -6,9 +6,8 @@
 #include "nvinfer/report.h"
 #include "nvinfer/tensors.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
-using emulated_board::Function;
 using nvinfer1::DataType;
 using nvinfer1::Dims;
 using nvinfer1::OptProfileSelector;
@@ -46,7 +45,7 @@ const TensorDescription& EngineData::tensor(const char* name) const {
 Engine::Engine(std::shared_ptr<EngineData> data) : data_(std::move(data)) { mImpl = this; }
 
 Engine::~Engine() noexcept {
-  const emulated_board::InsideBoard inside_board;
+  const InsideBoard inside_board;
   tensorrt_destructor(Function::kEngineDestroy, data_->logger);
   if (data_->contexts != 0) {
     report_error(data_->logger, Function::kEngineDestroy, ErrorCode::kApiUsage,
@@ -126,4 +125,4 @@ char const* Engine::getIOTensorName(std::int32_t index) const noexcept {
       });
 }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer

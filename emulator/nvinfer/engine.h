@@ -10,7 +10,7 @@
 #include "core/live_objects.h"
 #include "nvinfer/engine_description.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 // What an engine and its contexts share.
 struct EngineData {
@@ -44,9 +44,9 @@ class Engine final : public nvinfer1::ICudaEngine, public nvinfer1::apiv::VCudaE
 
  private:
   std::shared_ptr<EngineData> data_;
-  emulated_board::CountedObject counted_{emulated_board::ObjectKind::kEngine};
+  CountedObject counted_{ObjectKind::kEngine};
 };
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer
 
 #endif  // EMULATED_BOARD_NVINFER_ENGINE_H

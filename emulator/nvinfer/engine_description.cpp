@@ -12,7 +12,7 @@
 #include "nvinfer/networks/registry.h"
 #include "nvinfer/tensors.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 namespace {
 
@@ -261,4 +261,4 @@ std::variant<EngineDescription, DescriptionError> parse_engine_description(std::
   }
 }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer

@@ -14,7 +14,7 @@
 
 #include "nvinfer/networks/network.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 struct TensorDescription {
   std::string name;
@@ -49,6 +49,6 @@ struct DescriptionError {
 // Copes with arbitrary bytes. Throws nothing but std::bad_alloc.
 std::variant<EngineDescription, DescriptionError> parse_engine_description(std::string_view text);
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer
 
 #endif  // EMULATED_BOARD_NVINFER_ENGINE_DESCRIPTION_H

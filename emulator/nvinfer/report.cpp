@@ -1,6 +1,6 @@
 #include "nvinfer/report.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 namespace {
 
@@ -17,16 +17,16 @@ const char* error_name(ErrorCode code) {
 }
 
 void send(nvinfer1::ILogger& logger, const char* text) noexcept {
-  const emulated_board::OutsideBoard outside_board;
+  const OutsideBoard outside_board;
   logger.log(nvinfer1::ILogger::Severity::kERROR, text);
 }
 
 }  // namespace
 
-void report_error(nvinfer1::ILogger& logger, emulated_board::Function function, ErrorCode code,
+void report_error(nvinfer1::ILogger& logger, Function function, ErrorCode code,
                   const std::string& why) noexcept {
   try {
-    const std::string text = std::string(emulated_board::name_of(function)) + ": Error Code " +
+    const std::string text = std::string(name_of(function)) + ": Error Code " +
                              std::to_string(static_cast<int>(code)) + ": " + error_name(code) + " (" + why +
                              ")";
     send(logger, text.c_str());
@@ -35,9 +35,9 @@ void report_error(nvinfer1::ILogger& logger, emulated_board::Function function, 
   }
 }
 
-void tensorrt_destructor(emulated_board::Function function, nvinfer1::ILogger& logger) noexcept {
+void tensorrt_destructor(Function function, nvinfer1::ILogger& logger) noexcept {
   const auto no_arguments = [] { return std::string(); };
   tensorrt_call(function, logger, 0, no_arguments, [] { return 0; });
 }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer

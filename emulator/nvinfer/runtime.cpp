@@ -14,17 +14,15 @@
 #include "nvinfer/engine_description.h"
 #include "nvinfer/report.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 namespace {
-
-using emulated_board::Function;
 
 class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime {
  public:
   explicit Runtime(nvinfer1::ILogger& logger) : logger_(logger) { mImpl = this; }
   ~Runtime() noexcept override {
-    const emulated_board::InsideBoard inside_board;
+    const InsideBoard inside_board;
     tensorrt_destructor(Function::kRuntimeDestroy, logger_.get());
   }
 
@@ -49,8 +47,8 @@ class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime
   }
 
  private:
-  emulated_board::RegisteredLogger logger_;
-  emulated_board::CountedObject counted_{emulated_board::ObjectKind::kRuntime};
+  RegisteredLogger logger_;
+  CountedObject counted_{ObjectKind::kRuntime};
 };
 
 // Takes the complaint of a program that gives no logger.
@@ -66,10 +64,11 @@ constexpr std::int32_t major_version(std::int32_t version) { return version / 10
 
 }  // namespace
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer
 
 extern "C" void* createInferRuntime_INTERNAL(void* logger, std::int32_t version) noexcept {
-  using namespace emulated_nvinfer;
+  using namespace emulated_board;
+  using namespace emulated_board::nvinfer;
   StandardErrorLogger standard_error;
   nvinfer1::ILogger& program_logger =
       *(logger != nullptr ? static_cast<nvinfer1::ILogger*>(logger) : &standard_error);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 namespace {
 
@@ -79,4 +79,4 @@ std::optional<std::size_t> byte_count(const nvinfer1::Dims& shape, DataType type
   return bits / 8 + (bits % 8 != 0 ? 1 : 0);
 }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer

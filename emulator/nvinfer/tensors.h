@@ -9,7 +9,7 @@
 
 #include <NvInferRuntimeBase.h>
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 // "uint8" and so on, as engine descriptions write them.
 std::optional<nvinfer1::DataType> data_type_named(std::string_view name);
@@ -29,6 +29,6 @@ bool is_concrete(const nvinfer1::Dims& shape);
 std::optional<std::size_t> element_count(const nvinfer1::Dims& shape);
 std::optional<std::size_t> byte_count(const nvinfer1::Dims& shape, nvinfer1::DataType type);
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer
 
 #endif  // EMULATED_BOARD_NVINFER_TENSORS_H

@@ -7,7 +7,7 @@
 
 #include "sliding_window.h"
 
-namespace emulated_board {
+namespace emulated_board::nvinfer {
 namespace {
 
 // Keeps a pixel defined whose windows all fit badly.
@@ -17,7 +17,7 @@ double square(double value) { return value * value; }
 
 bool is_valid(float depth) { return depth > 0.0F; }  // NaN is not
 
-/* The luminance of each pixel (ITU-R BT.601), from -0.5 for black to 0.5 for white. */
+// The luminance of each pixel (ITU-R BT.601), from -0.5 for black to 0.5 for white.
 Plane luminance(const std::uint8_t* rgb, ColorLayout layout, std::size_t size) {
   const bool planar = layout == ColorLayout::kPlanar;
   const std::size_t pixel = planar ? 1 : 3;
@@ -30,7 +30,7 @@ Plane luminance(const std::uint8_t* rgb, ColorLayout layout, std::size_t size) {
   return result;
 }
 
-/* What the window around each pixel says. */
+// What the window around each pixel says.
 struct WindowFits {
   Plane share;       // of valid pixels: n / A
   Plane fillable;    // 1 or 0
@@ -45,9 +45,7 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
   const std::size_t size = window.size();
   Plane count(size), i(size), d(size), ii(size), id(size), dd(size);
   for (std::size_t p = 0; p < size; ++p) {
-    if (!is_valid(depth[p])) {
-      continue;
-    }
+    if (!is_valid(depth[p])) continue;
     count[p] = 1.0;
     i[p] = guide[p];
     d[p] = static_cast<double>(depth[p]);
@@ -66,9 +64,7 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
     const double n = count[p];
     fits.fillable[p] = n > 0.0 && 100.0 * n >= parameters.fill_percent * area[p] ? 1.0 : 0.0;
     fits.share[p] = n / area[p];
-    if (n == 0.0) {
-      continue;
-    }
+    if (n == 0.0) continue;
     const double mean_i = i[p] / n;
     const double mean_d = d[p] / n;
     const double var_i = std::max(ii[p] / n - mean_i * mean_i, 0.0);
@@ -84,7 +80,7 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
   return fits;
 }
 
-/* The weight of each window for valid pixels. */
+// The weight of each window for valid pixels.
 Plane fit_weights(const WindowFits& fits) {
   Plane weight(fits.fit.size());
   for (std::size_t p = 0; p < weight.size(); ++p) {
@@ -93,7 +89,7 @@ Plane fit_weights(const WindowFits& fits) {
   return weight;
 }
 
-/* The weight of each window for holes: `weight`, lowered where a farther surface is near. */
+// The weight of each window for holes: `weight`, lowered where a farther surface is near.
 Plane far_weights(const GuidedFilterParameters& parameters, const WindowFits& fits, Plane weight, int height,
                   int width) {
   Plane farthest(weight.size());
@@ -110,7 +106,7 @@ Plane far_weights(const GuidedFilterParameters& parameters, const WindowFits& fi
   return weight;
 }
 
-/* Weighted means over the windows that contain a pixel; 0 where none of them has a valid pixel. */
+// Weighted means over the windows that contain a pixel; 0 where none of them has a valid pixel.
 class WeightedMean {
  public:
   WeightedMean(const Plane& weight, SlidingWindow& window) : weight_(weight), window_(window) {
@@ -124,14 +120,12 @@ class WeightedMean {
     }
     window_.sum(result, result);
     for (std::size_t p = 0; p < result.size(); ++p) {
-      if (total_weight_[p] > 0.0) {
-        result[p] /= total_weight_[p];
-      }
+      if (total_weight_[p] > 0.0) result[p] /= total_weight_[p];
     }
     return result;
   }
 
-  /* The mean of what the windows' lines say at each pixel. */
+  // The mean of what the windows' lines say at each pixel.
   Plane of_lines(const WindowFits& fits, const Plane& guide) {
     Plane result = of(fits.slope);
     const Plane offset = of(fits.offset);
@@ -174,10 +168,8 @@ void guided_filter(const GuidedFilterParameters& parameters, const std::uint8_t*
       result = filled[p] + 0.5;
     }
     refined[p] = static_cast<float>(result);
-    if (confidence != nullptr) {
-      confidence[p] = static_cast<float>(trust * fits.share[p] * mean_fit[p]);
-    }
+    if (confidence != nullptr) confidence[p] = static_cast<float>(trust * fits.share[p] * mean_fit[p]);
   }
 }
 
-}  // namespace emulated_board
+}  // namespace emulated_board::nvinfer

@@ -6,12 +6,10 @@
 #include "nvinfer/networks/guided_filter.h"
 #include "nvinfer/networks/registry.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 namespace {
 
-using emulated_board::ColorLayout;
-using emulated_board::GuidedFilterParameters;
 using nvinfer1::DataType;
 
 class GuidedFilter final : public Network {
@@ -52,9 +50,8 @@ class GuidedFilter final : public Network {
         std::fill_n(values, output.elements, 0.0F);
     });
     if (refined.values == nullptr) refined.use_spare(pixels);
-    emulated_board::guided_filter(parameters_, elements_of<std::uint8_t>(*rgb), layout,
-                                  elements_of<float>(*depth), height, width, refined.values,
-                                  confidence.values);
+    guided_filter(parameters_, elements_of<std::uint8_t>(*rgb), layout, elements_of<float>(*depth), height,
+                  width, refined.values, confidence.values);
     refined.finish();
     confidence.finish();
     return cudaSuccess;
@@ -95,4 +92,4 @@ std::unique_ptr<const Network> make_guided_filter(Parameters& parameters) {
   return std::make_unique<GuidedFilter>(parameters);
 }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer

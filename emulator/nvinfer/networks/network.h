@@ -8,7 +8,7 @@
 
 #include <NvInferRuntimeBase.h>
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 // A tensor as it is bound for one run.
 struct BoundTensor {
@@ -53,6 +53,6 @@ void fill_outputs(const std::vector<BoundTensor>& tensors, const Fill& fill) {
   }
 }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer
 
 #endif  // EMULATED_BOARD_NVINFER_NETWORKS_NETWORK_H

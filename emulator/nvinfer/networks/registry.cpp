@@ -5,7 +5,7 @@
 #include <limits>
 #include <sstream>
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 namespace {
 
@@ -84,4 +84,4 @@ const BoundTensor* find_input(const std::vector<BoundTensor>& tensors, std::stri
   return nullptr;
 }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer

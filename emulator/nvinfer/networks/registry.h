@@ -11,7 +11,7 @@
 
 #include "nvinfer/networks/network.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 // Says in a sentence why a network cannot be made.
 class NetworkError : public std::invalid_argument {
@@ -52,6 +52,6 @@ std::unique_ptr<const Network> make_rgb_sum(Parameters& parameters);
 std::unique_ptr<const Network> make_nothing(Parameters& parameters);
 std::unique_ptr<const Network> make_fail(Parameters& parameters);
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer
 
 #endif  // EMULATED_BOARD_NVINFER_NETWORKS_REGISTRY_H

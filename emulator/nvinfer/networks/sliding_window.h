@@ -1,13 +1,11 @@
-/*
- * Sums and maxima over square windows of an image, in a time per pixel that does not depend on the window's
- * size.
- *
- * The method is van Herk's (A fast algorithm for local minimum and maximum filters on rectangular and
- * octagonal kernels, Pattern Recognition Letters 1992), for rows and then for columns: a line is cut into
- * blocks as long as the window, so that every window is the end of one block followed by the start of the
- * next. It serves for sums as well, and other than a running sum it never subtracts: a small value beside a
- * large one keeps all its digits.
- */
+// Sums and maxima over square windows of an image, in a time per pixel that does not depend on the window's
+// size.
+//
+// The method is van Herk's (A fast algorithm for local minimum and maximum filters on rectangular and
+// octagonal kernels, Pattern Recognition Letters 1992), for rows and then for columns: a line is cut into
+// blocks as long as the window, so that every window is the end of one block followed by the start of the
+// next. It serves for sums as well, and other than a running sum it never subtracts: a small value beside a
+// large one keeps all its digits.
 #ifndef EMULATED_BOARD_NVINFER_NETWORKS_SLIDING_WINDOW_H
 #define EMULATED_BOARD_NVINFER_NETWORKS_SLIDING_WINDOW_H
 
@@ -17,15 +15,15 @@
 #include <type_traits>
 #include <vector>
 
-namespace emulated_board {
+namespace emulated_board::nvinfer {
 
-/* One value per pixel, row by row. */
+// One value per pixel, row by row.
 using Plane = std::vector<double>;
 
-/* Windows of (2 radius + 1) x (2 radius + 1) pixels, clipped to an image of height x width pixels. */
+// Windows of (2 radius + 1) x (2 radius + 1) pixels, clipped to an image of height x width pixels.
 class SlidingWindow {
  public:
-  /* height, width >= 1; radius >= 0, which may exceed the image. */
+  // height, width >= 1; radius >= 0, which may exceed the image.
   SlidingWindow(int height, int width, std::int64_t radius)
       : height_(static_cast<std::size_t>(height)),
         width_(static_cast<std::size_t>(width)),
@@ -34,18 +32,17 @@ class SlidingWindow {
 
   std::size_t size() const { return height_ * width_; }
 
-  /* output = the sum of input over the window around each pixel; both may be the same plane. */
+  // output = the sum of input over the window around each pixel; both may be the same plane.
   void sum(const Plane& input, Plane& output) {
     reduce(input, output, 0.0, [](double a, double b) { return a + b; });
   }
 
-  /* output = the largest input in the window around each pixel; both may be the same plane. Needs input >= 0.
-   */
+  // output = the largest input in the window around each pixel; both may be the same plane. Needs input >= 0.
   void maximum(const Plane& input, Plane& output) {
     reduce(input, output, 0.0, [](double a, double b) { return std::max(a, b); });
   }
 
-  /* output = the number of pixels in the window around each pixel. */
+  // output = the number of pixels in the window around each pixel.
   void area(Plane& output) const {
     output.resize(size());
     for (std::size_t y = 0; y < height_; ++y) {
@@ -71,10 +68,8 @@ class SlidingWindow {
     reduce_line(rows_.data(), output.data(), height_, width_, identity, operation);
   }
 
-  /*
-   * Reduces windows along a line of `length` elements, each of `depth` neighbouring values: a row of pixels,
-   * or a column of rows. Depth is a type for rows, so that the loops over one value vanish.
-   */
+  // Reduces windows along a line of `length` elements, each of `depth` neighbouring values: a row of pixels,
+  // or a column of rows. Depth is a type for rows, so that the loops over one value vanish.
   template <typename Depth, typename Operation>
   void reduce_line(const double* input, double* output, std::size_t length, Depth depth, double identity,
                    Operation operation) {
@@ -86,9 +81,7 @@ class SlidingWindow {
     // Adds an element of the line to `sum`. Block b begins at element b * window - radius; what lies outside
     // the line changes nothing.
     const auto accumulate = [&](double* sum, std::size_t element) {
-      if (element < radius || element - radius >= length) {
-        return;
-      }
+      if (element < radius || element - radius >= length) return;
       const double* const values = input + (element - radius) * depth;
       for (std::size_t i = 0; i < depth; ++i) {
         sum[i] = operation(sum[i], values[i]);
@@ -126,6 +119,6 @@ class SlidingWindow {
   Plane prefix_;
 };
 
-}  // namespace emulated_board
+}  // namespace emulated_board::nvinfer
 
-#endif
+#endif  // EMULATED_BOARD_NVINFER_NETWORKS_SLIDING_WINDOW_H

@@ -5,7 +5,7 @@
 
 #include "nvinfer/networks/registry.h"
 
-namespace emulated_nvinfer {
+namespace emulated_board::nvinfer {
 
 namespace {
 
@@ -146,4 +146,4 @@ std::unique_ptr<const Network> make_rgb_sum(Parameters&) { return std::make_uniq
 std::unique_ptr<const Network> make_nothing(Parameters&) { return std::make_unique<Nothing>(); }
 std::unique_ptr<const Network> make_fail(Parameters&) { return std::make_unique<Fail>(); }
 
-}  // namespace emulated_nvinfer
+}  // namespace emulated_board::nvinfer

@@ -1,7 +1,7 @@
-// What the other parts of the board need of the device: its memory and its queue. Implemented by the CUDA
-// runtime (cudart/device.cpp). All functions take the device's lock themselves.
-#ifndef EMULATED_BOARD_CORE_DEVICE_ACCESS_H
-#define EMULATED_BOARD_CORE_DEVICE_ACCESS_H
+// What TensorRT and the control interface need of the device. All functions take the device's lock
+// themselves.
+#ifndef EMULATED_BOARD_DEVICE_DEVICE_ACCESS_H
+#define EMULATED_BOARD_DEVICE_DEVICE_ACCESS_H
 
 #include <cstddef>
 #include <functional>
@@ -9,14 +9,12 @@
 
 #include <cuda_runtime_api.h>
 
+#include "device/device_memory.h"
+
 namespace emulated_board {
 
-// The contents of device memory from an address to the end of its allocation; null when it is no such
-// address. Valid for work that is queued before the allocation is released.
-struct DeviceRange {
-  std::byte* contents = nullptr;
-  std::size_t size = 0;
-};
+// The contents of device memory from an address on; null when it is no such address. Valid for work that is
+// queued before the allocation is released.
 DeviceRange device_range(const void* address);
 
 bool stream_exists(cudaStream_t stream);
@@ -42,4 +40,4 @@ void restart_numbering();
 
 }  // namespace emulated_board
 
-#endif  // EMULATED_BOARD_CORE_DEVICE_ACCESS_H
+#endif  // EMULATED_BOARD_DEVICE_DEVICE_ACCESS_H

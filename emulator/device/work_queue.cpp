@@ -1,11 +1,11 @@
-#include "cudart/work_queue.h"
+#include "device/work_queue.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <utility>
 
-namespace emulated_cudart {
+namespace emulated_board {
 
 int WorkQueue::create_stream() {
   streams_.emplace(next_stream_, Stream{});
@@ -164,4 +164,4 @@ void WorkQueue::restart_numbering() {
   if (events() == 0) next_event_ = 1;
 }
 
-}  // namespace emulated_cudart
+}  // namespace emulated_board

@@ -4,8 +4,8 @@
 //
 // Stream 0 is the legacy default stream: its work waits for all earlier work, and all later work waits for
 // it.
-#ifndef EMULATED_BOARD_CUDART_WORK_QUEUE_H
-#define EMULATED_BOARD_CUDART_WORK_QUEUE_H
+#ifndef EMULATED_BOARD_DEVICE_WORK_QUEUE_H
+#define EMULATED_BOARD_DEVICE_WORK_QUEUE_H
 
 #include <chrono>
 #include <cstddef>
@@ -17,10 +17,10 @@
 
 #include <cuda_runtime_api.h>
 
-#include "cudart/handles.h"
-#include "cudart/staging.h"
+#include "device/handles.h"
+#include "device/staging.h"
 
-namespace emulated_cudart {
+namespace emulated_board {
 
 class WorkQueue {
  public:
@@ -100,6 +100,6 @@ class WorkQueue {
   StagingPool staging_;
 };
 
-}  // namespace emulated_cudart
+}  // namespace emulated_board
 
-#endif  // EMULATED_BOARD_CUDART_WORK_QUEUE_H
+#endif  // EMULATED_BOARD_DEVICE_WORK_QUEUE_H

@@ -1,13 +1,13 @@
 // Buffers for the sources of host-to-device copies, which are captured when the copy is queued. They are kept
 // for reuse, so that a steady stream of frames allocates nothing.
-#ifndef EMULATED_BOARD_CUDART_STAGING_H
-#define EMULATED_BOARD_CUDART_STAGING_H
+#ifndef EMULATED_BOARD_DEVICE_STAGING_H
+#define EMULATED_BOARD_DEVICE_STAGING_H
 
 #include <cstddef>
 #include <memory>
 #include <vector>
 
-namespace emulated_cudart {
+namespace emulated_board {
 
 struct StagingBuffer {
   std::unique_ptr<std::byte[]> data;
@@ -25,6 +25,6 @@ class StagingPool {
   std::vector<StagingBuffer> free_;
 };
 
-}  // namespace emulated_cudart
+}  // namespace emulated_board
 
-#endif  // EMULATED_BOARD_CUDART_STAGING_H
+#endif  // EMULATED_BOARD_DEVICE_STAGING_H

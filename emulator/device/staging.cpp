@@ -1,9 +1,9 @@
-#include "cudart/staging.h"
+#include "device/staging.h"
 
 #include <algorithm>
 #include <utility>
 
-namespace emulated_cudart {
+namespace emulated_board {
 
 StagingBuffer StagingPool::take(std::size_t size) {
   free_.reserve(kKept);  // so that give_back() need not allocate
@@ -20,4 +20,4 @@ void StagingPool::give_back(StagingBuffer buffer) noexcept {
   free_.push_back(std::move(buffer));
 }
 
-}  // namespace emulated_cudart
+}  // namespace emulated_board

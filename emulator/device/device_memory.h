@@ -2,8 +2,8 @@
 // accessible, so that a program that touches it faults; the contents lie in host memory elsewhere, to which
 // only the board translates. Fresh memory holds kPoison bytes; a margin on both sides of the contents notices
 // a network that writes outside.
-#ifndef EMULATED_BOARD_CUDART_DEVICE_MEMORY_H
-#define EMULATED_BOARD_CUDART_DEVICE_MEMORY_H
+#ifndef EMULATED_BOARD_DEVICE_DEVICE_MEMORY_H
+#define EMULATED_BOARD_DEVICE_DEVICE_MEMORY_H
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,13 @@
 #include <map>
 #include <memory>
 
-namespace emulated_cudart {
+namespace emulated_board {
+
+// Contents of device memory from some address to the end of its allocation; null outside of all allocations.
+struct DeviceRange {
+  std::byte* contents = nullptr;
+  std::size_t size = 0;
+};
 
 class DeviceMemory {
  public:
@@ -29,12 +35,7 @@ class DeviceMemory {
   // Takes the start of an allocation. Ends the process when something was written outside it.
   void release(void* address);
 
-  // The contents from `address` to the end of its allocation; null outside of all allocations.
-  struct Range {
-    std::byte* contents = nullptr;
-    std::size_t size = 0;
-  };
-  Range find(const void* address) const;
+  DeviceRange find(const void* address) const;
 
   // Whether the address is a device address at all, allocated or not.
   bool reserved(const void* address) const;
@@ -59,6 +60,6 @@ class DeviceMemory {
   std::size_t allocated_bytes_ = 0;
 };
 
-}  // namespace emulated_cudart
+}  // namespace emulated_board
 
-#endif  // EMULATED_BOARD_CUDART_DEVICE_MEMORY_H
+#endif  // EMULATED_BOARD_DEVICE_DEVICE_MEMORY_H

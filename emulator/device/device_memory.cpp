@@ -1,4 +1,4 @@
-#include "cudart/device_memory.h"
+#include "device/device_memory.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -6,7 +6,7 @@
 
 #include <sys/mman.h>
 
-namespace emulated_cudart {
+namespace emulated_board {
 
 namespace {
 
@@ -84,7 +84,7 @@ void DeviceMemory::release(void* address) {
   allocated_bytes_ -= size;
 }
 
-DeviceMemory::Range DeviceMemory::find(const void* address) const {
+DeviceRange DeviceMemory::find(const void* address) const {
   const auto wanted = reinterpret_cast<std::uintptr_t>(address);
   auto found = allocations_.upper_bound(wanted);
   if (found == allocations_.begin()) return {};
@@ -99,4 +99,4 @@ bool DeviceMemory::reserved(const void* address) const {
   return base_ != 0 && wanted >= base_ && wanted < base_ + kAddressSpace - kGranularity;
 }
 
-}  // namespace emulated_cudart
+}  // namespace emulated_board

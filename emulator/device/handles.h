@@ -1,13 +1,13 @@
 // Stream and event handles are numbers in the shape of pointers that point nowhere: a stale or wild handle is
 // recognised without being followed.
-#ifndef EMULATED_BOARD_CUDART_HANDLES_H
-#define EMULATED_BOARD_CUDART_HANDLES_H
+#ifndef EMULATED_BOARD_DEVICE_HANDLES_H
+#define EMULATED_BOARD_DEVICE_HANDLES_H
 
 #include <cstdint>
 
 #include <cuda_runtime_api.h>
 
-namespace emulated_cudart {
+namespace emulated_board {
 
 inline constexpr int kDefaultStream = 0;
 inline constexpr int kNoSuchNumber = -1;
@@ -43,6 +43,6 @@ inline int stream_number(cudaStream_t stream) {
 }
 inline int event_number(cudaEvent_t event) { return detail::untagged(detail::kEventTag, event); }
 
-}  // namespace emulated_cudart
+}  // namespace emulated_board
 
-#endif  // EMULATED_BOARD_CUDART_HANDLES_H
+#endif  // EMULATED_BOARD_DEVICE_HANDLES_H

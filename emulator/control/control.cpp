@@ -1,10 +1,13 @@
-// The program's side of the watch over the calls.
+// The control interface (emulated_board/control.h); inside() and the captured log are in core/.
+#include "emulated_board/control.h"
+
 #include <stdexcept>
 
 #include "core/call.h"
 #include "core/camera_log.h"
-#include "core/device_access.h"
+#include "core/live_objects.h"
 #include "core/watch.h"
+#include "device/device_access.h"
 
 namespace emulated_board {
 
@@ -77,6 +80,31 @@ std::vector<Call> recorded_calls() {
   Watch& state = watch();
   const std::lock_guard lock(state.mutex);
   return state.recorded;
+}
+
+bool LiveObjects::operator==(const LiveObjects& other) const {
+  return streams == other.streams && events == other.events && allocations == other.allocations &&
+         allocated_bytes == other.allocated_bytes && runtimes == other.runtimes && engines == other.engines &&
+         contexts == other.contexts && camera_errors == other.camera_errors;
+}
+
+LiveObjects live_objects() {
+  const DeviceUse device = device_use();
+  LiveObjects objects;
+  objects.streams = device.streams;
+  objects.events = device.events;
+  objects.allocations = device.allocations;
+  objects.allocated_bytes = device.allocated_bytes;
+  objects.runtimes = live_count(ObjectKind::kRuntime);
+  objects.engines = live_count(ObjectKind::kEngine);
+  objects.contexts = live_count(ObjectKind::kContext);
+  objects.camera_errors = live_count(ObjectKind::kCameraError);
+  return objects;
+}
+
+void send_tensorrt_message(int severity, const char* message) {
+  nvinfer1::ILogger* logger = newest_logger();
+  if (logger != nullptr) logger->log(static_cast<nvinfer1::ILogger::Severity>(severity), message);
 }
 
 }  // namespace emulated_board

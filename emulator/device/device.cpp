@@ -1,31 +1,22 @@
-#include "cudart/device.h"
+#include "device/device.h"
 
 #include <string>
 #include <utility>
 
-#include "core/device_access.h"
-#include "cudart/handles.h"
+#include "device/device_access.h"
+#include "device/handles.h"
 
-namespace emulated_cudart {
+namespace emulated_board {
 
 Device& device() {
   static Device& the_device = *new Device;
   return the_device;
 }
 
-}  // namespace emulated_cudart
-
-namespace emulated_board {
-
-using emulated_cudart::Device;
-using emulated_cudart::device;
-using emulated_cudart::stream_number;
-
 DeviceRange device_range(const void* address) {
   Device& the_device = device();
   const std::lock_guard lock(the_device.mutex);
-  const auto range = the_device.memory.find(address);
-  return {range.contents, range.size};
+  return the_device.memory.find(address);
 }
 
 bool stream_exists(cudaStream_t stream) {

@@ -1,0 +1,23 @@
+// The one device: its memory and its queue of work, under one lock.
+#ifndef EMULATED_BOARD_DEVICE_DEVICE_H
+#define EMULATED_BOARD_DEVICE_DEVICE_H
+
+#include <mutex>
+
+#include "device/device_memory.h"
+#include "device/work_queue.h"
+
+namespace emulated_board {
+
+struct Device {
+  std::mutex mutex;
+  DeviceMemory memory;
+  WorkQueue queue;
+};
+
+// Lives until the process ends.
+Device& device();
+
+}  // namespace emulated_board
+
+#endif  // EMULATED_BOARD_DEVICE_DEVICE_H
