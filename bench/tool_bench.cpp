@@ -8,14 +8,14 @@
 #include <benchmark/benchmark.h>
 #include <opencv2/core.hpp>
 
-#include "color_scale.h"
-#include "engine.h"
-#include "image_io.h"
+#include "commands/options.h"
+#include "image/color_scale.h"
+#include "image/image_io.h"
+#include "image/preview.h"
+#include "image/synthetic_frame.h"
 #include "measure.h"
-#include "options.h"
-#include "preview.h"
-#include "rgb_layout.h"
-#include "synthetic_frame.h"
+#include "support/engine.h"
+#include "support/rgb_layout.h"
 #include "test_images.h"
 
 namespace enhance_depth_bench {

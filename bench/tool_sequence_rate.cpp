@@ -12,18 +12,18 @@
 #include <string>
 #include <vector>
 
-#include "engine.h"
-#include "image_io.h"
-#include "output_file.h"
-#include "progress.h"
-#include "recording.h"
-#include "rgb_layout.h"
-#include "run_summary.h"
-#include "sequence_output.h"
-#include "sequence_run.h"
-#include "stopwatch.h"
-#include "text.h"
-#include "tool_error.h"
+#include "image/image_io.h"
+#include "sequence/output.h"
+#include "sequence/progress.h"
+#include "sequence/recording.h"
+#include "sequence/run.h"
+#include "sequence/run_summary.h"
+#include "support/engine.h"
+#include "support/output_file.h"
+#include "support/rgb_layout.h"
+#include "support/stopwatch.h"
+#include "support/text.h"
+#include "support/tool_error.h"
 
 namespace enhance_depth_tool {
 namespace {

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "image_io.h"
-#include "tool_error.h"
+#include "image/image_io.h"
+#include "support/tool_error.h"
 
 using namespace enhance_depth_tool;
 

@@ -1,0 +1,524 @@
+"""The whole program on the emulated board: what it prints, writes and returns.
+
+tool_cli_test.py TOOL ENGINE [unittest arguments]
+"""
+
+import json
+import os
+import re
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import zlib
+from pathlib import Path
+
+TOOL = Path(sys.argv[1]).resolve()
+ENGINE = Path(sys.argv[2]).resolve()
+SOURCES = Path(__file__).resolve().parents[2] / "tools" / "enhance-depth"
+
+
+def png(width, height, bits, channels, rows):
+    """A PNG file; `rows` gives the bytes of each row."""
+    def chunk(kind, data):
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+    header = struct.pack(">IIBBBBB", width, height, bits, {1: 0, 3: 2}[channels], 0, 0, 0)
+    pixels = b"".join(b"\0" + rows(y) for y in range(height))
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(pixels, 1)) +
+            chunk(b"IEND", b""))
+
+
+def color_png(width=64, height=48):
+    return png(width, height, 8, 3, lambda y: bytes(v for x in range(width) for v in (x % 256, y % 256, 90)))
+
+
+def depth_png(width=64, height=48, offset=0):
+    """A slanted wall with a hole of 4 x 4 pixels."""
+    def row(y):
+        return b"".join(struct.pack(">H", 0 if 10 <= x < 14 and 10 <= y < 14 else 1000 + 5 * x + y + offset)
+                        for x in range(width))
+    return png(width, height, 16, 1, row)
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def run_tool(self, *arguments, **options):
+        options = {"cwd": self.folder, "capture_output": True, "text": True, "timeout": 120, "check": False, **options}
+        return subprocess.run([TOOL, *map(str, arguments)], **options)
+
+    def write(self, name, data):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(data)
+        return path
+
+    def expect_failure(self, result, status, *texts):
+        self.assertEqual(result.returncode, status, result.stderr)
+        for text in texts:
+            self.assertIn(text, result.stderr)
+
+
+class RefineTest(Case):
+    def setUp(self):
+        super().setUp()
+        self.write("color.png", color_png())
+        self.write("depth.png", depth_png())
+
+    def refine(self, *arguments, color="color.png", depth="depth.png", engine=ENGINE, output="out.png", **options):
+        return self.run_tool("refine", "--engine", engine, "--color", color, "--depth", depth, "--output", output,
+                             *arguments, **options)
+
+    def test_writes_what_was_asked_for_and_says_what_it_did(self):
+        result = self.refine("--confidence", "c.tiff", "--preview", "p.png", "--json", "s.json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("Refined 64 x 48 pixels", result.stdout)
+        self.assertIn("99.5 % before, 100.0 % after", result.stdout)
+        summary = json.loads((self.folder / "s.json").read_text())
+        self.assertEqual((summary["width"], summary["height"]), (64, 48))
+        self.assertGreater(summary["library_ms"], summary["network_ms"])
+        self.assertGreater(summary["total_ms"], summary["library_ms"])
+        self.assertAlmostEqual(summary["depth_before"]["valid_share"], 1 - 16 / (64 * 48))
+        self.assertAlmostEqual(summary["depth_before"]["nearest_m"], 1.0)
+        self.assertEqual(sorted(os.listdir(self.folder)),
+                         ["c.tiff", "color.png", "depth.png", "out.png", "p.png", "s.json"])
+        self.assertNotIn("\033", result.stdout, "no colours in a pipe")
+
+    def test_fails_when_its_summary_cannot_be_written(self):
+        with open("/dev/full", "w", encoding="ascii") as full:
+            result = self.refine(stdout=full, stderr=subprocess.PIPE, capture_output=False)
+        self.expect_failure(result, 1, "standard output cannot be written")
+
+    def test_states_metres_by_the_depth_scale_and_leaves_the_depth_alone(self):
+        self.assertIn("depth before    1.00 to", self.refine().stdout)
+        first = (self.folder / "out.png").read_bytes()
+        self.assertIn("depth before    0.20 to", self.refine("--depth-scale", 5000).stdout)
+        self.assertEqual((self.folder / "out.png").read_bytes(), first)
+
+    def test_reports_unusable_input_as_usage(self):
+        self.write("small.png", depth_png(32, 24))
+        self.expect_failure(self.refine(depth="small.png"), 2, "color.png has 64 x 48 pixels and small.png has 32 x 24",
+                            "Register the depth")
+        self.expect_failure(self.refine(depth="missing.png"), 2, "missing.png does not exist")
+        self.expect_failure(self.refine(output="depth.png"), 2, "depth.png is read by this command")
+        for scale in ("0", "nan", "inf", "5000mm", "1e10"):
+            self.expect_failure(self.refine("--preview", "p.png", "--depth-scale", scale), 2,
+                                f"--depth-scale: {scale} is not a number from 1e-06 to 1e+09")
+        self.expect_failure(self.run_tool("refine"), 2, "required")
+        self.expect_failure(self.run_tool(), 2, "subcommand is required")
+        self.expect_failure(self.run_tool("sequence", "--bogus"), 2, "not expected: --bogus")
+        self.assertFalse((self.folder / "out.png").exists())
+
+    def test_reports_an_engine_that_cannot_be_loaded(self):
+        self.write("bad.engine", b"not an engine")
+        self.expect_failure(self.refine(engine="bad.engine"), 3, "The engine bad.engine cannot be loaded", "(code 13)",
+                            "Build the engine on this machine")
+        self.expect_failure(self.refine(engine="missing.engine"), 3, "missing.engine", "(code 1)")
+
+    def test_says_when_the_engine_has_no_confidence(self):
+        text = ENGINE.read_text()
+        start = text.index('[[tensor]]\nname = "confidence_output"')
+        end = text.index("\n\n", start)
+        self.write("plain.engine.toml", (text[:start] + text[end:]).encode())
+        self.expect_failure(self.refine("--confidence", "c.tiff", engine="plain.engine.toml"), 2,
+                            "has no confidence output")
+        self.assertFalse((self.folder / "out.png").exists())
+        self.assertEqual(self.refine("--preview", "p.jpg", engine="plain.engine.toml").returncode, 0)
+        self.expect_failure(self.run_tool("sequence", "--engine", "plain.engine.toml", "--color", "color.png", "--depth",
+                                          "depth.png", "--output", "out", "--confidence"), 2, "no confidence output")
+        self.assertFalse((self.folder / "out").exists())
+
+
+class SequenceTest(Case):
+    """Recordings of `count` frames; each depth has an offset of its own, so that mixed-up frames show."""
+
+    def setUp(self):
+        super().setUp()
+        self.make_frames(6, 64, 48)
+
+    def make_frames(self, count, width=640, height=480):
+        self.count = count
+        for i in range(count):
+            self.write(f"rec/color/{i}.png", color_png(width, height))
+            self.write(f"rec/depth/{i}.png", depth_png(width, height, offset=i))
+
+    def start(self, *arguments, output="out", until=None, before=(), streams=subprocess.DEVNULL):
+        """The tool at work, once it has written the depth `until`."""
+        process = subprocess.Popen([*before, TOOL, "sequence", "--engine", ENGINE, "rec", "--output", output, *arguments],
+                                   cwd=self.folder, stderr=streams, stdout=streams, text=True,
+                                   # Freed memory that the address sanitizer keeps is no growth.
+                                   env={**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=1"})
+        while until and not (self.folder / output / "depth" / until).exists() and process.poll() is None:
+            time.sleep(0.001)
+        return process
+
+    def sequence(self, *arguments, **options):
+        if not arguments or str(arguments[0]).startswith("--"):
+            arguments = ("rec", *arguments)
+        for option, value in (("--output", "out"), ("--engine", ENGINE)):
+            if option not in arguments:
+                arguments = (*arguments, option, value)
+        return self.run_tool("sequence", *arguments, **options)
+
+    def make_tum(self):
+        """The same frames as a TUM-layout folder: colour 10 ms before depth, one colour image without a partner."""
+        for name, kind, delay, extra in (("rgb", "color", 0.0, "2000.0 color/0.png\n"), ("depth", "depth", 0.01, "")):
+            lines = [f"{1000 + i / 30 + delay:.6f} {kind}/{i}.png\n" for i in range(self.count)]
+            self.write(f"rec/{name}.txt", "".join(["# comment\n", *lines, extra]).encode())
+
+    def content(self, folder):
+        """Every file below `folder` with its bytes."""
+        root = self.folder / folder
+        return {str(p.relative_to(root)): p.read_bytes() for p in root.rglob("*") if p.is_file()}
+
+    def summary(self, name="s.json"):
+        return json.loads((self.folder / name).read_text())
+
+    def test_refines_folders_as_refine_does_frame_by_frame(self):
+        result = self.sequence("--confidence", "--preview", "--json", "s.json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("Refined 6 of 6 frames", result.stdout)
+        for i in range(self.count):
+            single = self.run_tool("refine", "--engine", ENGINE, "--color", f"rec/color/{i}.png", "--depth",
+                                   f"rec/depth/{i}.png", "--output", "one.png", "--confidence", "one.tiff")
+            self.assertEqual(single.returncode, 0, single.stderr)
+            self.assertEqual((self.folder / f"out/depth/{i}.png").read_bytes(),
+                             (self.folder / "one.png").read_bytes())
+            self.assertEqual((self.folder / f"out/confidence/{i}.tiff").read_bytes(),
+                             (self.folder / "one.tiff").read_bytes())
+            self.assertTrue((self.folder / f"out/preview/{i}.jpg").exists())
+        summary = self.summary()
+        self.assertEqual((summary["frames"], summary["refined"], summary["failed"]), (6, 6, 0))
+        self.assertGreaterEqual(summary["library_ms"]["maximum"], summary["library_ms"]["median"])
+        self.assertAlmostEqual(summary["valid_share_before"], 1 - 16 / (64 * 48))
+
+    def test_makes_a_tum_folder_of_a_tum_folder(self):
+        self.make_tum()
+        result = self.sequence()
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("1 colour image and 0 depth images without a partner", result.stdout)
+        lines = (self.folder / "out/depth.txt").read_text().splitlines()
+        self.assertEqual(lines[-1], "1000.176667 depth/5.png")
+        for line in (self.folder / "out/rgb.txt").read_text().splitlines():
+            if not line.startswith("#"):
+                self.assertTrue((self.folder / "out" / line.split()[1]).exists(), line)
+        again = self.sequence("out", "--output", "twice")
+        self.assertEqual(again.returncode, 0, again.stderr)
+        self.assertIn("Refined 6 of 6 frames", again.stdout)
+        self.assertEqual(self.sequence("--max-difference", "0.005", "--output", "no").returncode, 2)
+        self.expect_failure(self.sequence("--max-difference", "nan", "--output", "no"), 2, "nan is not a number from 0")
+
+    def test_resumes_after_a_kill_with_the_same_bytes(self):
+        self.make_frames(12)  # large ones, so that the kill comes in the middle
+        self.make_tum()
+        options = ["--confidence", "--preview"]
+        self.assertEqual(self.sequence("--output", "whole", *options).returncode, 0)
+        with self.start(*options, until="3.png") as process:
+            process.send_signal(signal.SIGSTOP)
+            second = self.sequence("--resume", *options)
+            process.kill()
+            self.assertEqual(process.wait(), -signal.SIGKILL)
+        self.expect_failure(second, 2, "Another run writes to the output folder out.")
+        self.assertFalse((self.folder / "out/depth/11.png").exists(), "the kill came too late to show anything")
+        self.expect_failure(self.sequence("--output", "out", *options), 2, "is there already", "--resume")
+        result = self.sequence("--output", "out", "--resume", *options)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertRegex(result.stdout, r"done earlier    [1-9]")
+        self.assertEqual(self.content("out"), self.content("whole"))
+        (self.folder / "out/depth/2.png").write_bytes(b"")  # as a power cut may leave it
+        again = self.sequence("--output", "out", "--resume", *options)
+        self.assertIn("Refined 1 of 1 frame ", again.stdout)
+        self.assertEqual(self.content("out"), self.content("whole"))
+        nothing_left = self.sequence("--output", "out", "--resume", *options)
+        self.assertEqual(nothing_left.returncode, 0)
+        self.assertIn("Refined 0 of 0 frames", nothing_left.stdout)
+
+    def test_needs_no_more_memory_for_a_longer_recording(self):
+        self.make_frames(6, 160, 120)
+        peaks = []
+        for count in (50, 800):
+            for i in range(self.count, count):
+                for kind in ("color", "depth"):
+                    (self.folder / f"rec/{kind}/{i}.png").symlink_to(f"{i % 6}.png")
+            self.count = count
+            self.make_tum()
+            with self.start(output=f"out{count}") as process:
+                _, status, usage = os.wait4(process.pid, 0)
+                process.returncode = os.waitstatus_to_exitcode(status)
+            self.assertEqual(process.returncode, 0)
+            peaks.append(usage.ru_maxrss)  # kilobytes
+        self.assertLess(peaks[1] - peaks[0], 16 * 1024, peaks)
+
+    def test_stops_cleanly_on_ctrl_c(self):
+        self.make_frames(40)
+        self.make_tum()
+        with self.start("--json", "s.json", "--strict", until="5.png", streams=subprocess.PIPE) as process:
+            process.send_signal(signal.SIGINT)
+            output, errors = process.communicate(timeout=60)
+            self.assertEqual(process.returncode, 1, errors)
+        self.assertIn("stopped before the end: interrupted. Continue with --resume.\n", errors)
+        refined = self.summary()["refined"]
+        self.assertIn(f"Refined {refined} of 40 frames", output)
+        self.assertLess(refined, 40)
+        self.assertEqual(self.summary()["stopped_by"], "interrupted")
+        files = sorted(os.listdir(self.folder / "out/depth"))
+        self.assertEqual(len(files), refined, files)
+        self.assertEqual(len((self.folder / "out/depth.txt").read_text().splitlines()) - 2, refined)
+
+    def test_names_unreadable_frames_and_goes_on(self):
+        damaged = bytearray(depth_png())
+        damaged[len(damaged) // 2] ^= 0xff
+        self.write("rec/depth/1.png", bytes(damaged))
+        self.write("rec/color/2.png", color_png()[:500])
+        self.write("rec/depth/4.png", depth_png(32, 24))
+        result = self.sequence("--json", "s.json")
+        self.expect_failure(result, 1, "rec/depth/1.png is damaged. Copy or record it again.",
+                            "rec/color/2.png is damaged", "rec/depth/4.png has 32 x 24. Register the depth")
+        self.assertNotIn("libpng", result.stderr)
+        self.assertIn("Refined 3 of 6 frames", result.stdout)
+        self.assertIn("3 failed", result.stdout)
+        self.assertEqual([f["frame"] for f in self.summary()["failures"]],
+                         ["rec/depth/1.png", "rec/depth/2.png", "rec/depth/4.png"])
+        self.assertEqual(sorted(os.listdir(self.folder / "out/depth")), ["0.png", "3.png", "5.png"])
+        strict = self.sequence("--output", "strict", "--strict")
+        self.expect_failure(strict, 1, "stopped before the end", "rec/depth/1.png is damaged",
+                            "Continue with --resume, without --strict or with that frame mended")
+        self.assertEqual(sorted(os.listdir(self.folder / "strict/depth")), ["0.png"])
+        video = self.sequence("--output", "video", "--strict", "--video", "v.avi")
+        self.expect_failure(video, 1, "The video is not written: it would pass for that of the whole recording. Leave out")
+        self.assertFalse((self.folder / "v.avi").exists(), "a video of some frames would pass for the whole")
+
+    def test_follows_a_change_of_size_and_reports_one_that_the_engine_refuses(self):
+        self.write("rec/color/2.png", color_png(100, 60))
+        self.write("rec/depth/2.png", depth_png(100, 60))
+        self.write("rec/color/4.png", color_png(2000, 8))
+        self.write("rec/depth/4.png", depth_png(2000, 8))
+        result = self.sequence("--preview", "--video", "v.avi")
+        self.expect_failure(result, 1, "rec/depth/4.png: The engine", "2000 x 8 pixels", "(code 26)")
+        self.assertIn("Refined 5 of 6 frames", result.stdout)
+        self.assertIn("video           v.avi\n", result.stdout)
+        self.expect_failure(self.sequence("--output", "2", "--video", "v.avi"), 2, "v.avi is there already. Choose another")
+        (self.folder / "v.avi").rename(self.folder / "w.part.avi")
+        self.expect_failure(self.sequence("--output", "3", "--video", "w.avi"), 2, "w.part.avi is there already")
+        for i in range(self.count):
+            self.write(f"rec/depth/{i}.png", b"")
+        result = self.sequence("--output", "4", "--video", "v.avi")
+        self.expect_failure(result, 1, "The video is not written: there was no frame to show.")
+        self.assertIn("video           none\n", result.stdout)
+        self.assertEqual(struct.unpack(">II", (self.folder / "out/depth/2.png").read_bytes()[16:24]), (100, 60))
+
+    def test_takes_the_colours_of_the_previews_from_the_first_depth_that_has_any(self):
+        places = ("--color", "rec/color/[1-5].png", "--depth", "rec/depth/[1-5].png")
+        self.assertEqual(self.run_tool("sequence", "--engine", ENGINE, *places, "--output", "late", "--preview").returncode,
+                         0)
+        self.write("rec/depth/0.png", png(64, 48, 16, 1, lambda y: bytes(128)))
+        self.assertEqual(self.sequence("--preview").returncode, 0)
+        self.assertEqual(self.content("late/preview")["3.jpg"], self.content("out/preview")["3.jpg"])
+
+    def require_namespaces(self):
+        if subprocess.run(["unshare", "-rm", "true"], capture_output=True, check=False).returncode != 0:
+            self.skipTest("this system lets no one make a mount namespace")
+
+    def run_on_tmpfs(self, mount_options, *arguments, disk="out"):
+        """Runs the tool with a tmpfs on `disk`, in a namespace of its own, and lists what is on it afterwards."""
+        (self.folder / disk).mkdir(exist_ok=True)
+        script = f'mount -t tmpfs -o {mount_options} none {disk} && "$@"; status=$?; find {disk} -type f; exit $status'
+        self.require_namespaces()
+        with self.start(*arguments, before=("unshare", "-rm", "sh", "-c", script, "sh"),
+                        streams=subprocess.PIPE) as process:
+            output, errors = process.communicate(timeout=120)
+        return subprocess.CompletedProcess(process.args, process.returncode, output, errors)
+
+    def test_stops_when_the_disk_is_full_and_leaves_only_whole_files(self):
+        self.make_tum()
+        result = self.run_on_tmpfs("size=64k", "--confidence", "--json", "s.json")
+        self.expect_failure(result, 1, "stopped before the end: out/confidence/", "No space left on device",
+                            "Make room on the disk", "Continue with --resume.")
+        self.assertRegex(result.stdout, r"Refined [1-5] of 6 frames")
+        self.assertIn("No space left", self.summary()["stopped_by"])
+        self.assertNotIn(".part", result.stdout)
+
+    def test_leaves_no_video_that_a_full_disk_cut_short(self):
+        # The results go elsewhere; only the video meets the full disk.
+        result = self.run_on_tmpfs("size=40k", "--video", "disk/v.avi", disk="disk")
+        self.expect_failure(result, 1, "The video is not written: disk/v.avi cannot be written whole. Make room on the")
+        self.assertNotIn("stopped", result.stderr)
+        self.assertNotIn("disk/", result.stdout)
+        self.assertEqual(len(os.listdir(self.folder / "out/depth")), 6)
+
+    def test_refuses_an_output_folder_that_cannot_be_written_to(self):
+        result = self.run_on_tmpfs("ro")
+        self.expect_failure(result, 2, "The output folder out cannot be written to: Read-only file system",
+                            "Choose another folder with --output")
+
+    def test_never_overwrites_the_recording(self):
+        self.make_tum()
+        before = self.content("rec")
+        for output in ("rec", "rec/../rec", "rec/depth/.."):
+            self.expect_failure(self.sequence("--output", output), 2, "is that of the recording")
+        # Patterns without a folder, and lists whose images lie elsewhere.
+        result = self.run_tool("sequence", "--engine", ENGINE, "--color", "../color/*.png", "--depth", "*.png",
+                               "--output", "..", "--confidence", cwd=self.folder / "rec/depth")
+        self.expect_failure(result, 2, "is that of the recording")
+        for kind in ("rgb", "depth"):
+            text = self.write(f"rec/raw/{kind}.txt", before[f"{kind}.txt"]).read_text()
+            (self.folder / f"rec/raw/{kind}.txt").write_text(re.sub(r"(color|depth)/", r"../\1/", text))
+        lists = self.content("rec/raw")
+        self.expect_failure(self.sequence("rec/raw", "--output", "rec/raw"), 2, "rec/raw/rgb.txt is read by this")
+        self.assertEqual(self.content("rec/raw"), lists)
+        shutil.rmtree(self.folder / "rec/raw")
+        for file in ("rec/depth/1.png", "rec/rgb.txt", "out/depth/1.png"):
+            for option in ("--json", "--video"):
+                self.expect_failure(self.sequence(option, file), 2, f"{file} is ")
+        # An image that is a link to what would become a result of another.
+        self.write("out/depth/3.png", before["depth/3.png"])
+        (self.folder / "rec/depth/3.png").unlink()
+        (self.folder / "rec/depth/3.png").symlink_to("../../out/depth/3.png")
+        self.expect_failure(self.sequence("--resume", "--confidence"), 2, "out/depth/3.png is read by this command")
+        self.assertEqual(self.content("rec"), before)
+
+    def test_reports_lists_that_cannot_be_written(self):
+        self.make_tum()
+        self.assertEqual(self.sequence().returncode, 0)
+        shutil.rmtree(self.folder / "rec/color")
+        (self.folder / "rec/color").symlink_to("color")  # a link in a circle: there is no way to it
+        result = self.sequence("--resume", "--json", "s.json")
+        self.expect_failure(result, 1, "The lists are not written: ", "symbolic links")
+        self.assertIn("done earlier    6 frames", result.stdout)
+        self.assertIsNone(self.summary()["stopped_by"])
+        self.assertIn("symbolic links", self.summary()["not_written"][0])
+
+    def test_refuses_a_video_that_the_system_cannot_encode(self):
+        no_encoders = {f"OPENCV_VIDEOIO_PRIORITY_{name}": "0" for name in ("FFMPEG", "GSTREAMER", "CV_MJPEG", "CV_IMAGES")}
+        result = self.sequence("--video", "v.avi", env={**os.environ, **no_encoders})
+        self.expect_failure(result, 2, "OpenCV has no encoder for it on this system")
+        self.assertEqual(os.listdir(self.folder / "out/depth"), [])
+        self.assertEqual(list(self.folder.glob("v*")), [])
+
+    def test_lets_an_ignored_interrupt_be_ignored(self):
+        self.make_frames(6)
+        with self.start(until="0.png", before=("sh", "-c", 'trap "" INT; exec "$@"', "sh")) as process:
+            process.send_signal(signal.SIGINT)
+            self.assertEqual(process.wait(60), 0)
+
+    def test_never_overwrites_results_without_being_told_to_resume(self):
+        self.make_tum()
+        self.assertEqual(self.sequence("--preview").returncode, 0)
+        before = self.content("out")
+        shutil.copytree(self.folder / "rec", self.folder / "other")
+        engine = self.write("other.toml", ENGINE.read_bytes() + b"# another")
+        for arguments, differences in ((("other",), "recording"), (("--rgb-layout", "interleaved"), "rgb layout"),
+                                       (("--engine", engine, "--depth-scale", 5000), "depth scale, engine"),
+                                       (("--max-difference", 0.01), "max difference")):
+            self.expect_failure(self.sequence(*arguments), 2, "out/depth is there already", "--resume")
+            self.expect_failure(self.sequence(*arguments, "--resume"), 2, f"with another {differences}. Choose another")
+        self.assertEqual(self.content("out"), before)
+        self.assertEqual(self.sequence("--resume").returncode, 0)
+        for left in ("depth", "preview"):
+            self.expect_failure(self.sequence(), 2, f"out/{left} is there already")
+            shutil.rmtree(self.folder / "out" / left)
+        self.expect_failure(self.sequence(), 2, "out/rgb.txt is there already")
+        (self.folder / "out/run.json").unlink()
+        self.expect_failure(self.sequence("--resume"), 2, "out/run.json is missing or damaged", "another folder")
+        self.assertEqual(self.content("out"), {name: before[name] for name in ("rgb.txt", "depth.txt")})
+
+    def test_refuses_contradictions(self):
+        self.expect_failure(self.sequence("--color", "rec/color", "--depth", "rec/depth"), 2, "excludes")
+        self.expect_failure(self.run_tool("sequence", "--engine", ENGINE, "--output", "out"), 2, "No recording is named")
+        self.expect_failure(self.sequence("--video", "v.avi", "--resume"), 2, "excludes")
+        self.expect_failure(self.sequence("--video", "v.gif"), 2, "must end in .mp4 or .avi")
+        self.write("bad.engine", b"not an engine")
+        self.expect_failure(self.run_tool("sequence", "--engine", "bad.engine", "rec", "--output", "none"), 3,
+                            "cannot be loaded")
+        self.assertFalse((self.folder / "none").exists())
+
+
+class BenchTest(Case):
+    def test_measures_the_frames_that_were_asked_for(self):
+        result = self.run_tool("bench", "--engine", ENGINE, "--size", "160x120", "--frames", 7, "--warm-up", 2,
+                               "--json", "b.json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("Refined 7 frames of 160 x 120 pixels", result.stdout)
+        summary = json.loads((self.folder / "b.json").read_text())
+        self.assertEqual((summary["width"], summary["height"], summary["frames"]), (160, 120, 7))
+        self.assertGreater(summary["library_ms"]["median"], summary["network_ms"]["median"])
+        self.assertGreater(summary["network_ms"]["median"], 0)
+
+    def test_never_overwrites_the_engine(self):
+        shutil.copy(ENGINE, self.folder / "e.toml")
+        self.expect_failure(self.run_tool("bench", "--engine", "e.toml", "--json", "./e.toml", "--frames", 1), 2,
+                            "./e.toml is read by this command and would be overwritten")
+        self.assertEqual((self.folder / "e.toml").read_bytes(), ENGINE.read_bytes())
+
+    def test_refuses_what_is_no_size(self):
+        for size in ("640", "640x", "0x480", "640x480x3", "9000x9000", "axb"):
+            self.expect_failure(self.run_tool("bench", "--engine", ENGINE, "--size", size), 2, f"{size} is not a size")
+        large = self.run_tool("bench", "--engine", ENGINE, "--size", "8192x8192", timeout=10)
+        self.expect_failure(large, 1, "(code 26)")
+
+
+class InspectTest(Case):
+    def test_reads_no_more_of_a_large_file_than_it_needs(self):
+        os.truncate(self.write("large.onnx", b"ftrt\0"), 3 << 30)
+        self.expect_failure(self.run_tool("inspect", "large.onnx", timeout=10), 2, "large.onnx is not an ONNX model")
+
+
+class HelpTest(Case):
+    def test_prints_the_version_of_the_library(self):
+        result = self.run_tool("--version")
+        self.assertRegex(result.stdout, r"^enhance-depth \d+\.\d+\.\d+ \(built on .*\)\n$")
+        self.assertEqual(result.returncode, 0)
+
+    def test_shows_an_example_of_every_subcommand_within_80_columns(self):
+        overview = self.run_tool("--help").stdout
+        listed = overview.split("Subcommands:\n")[1].split("\n\n")[0]
+        names = [line.split()[0] for line in listed.splitlines() if line.startswith("  ") and line[2] != " "]
+        self.assertEqual(names[:3], ["refine", "sequence", "bench"])
+        self.assertLessEqual(max(map(len, overview.splitlines())), 80)
+        for name in names:
+            result = self.run_tool(name, "--help")
+            self.assertEqual(result.returncode, 0)
+            self.assertIn(f"Example:\n  enhance-depth {name} ", result.stdout)
+            self.assertLessEqual(max(map(len, result.stdout.splitlines())), 80)
+
+    def options_of(self, subcommand):
+        return set(re.findall(r"--[a-z-]+", self.run_tool(subcommand, "--help").stdout.split("Example:")[0]))
+
+    def complete(self, *words):
+        """What bash offers after `words`."""
+        script = ('source "$1"; shift; COMP_WORDS=(enhance-depth "$@"); COMP_CWORD=$#; '
+                  '_enhance_depth; printf "%s\\n" "${COMPREPLY[@]}"')
+        result = subprocess.run(["bash", "-c", script, "bash", SOURCES / "enhance-depth.bash", *words],
+                                cwd=self.folder, capture_output=True, text=True, timeout=10, check=True)
+        return result.stdout.split()
+
+    def test_completes_and_documents_every_option(self):
+        manual = (SOURCES / "enhance-depth.1").read_text().replace("\\-", "-")
+        names = [name for name in self.complete("") if not name.startswith("-")]
+        listed = re.findall(r"^  ([a-z]+) +[A-Z]", self.run_tool("--help").stdout, re.MULTILINE)
+        self.assertEqual(names, listed)
+        for name in names:
+            options = self.options_of(name)
+            self.assertEqual(set(self.complete(name, "--")), options)
+            for option in options:
+                self.assertIn(f"Fl {option[1:]}", manual)
+
+    def test_completes_values(self):
+        self.write("a.engine", b"")
+        (self.folder / "afolder").mkdir()
+        self.assertEqual(self.complete("refine", "--engine", "a"), ["a.engine", "afolder"])
+        self.assertEqual(self.complete("refine", "--engine", "=", "a"), ["a.engine", "afolder"])
+        self.assertEqual(self.complete("sequence", "--strict", "a"), ["afolder"])
+        self.assertEqual(self.complete("bench", "--rgb-layout", "p"), ["planar"])
+        self.assertEqual(self.complete("bench", "--frames", ""), [])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])

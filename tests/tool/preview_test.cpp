@@ -1,0 +1,149 @@
+// The preview: what its colours mean, its legend, and that any image gets one.
+#include "image/preview.h"
+
+#include <cmath>
+#include <limits>
+#include <set>
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include "image/color_scale.h"
+#include "image/depth_statistics.h"
+#include "support/text.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+constexpr DepthScale kMillimetres{1000.0};
+
+cv::Mat depth_ramp(cv::Size size, int nearest, int farthest) {
+  cv::Mat depth(size, CV_16UC1);
+  const int last = static_cast<int>(depth.total()) - 1;
+  for (int i = 0; i <= last; ++i) {
+    depth.at<std::uint16_t>(i / size.width, i % size.width) = static_cast<std::uint16_t>(
+        nearest + (farthest - nearest) * static_cast<std::int64_t>(i) / std::max(1, last));
+  }
+  return depth;
+}
+
+int pixels_of(const cv::Mat& picture, const cv::Vec3b& color) {
+  cv::Mat found;
+  cv::inRange(picture, color, color, found);
+  return cv::countNonZero(found);
+}
+
+TEST(ToolColorScale, ShowsHolesInAColourOfTheirOwn) {
+  cv::Mat depth = depth_ramp({256, 256}, 1, 65535);
+  depth(cv::Rect(10, 10, 3, 2)) = 0;
+  for (const ValueRange range : {ValueRange{1, 65535}, ValueRange{1000, 4000}}) {
+    EXPECT_EQ(pixels_of(colorize_depth(depth, range), kNoDepthColor), 6);
+  }
+}
+
+TEST(ToolColorScale, BoundsItsRangeByPercentilesOfBothDepths) {
+  cv::Mat before = depth_ramp({100, 100}, 1000, 2000);
+  cv::Mat after = depth_ramp({100, 100}, 2000, 3000);
+  before(cv::Rect(0, 0, 10, 1)) = 60000;  // outliers
+  before(cv::Rect(0, 50, 100, 10)) = 0;
+  const ValueRange range = depth_range({before, after});
+  EXPECT_NEAR(range.low, 1020, 10);
+  EXPECT_NEAR(range.high, 2980, 10);
+  const ValueRange none = depth_range({cv::Mat::zeros(4, 4, CV_16UC1)});
+  EXPECT_GT(none.low, 0.0);
+  EXPECT_GT(none.high, none.low);
+}
+
+TEST(ToolColorScale, WritesRoundMetresInOrderAndApart) {
+  const ValueRange kRanges[] = {{0.4, 0.41}, {0.5, 10}, {1.6, 7.5}, {0.001, 65.535}, {1, 1.001}, {20, 6000}};
+  for (const ValueRange& range : kRanges) {
+    SCOPED_TRACE(decimals(range.low, 3) + " to " + decimals(range.high, 3));
+    const auto ticks = depth_ticks(range, 1000, 90);
+    ASSERT_GE(ticks.size(), 4U);
+    double end_of_last = -90.0;
+    for (const Tick& tick : ticks) {
+      EXPECT_NEAR(std::stod(tick.text), tick.metres, 1e-9);
+      EXPECT_NEAR(tick.position, depth_position(tick.metres, range), 1e-9);
+      EXPECT_GE(tick.position * 1000, end_of_last + 90 - 1e-6);
+      EXPECT_LE(tick.position, 1.0 + 1e-9);
+      end_of_last = tick.position * 1000;
+    }
+  }
+}
+
+TEST(ToolColorScale, CopesWithAnyConfidence) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const float infinity = std::numeric_limits<float>::infinity();
+  const cv::Mat logits = (cv::Mat_<float>(1, 4) << -3.0F, 5.0F, nan, infinity);
+  EXPECT_EQ(confidence_range(logits).low, -3.0);
+  EXPECT_EQ(confidence_range(logits).high, 5.0);
+  const cv::Mat colors = colorize_confidence(logits, confidence_range(logits));
+  EXPECT_EQ(colors.at<cv::Vec3b>(2), colors.at<cv::Vec3b>(0)) << "NaN is shown like the lowest value";
+  EXPECT_EQ(colors.at<cv::Vec3b>(3), colors.at<cv::Vec3b>(1));
+  const cv::Mat shares = (cv::Mat_<float>(1, 2) << 0.3F, 0.4F);
+  EXPECT_EQ(confidence_range(shares).low, 0.0);
+  EXPECT_EQ(confidence_range(shares).high, 1.0);
+}
+
+// Both depth panels must use one scale: the same depth has the same colour before and after.
+TEST(ToolPreview, ShowsBothDepthsOnOneScale) {
+  const cv::Size size(640, 480);
+  const cv::Mat depth = depth_ramp(size, 1000, 3000);
+  const cv::Mat color(size, CV_8UC3, cv::Scalar(1, 2, 3));
+  const cv::Mat other = depth_ramp(size, 3000, 9000);
+  const cv::Mat a = render_preview({color, depth, other, {}}, {1000, 9000}, kMillimetres);
+  const cv::Mat b = render_preview({color, other, depth, {}}, {1000, 9000}, kMillimetres);
+  ASSERT_EQ(a.size(), b.size());
+  // Three panels in a row; the second of one picture must be the third of the other.
+  int left = 0;
+  while (cv::norm(a(cv::Rect(left, 40, 640, 480)), colorize_depth(depth, {1000, 9000}), cv::NORM_INF) !=
+         0.0) {
+    ASSERT_LT(++left + 640, a.cols) << "the depth before is not in the picture";
+  }
+  const int right = left + 640 + (left - 640) / 2;
+  EXPECT_EQ(cv::norm(b(cv::Rect(right, 40, 640, 480)), colorize_depth(depth, {1000, 9000}), cv::NORM_INF),
+            0.0);
+}
+
+TEST(ToolPreview, KeepsItsSizeForOneImageSizeAndDrawsAnyOther) {
+  const cv::Size kSizes[] = {{1, 1}, {2, 3000}, {3000, 2}, {64, 48}, {480, 640}, {641, 479}, {1920, 1080}};
+  for (const cv::Size& size : kSizes) {
+    SCOPED_TRACE(image_size(size.width, size.height));
+    const cv::Mat color(size, CV_8UC3, cv::Scalar(90, 120, 150));
+    const cv::Mat depth = depth_ramp(size, 500, 5000);
+    const cv::Mat none = cv::Mat::zeros(size, CV_16UC1);
+    const cv::Mat confidence(size, CV_32FC1, cv::Scalar(0.5));
+    const cv::Mat square =
+        render_preview({color, depth, depth, confidence}, depth_range({depth}), kMillimetres);
+    const cv::Mat holes = render_preview({color, none, none, confidence}, depth_range({none}), kMillimetres);
+    EXPECT_EQ(square.size(), holes.size());
+    EXPECT_LE(square.cols, 2000);
+    EXPECT_GE(square.cols, 900) << "the texts need room";
+    EXPECT_GT(render_preview({color, depth, none, {}}, depth_range({depth, none}), kMillimetres).cols,
+              square.cols);
+  }
+}
+
+TEST(ToolDepthStatistics, CountsValidPixelsAndTakesNearestRankQuantiles) {
+  const cv::Mat depth = (cv::Mat_<std::uint16_t>(2, 3) << 0, 10, 20, 30, 40, 0);
+  const DepthStatistics statistics = describe_depth(depth);
+  EXPECT_NEAR(statistics.valid_share, 4.0 / 6.0, 1e-12);
+  EXPECT_EQ(statistics.nearest, 10);
+  EXPECT_EQ(statistics.median, 20);
+  EXPECT_EQ(statistics.farthest, 40);
+  const DepthStatistics none = describe_depth(cv::Mat::zeros(2, 2, CV_16UC1));
+  EXPECT_EQ(none.valid_share, 0.0);
+  EXPECT_EQ(none.farthest, 0);
+}
+
+TEST(ToolText, StatesTimesAndBreaksLines) {
+  EXPECT_EQ(duration(59.94), "59.9 s");
+  EXPECT_EQ(duration(59.97), "1 min 00 s");
+  EXPECT_EQ(duration(3599.6), "1 h 00 min");
+  EXPECT_EQ(duration(7 * 3600 + 125), "7 h 02 min");
+  EXPECT_EQ(percent(1.0 / 3.0), "33.3 %");
+  EXPECT_EQ(wrapped("one two three-four five", 9), "one two\nthree-four\nfive");
+}
+
+}  // namespace
+}  // namespace enhance_depth_tool

@@ -1,0 +1,136 @@
+// What a long run tells, progress while it lasts and figures at its end, and how it is ended.
+#include <csignal>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "sequence/progress.h"
+#include "sequence/run_summary.h"
+#include "support/interrupt.h"
+#include "support/percentiles.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+TEST(ToolPercentiles, InterpolateBetweenRanks) {
+  const struct {
+    std::vector<double> values;
+    double share;
+    double expected;
+  } kCases[] = {
+      {{7.0}, 0.0, 7.0},
+      {{7.0}, 0.99, 7.0},
+      {{1.0, 2.0}, 0.5, 1.5},
+      {{1.0, 2.0, 10.0}, 0.5, 2.0},
+      {{0.0, 1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0, 9.0, 10.0}, 0.95, 9.5},
+      {{1.0, 2.0, 3.0, 4.0}, 1.0, 4.0},
+  };
+  for (const auto& item : kCases) {
+    EXPECT_DOUBLE_EQ(percentile(item.values, item.share), item.expected)
+        << item.values.size() << " values, " << item.share;
+  }
+  const Percentiles result = percentiles({30.0, 10.0, 20.0});
+  EXPECT_DOUBLE_EQ(result.median, 20.0);
+  EXPECT_DOUBLE_EQ(result.p95, 29.0);
+  EXPECT_DOUBLE_EQ(result.p99, 29.8);
+  EXPECT_DOUBLE_EQ(result.maximum, 30.0);
+}
+
+TEST(ToolProgress, KeepsOneLineUpToDateOnATerminal) {
+  std::ostringstream stream;
+  double now = 0.0;
+  {
+    Progress progress(stream, {true, 60}, 2000, [&] { return now; });
+    now = 10.0;
+    progress.frame_done(false);
+    EXPECT_EQ(stream.str(), "\r1 of 2000 frames, 0.1 frames/s, 5 h 33 min left\033[K");
+    stream.str("");
+    progress.frame_done(false);
+    EXPECT_EQ(stream.str(), "") << "updates must not cost more than the frames";
+    now = 20.0;
+    progress.frame_done(true);
+    EXPECT_EQ(stream.str(), "\r3 of 2000 frames, 0.1 frames/s, 3 h 41 min left, 1 failed\033[K");
+    stream.str("");
+    progress.say("a line");
+    EXPECT_EQ(stream.str(), "\r\033[Ka line\n");
+    now = 30.0;
+    progress.frame_done(false);
+    stream.str("");
+  }
+  EXPECT_EQ(stream.str(), "\r\033[K") << "the summary starts on a clean line";
+}
+
+TEST(ToolProgress, NeverWrapsOnANarrowTerminal) {
+  std::ostringstream stream;
+  Progress progress(stream, {true, 20}, 2000, [] { return 10.0; });
+  progress.frame_done(false);
+  EXPECT_EQ(stream.str(), "\r1 of 2000 frames, 0\033[K");
+}
+
+TEST(ToolProgress, WritesPlainLinesNowAndThenElsewhere) {
+  std::ostringstream stream;
+  double now = 0.0;
+  Progress progress(stream, {false, 80}, 300, [&] { return now; });
+  for (int i = 0; i < 250; ++i) {
+    now += 0.125;
+    progress.frame_done(i == 3);
+  }
+  EXPECT_EQ(stream.str(),
+            "80 of 300 frames, 8.0 frames/s, 27.5 s left, 1 failed\n"
+            "160 of 300 frames, 8.0 frames/s, 17.5 s left, 1 failed\n"
+            "240 of 300 frames, 8.0 frames/s, 7.5 s left, 1 failed\n");
+}
+
+TEST(ToolInterrupt, ASecondSignalOfEitherKindEndsTheProcess) {
+  const auto raise_both = [] {
+    const InterruptGuard interrupt;
+    std::raise(SIGINT);
+    std::raise(interrupt.interrupted() ? SIGTERM : SIGABRT);
+  };
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  EXPECT_EXIT(raise_both(), testing::KilledBySignal(SIGTERM), "");
+}
+
+RunSummary example() {
+  RunSummary summary;
+  summary.paired = 4;
+  summary.done_before = 1;
+  summary.refined = 2;
+  summary.unpaired_depth = 1;
+  summary.failures = {{"d/3.png", "d/3.png is damaged."}};
+  summary.wall_s = 0.5;
+  summary.times = {{1.0, 3.0}, {2.0, 4.0}, {5.0, 5.0}, {6.0, 6.0}};
+  summary.pixels = 1000;
+  summary.valid_before = 800;
+  summary.valid_after = 900;
+  return summary;
+}
+
+TEST(ToolRunSummary, ReadsWell) {
+  EXPECT_EQ(to_text(example()),
+            "Refined 2 of 3 frames in 0.5 s, 4.0 frames/s; 1 failed\n"
+            "  done earlier    1 frame\n"
+            "  left out        0 colour images and 1 depth image without a partner\n"
+            "  valid pixels    80.0 % before, 90.0 % after\n"
+            "  ms per frame        median      95 %      99 %   maximum\n"
+            "  network time           2.0       2.9       3.0       3.0\n"
+            "  library time           3.0       3.9       4.0       4.0\n"
+            "  input time             5.0       5.0       5.0       5.0\n"
+            "  output time            6.0       6.0       6.0       6.0\n");
+}
+
+TEST(ToolRunSummary, HasOneMeaningForPrograms) {
+  const nlohmann::ordered_json json = to_json(example());
+  EXPECT_EQ(json["refined"], 2);
+  EXPECT_EQ(json["failures"][0]["frame"], "d/3.png");
+  EXPECT_EQ(json["stopped_by"], nullptr);
+  EXPECT_DOUBLE_EQ(json["frames_per_s"], 4.0);
+  EXPECT_DOUBLE_EQ(json["library_ms"]["median"], 3.0);
+  EXPECT_DOUBLE_EQ(json["valid_share_after"], 0.9);
+  EXPECT_EQ(to_json(RunSummary{})["network_ms"], nullptr) << "no frames, no figures";
+}
+
+}  // namespace
+}  // namespace enhance_depth_tool

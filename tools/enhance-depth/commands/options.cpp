@@ -1,0 +1,71 @@
+#include "commands/options.h"
+
+#include <charconv>
+#include <sstream>
+#include <string>
+#include <system_error>
+
+#include <CLI/CLI.hpp>
+
+namespace enhance_depth_tool {
+
+std::function<std::string(const std::string&)> finite_in(double low, double high) {
+  return [low, high](const std::string& text) {
+    double value = 0.0;
+    const char* end = text.data() + text.size();
+    const auto [stopped_at, problem] = std::from_chars(text.data(), end, value);
+    if (problem == std::errc() && stopped_at == end && value >= low && value <= high) {
+      return std::string();
+    }
+    std::ostringstream sentence;
+    sentence << text << " is not a number from " << low << " to " << high;
+    return sentence.str();
+  };
+}
+
+void add_engine_options(CLI::App& app, EngineOptions& options) {
+  app.add_option("-e,--engine", options.engine, "Serialized TensorRT engine")->required()->type_name("FILE");
+  const auto set_layout = [&options](const std::string& layout) {
+    options.rgb_layout = layout == "planar" ? RgbLayout::kPlanar : RgbLayout::kInterleaved;
+  };
+  app.add_option_function<std::string>(
+         "--rgb-layout", set_layout,
+         "Colour layout of the engine: planar (all red, all green, all blue) or "
+         "interleaved (default planar)")
+      ->check(CLI::IsMember({"planar", "interleaved"}).description(""))
+      ->type_name("LAYOUT");
+}
+
+void add_depth_scale(CLI::App& app, DepthScale& scale) {
+  app.add_option("--depth-scale", scale.units_per_metre,
+                 "Depth units per metre, to state metres: 1000 for millimetres, 5000 for the TUM benchmark. "
+                 "The depth itself keeps its unit")
+      ->check(finite_in(1e-6, 1e9))
+      ->type_name("UNITS")
+      ->capture_default_str();
+}
+
+void add_image_size(CLI::App& app, cv::Size& size) {
+  const auto set_size = [&size](const std::string& text) {
+    std::istringstream stream(text);
+    char by = 0;
+    cv::Size parsed;
+    stream >> parsed.width >> by >> parsed.height;
+    constexpr int kLongest = 8192;
+    const bool fits =
+        parsed.width >= 1 && parsed.height >= 1 && parsed.width <= kLongest && parsed.height <= kLongest;
+    if (stream.fail() || !stream.eof() || by != 'x' || !fits) {
+      throw CLI::ValidationError("--size", text + " is not a size such as 640x480, at most 8192x8192");
+    }
+    size = parsed;
+  };
+  app.add_option_function<std::string>("--size", set_size, "Image size in pixels")
+      ->type_name("WIDTHxHEIGHT")
+      ->default_str(std::to_string(size.width) + "x" + std::to_string(size.height));
+}
+
+void add_json(CLI::App& app, std::filesystem::path& json) {
+  app.add_option("--json", json, "Write the summary as JSON too")->type_name("FILE");
+}
+
+}  // namespace enhance_depth_tool

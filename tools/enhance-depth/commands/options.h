@@ -1,0 +1,37 @@
+// Options that several subcommands share, so that one name always means the same.
+#ifndef ENHANCE_DEPTH_TOOL_OPTIONS_H
+#define ENHANCE_DEPTH_TOOL_OPTIONS_H
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include <opencv2/core.hpp>
+
+#include "image/depth_scale.h"
+#include "support/engine_options.h"
+
+namespace CLI {
+class App;
+}
+
+namespace enhance_depth_tool {
+
+// A check for an option: a number from `low` to `high`. CLI::Range lets "nan" pass.
+std::function<std::string(const std::string&)> finite_in(double low, double high);
+
+// --engine and --rgb-layout
+void add_engine_options(CLI::App& app, EngineOptions& options);
+
+// --depth-scale
+void add_depth_scale(CLI::App& app, DepthScale& scale);
+
+// --size: WIDTHxHEIGHT in pixels.
+void add_image_size(CLI::App& app, cv::Size& size);
+
+// --json: where the summary goes as JSON; empty when it was not given.
+void add_json(CLI::App& app, std::filesystem::path& json);
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_OPTIONS_H

@@ -1,0 +1,116 @@
+#include "image/video_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include <opencv2/imgproc.hpp>
+#include <opencv2/videoio.hpp>
+
+#include "support/input_file.h"
+#include "support/output_file.h"
+#include "support/text.h"
+#include "support/tool_error.h"
+
+namespace enhance_depth_tool {
+
+namespace fs = std::filesystem;
+
+class VideoFile::Implementation {
+ public:
+  Implementation(const fs::path& path, double frames_per_second)
+      : path_(path),
+        // The ending decides the container, so it has to stay at the end.
+        part_(fs::path(path).replace_extension(".part" + path.extension().string())),
+        frames_per_second_(frames_per_second) {
+    require_writable(path, {".mp4", ".avi"});
+    for (const fs::path& taken : {path_, part_}) {
+      if (type_of(taken) != fs::file_type::not_found) {
+        throw UsageError(taken.string() +
+                         " is there already. Choose another name with --video, or remove it.");
+      }
+    }
+    constexpr int kAnySide = 64;
+    open({kAnySide, kAnySide});  // a missing encoder shows now, not after the first frame
+    writer_.release();
+  }
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
+  ~Implementation() {
+    writer_.release();
+    std::error_code ignored;
+    fs::remove(part_, ignored);
+  }
+
+  void append(const cv::Mat& picture) {
+    if (!writer_.isOpened()) {
+      open(picture.size());
+    }
+    writer_.write(fitted(picture));
+    ++pictures_;
+  }
+
+  void finish() {
+    if (pictures_ == 0) {
+      throw ToolError(kFramesFailed, "there was no frame to show.");
+    }
+    writer_.release();
+    // The writer does not tell when it failed, such as on a full disk.
+    if (cv::VideoCapture(part_.string()).get(cv::CAP_PROP_FRAME_COUNT) != pictures_) {
+      throw ToolError(
+          kFramesFailed,
+          path_.string() + " cannot be written whole. Make room on the disk, or write somewhere else.");
+    }
+    if (std::rename(part_.c_str(), path_.c_str()) != 0) {
+      throw ToolError(kFramesFailed, path_.string() + " cannot be written: " + std::strerror(errno) + ".");
+    }
+  }
+
+ private:
+  void open(cv::Size size) {
+    // Encoders that halve the colour resolution need even sizes.
+    size_ = cv::Size(std::max(2, size.width & ~1), std::max(2, size.height & ~1));
+    const bool avi = lower_case(path_.extension().string()) == ".avi";
+    const int codec =
+        avi ? cv::VideoWriter::fourcc('M', 'J', 'P', 'G') : cv::VideoWriter::fourcc('m', 'p', '4', 'v');
+    if (!writer_.open(part_.string(), codec, frames_per_second_, size_)) {
+      throw UsageError(path_.string() + " cannot be written: OpenCV has no encoder for it on this system. " +
+                       (avi ? "Leave out --video." : "Use a name that ends in .avi, or leave out --video."));
+    }
+  }
+
+  cv::Mat fitted(const cv::Mat& picture) const {
+    if (picture.size() == size_) {
+      return picture;
+    }
+    const double factor = std::min({1.0, static_cast<double>(size_.width) / picture.cols,
+                                    static_cast<double>(size_.height) / picture.rows});
+    const cv::Size inner(std::max(1, static_cast<int>(picture.cols * factor)),
+                         std::max(1, static_cast<int>(picture.rows * factor)));
+    cv::Mat result = cv::Mat::zeros(size_, CV_8UC3);
+    cv::Mat place =
+        result(cv::Rect({(size_.width - inner.width) / 2, (size_.height - inner.height) / 2}, inner));
+    cv::resize(picture, place, inner, 0, 0, cv::INTER_AREA);
+    return result;
+  }
+
+  fs::path path_;
+  fs::path part_;
+  double frames_per_second_;
+  cv::Size size_;
+  cv::VideoWriter writer_;
+  int pictures_ = 0;
+};
+
+VideoFile::VideoFile(const fs::path& path, double frames_per_second)
+    : implementation_(std::make_unique<Implementation>(path, frames_per_second)) {}
+
+VideoFile::~VideoFile() = default;
+
+void VideoFile::append(const cv::Mat& picture) { implementation_->append(picture); }
+
+void VideoFile::finish() { implementation_->finish(); }
+
+}  // namespace enhance_depth_tool

@@ -1,0 +1,24 @@
+// The contract between the library and a network, as docs/engine-contract.md states it.
+#ifndef ENHANCE_DEPTH_TOOL_INSPECT_CONTRACT_H
+#define ENHANCE_DEPTH_TOOL_INSPECT_CONTRACT_H
+
+#include <string>
+#include <vector>
+
+#include "inspect/model.h"
+
+namespace enhance_depth_tool {
+
+// A way in which a model does not fit the library, in one line: what it concerns, what is wrong, what to
+// change.
+struct Breach {
+  std::string subject;  // a tensor's name, "tensors" or "profiles"
+  std::string text;
+};
+
+// All breaches of a model, in the order of the contract; none when it fits.
+std::vector<Breach> check_contract(const ModelInfo& model);
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_INSPECT_CONTRACT_H

@@ -1,0 +1,25 @@
+#include "sequence/folder_lock.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "support/tool_error.h"
+
+namespace enhance_depth_tool {
+
+FolderLock::FolderLock(const std::filesystem::path& folder)
+    : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  // A file system without locks gets none, nor does a folder that may be written to and not read.
+  if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    close(descriptor_);
+    throw UsageError("Another run writes to the output folder " + folder.string() +
+                     ". Wait for its end, or choose another folder with --output.");
+  }
+}
+
+FolderLock::~FolderLock() { close(descriptor_); }
+
+}  // namespace enhance_depth_tool

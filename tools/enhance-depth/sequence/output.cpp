@@ -1,0 +1,152 @@
+#include "sequence/output.h"
+
+#include <cerrno>
+#include <cstring>
+#include <set>
+#include <string>
+#include <utility>
+
+#include <unistd.h>
+
+#include "sequence/tum_layout.h"
+#include "support/output_file.h"
+#include "support/tool_error.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Makes sure that there is such a folder and that files can be created in it.
+void create_folder(const fs::path& folder) {
+  const auto refuse = [&](const std::string& failed, const std::string& reason) {
+    throw UsageError("The output folder " + folder.string() + " cannot be " + failed + ": " + reason +
+                     ". Choose another folder with --output, or change its permissions.");
+  };
+  std::error_code problem;
+  fs::create_directories(folder, problem);
+  if (problem) {
+    refuse("created", problem.message());
+  }
+  if (access(folder.c_str(), W_OK | X_OK) != 0) {
+    refuse("written to", std::strerror(errno));
+  }
+}
+
+}  // namespace
+
+SequenceOutput::SequenceOutput(fs::path folder, bool with_confidence, bool with_preview)
+    : folder_(std::move(folder)), with_confidence_(with_confidence), with_preview_(with_preview) {}
+
+fs::path SequenceOutput::depth(const FrameFiles& frame) const {
+  return folder_ / "depth" / (frame.name + ".png");
+}
+
+fs::path SequenceOutput::confidence(const FrameFiles& frame) const {
+  return folder_ / "confidence" / (frame.name + ".tiff");
+}
+
+fs::path SequenceOutput::preview(const FrameFiles& frame) const {
+  return folder_ / "preview" / (frame.name + ".jpg");
+}
+
+bool SequenceOutput::has(const FrameFiles& frame) const {
+  const auto is_there = [](const fs::path& path) {
+    std::error_code problem;
+    return fs::is_regular_file(path, problem) && fs::file_size(path, problem) > 0 && !problem;
+  };
+  return is_there(depth(frame)) && (!with_confidence_ || is_there(confidence(frame))) &&
+         (!with_preview_ || is_there(preview(frame)));
+}
+
+std::vector<fs::path> SequenceOutput::folders() const {
+  std::vector<fs::path> result{folder_, folder_ / "depth"};
+  if (with_confidence_) {
+    result.push_back(folder_ / "confidence");
+  }
+  if (with_preview_) {
+    result.push_back(folder_ / "preview");
+  }
+  return result;
+}
+
+std::vector<fs::path> SequenceOutput::files(const Recording& recording) const {
+  std::vector<fs::path> result{origin_file()};
+  for (const FrameFiles& frame : recording.frames) {
+    result.push_back(depth(frame));
+    if (with_confidence_) {
+      result.push_back(confidence(frame));
+    }
+    if (with_preview_) {
+      result.push_back(preview(frame));
+    }
+  }
+  if (recording.timed) {
+    result.insert(result.end(), {rgb_list(), depth_list()});
+  }
+  return result;
+}
+
+void SequenceOutput::require_apart_from(const Recording& recording) const {
+  std::set<fs::path> image_folders;
+  for (const FrameFiles& frame : recording.frames) {
+    // Absolute first: an image of the current folder may have no folder in its name.
+    image_folders.insert({fs::absolute(frame.color).parent_path(), fs::absolute(frame.depth).parent_path()});
+  }
+  std::set<fs::path> taken;
+  for (const fs::path& folder : image_folders) {
+    taken.insert(canonical_path(folder));
+  }
+  for (const fs::path& folder : folders()) {
+    if (taken.count(canonical_path(folder)) > 0) {
+      throw UsageError("The output folder " + folder_.string() +
+                       " is that of the recording, whose images would be " +
+                       "overwritten. Choose another folder with --output.");
+    }
+  }
+}
+
+void SequenceOutput::check_earlier_results(const RunOrigin& origin, bool resume) const {
+  for (const fs::path& path :
+       {folder_ / "depth", folder_ / "confidence", folder_ / "preview", rgb_list(), depth_list()}) {
+    std::error_code ignored;
+    if (!fs::exists(fs::symlink_status(path, ignored)) || fs::is_empty(path, ignored)) {
+      continue;
+    }
+    if (!resume) {
+      throw UsageError(path.string() + " is there already. Continue an earlier run with --resume, or " +
+                       "choose another folder with --output.");
+    }
+    origin.require_same(origin_file());
+  }
+}
+
+FolderLock SequenceOutput::lock() const {
+  create_folder(folder_);
+  return FolderLock(folder_);
+}
+
+void SequenceOutput::create_folders() const {
+  for (const fs::path& folder : folders()) {
+    create_folder(folder);
+  }
+}
+
+void SequenceOutput::write_origin(const RunOrigin& origin) const { write_file(origin_file(), origin.text()); }
+
+void SequenceOutput::write_lists(const Recording& recording) const {
+  std::vector<TimedFile> color;
+  std::vector<TimedFile> depth_maps;
+  for (const FrameFiles& frame : recording.frames) {
+    if (has(frame)) {
+      // Only folders are resolved: an image that is a link keeps its name.
+      const fs::path place = fs::relative(frame.color.parent_path(), folder_);
+      color.push_back({0.0, frame.color_time, place / frame.color.filename()});
+      depth_maps.push_back({0.0, frame.depth_time, depth(frame).lexically_relative(folder_)});
+    }
+  }
+  write_file(rgb_list(), tum_list("color images", color));
+  write_file(depth_list(), tum_list("refined depth maps", depth_maps));
+}
+
+}  // namespace enhance_depth_tool

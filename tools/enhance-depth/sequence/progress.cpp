@@ -1,0 +1,65 @@
+#include "sequence/progress.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "support/text.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+constexpr double kTerminalInterval = 0.1;  // seconds between updates
+constexpr double kPlainInterval = 10.0;
+
+}  // namespace
+
+Progress::Progress(std::ostream& stream, Style style, std::int64_t total, std::function<double()> seconds)
+    : stream_(stream),
+      style_(style),
+      total_(total),
+      seconds_(std::move(seconds)),
+      next_at_(style.terminal ? 0.0 : kPlainInterval) {}
+
+Progress::~Progress() { clear(); }
+
+void Progress::frame_done(bool failed) {
+  ++done_;
+  failed_ += failed ? 1 : 0;
+  const double now = seconds_();
+  if (now < next_at_) {
+    return;
+  }
+  next_at_ = now + (style_.terminal ? kTerminalInterval : kPlainInterval);
+  if (style_.terminal) {
+    // One column stays free: some terminals wrap as soon as the last one is written.
+    const auto room = static_cast<std::size_t>(std::max(1, style_.width - 1));
+    stream_ << "\r" << text().substr(0, room) << "\033[K" << std::flush;
+    shown_ = true;
+  } else {
+    stream_ << text() << "\n" << std::flush;
+  }
+}
+
+void Progress::say(const std::string& line) {
+  clear();
+  stream_ << line << "\n" << std::flush;
+}
+
+std::string Progress::text() const {
+  const double rate = static_cast<double>(done_) / std::max(seconds_(), 1e-9);
+  std::string result = std::to_string(done_) + " of " + count(total_, "frame") + ", " + decimals(rate, 1) +
+                       " frames/s, " + duration(static_cast<double>(total_ - done_) / rate) + " left";
+  if (failed_ > 0) {
+    result += ", " + std::to_string(failed_) + " failed";
+  }
+  return result;
+}
+
+void Progress::clear() {
+  if (shown_) {
+    stream_ << "\r\033[K" << std::flush;
+    shown_ = false;
+  }
+}
+
+}  // namespace enhance_depth_tool

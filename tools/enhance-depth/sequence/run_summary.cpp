@@ -1,0 +1,117 @@
+#include "sequence/run_summary.h"
+
+#include <algorithm>
+
+#include <nlohmann/json.hpp>
+
+#include "support/percentiles.h"
+#include "support/terminal.h"
+#include "support/text.h"
+
+namespace enhance_depth_tool {
+namespace {
+
+constexpr std::size_t kNameWidth = 16;
+constexpr std::size_t kNumberWidth = 10;
+
+std::string left_aligned(const std::string& text) {
+  return text + std::string(kNameWidth - std::min(kNameWidth, text.size()), ' ');
+}
+
+std::string right_aligned(const std::string& text) {
+  return std::string(kNumberWidth - std::min(kNumberWidth, text.size()), ' ') + text;
+}
+
+double rate(const RunSummary& summary) {
+  return summary.wall_s > 0.0 ? static_cast<double>(summary.refined) / summary.wall_s : 0.0;
+}
+
+double share(std::int64_t part, std::int64_t whole) {
+  return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
+}
+
+std::string headline(const RunSummary& summary) {
+  const std::size_t to_do = summary.paired - summary.done_before;
+  std::string text = "Refined " + std::to_string(summary.refined) + " of " +
+                     count(static_cast<std::int64_t>(to_do), "frame") + " in " + duration(summary.wall_s) +
+                     ", " + decimals(rate(summary), 1) + " frames/s";
+  if (!summary.failures.empty()) {
+    text += "; " + std::to_string(summary.failures.size()) + " failed";
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string percentile_heading() {
+  return "  " + left_aligned("ms per frame") + right_aligned("median") + right_aligned("95 %") +
+         right_aligned("99 %") + right_aligned("maximum") + "\n";
+}
+
+std::string percentile_line(const std::string& what, const std::vector<double>& times) {
+  const Percentiles values = percentiles(times);
+  std::string line = "  " + left_aligned(what);
+  for (double value : {values.median, values.p95, values.p99, values.maximum}) {
+    line += right_aligned(decimals(value, 1));
+  }
+  return line + "\n";
+}
+
+nlohmann::ordered_json percentile_json(const std::vector<double>& times) {
+  if (times.empty()) {
+    return nullptr;
+  }
+  const Percentiles values = percentiles(times);
+  return {{"median", values.median}, {"p95", values.p95}, {"p99", values.p99}, {"maximum", values.maximum}};
+}
+
+std::string to_text(const RunSummary& summary) {
+  std::string text = highlighted(headline(summary), Highlight::kHeading, StandardStream::kOutput) + "\n";
+  if (summary.done_before > 0) {
+    text += "  done earlier    " + count(static_cast<std::int64_t>(summary.done_before), "frame") + "\n";
+  }
+  if (summary.unpaired_color + summary.unpaired_depth > 0) {
+    text += "  left out        " + count(static_cast<std::int64_t>(summary.unpaired_color), "colour image") +
+            " and " + count(static_cast<std::int64_t>(summary.unpaired_depth), "depth image") +
+            " without a partner\n";
+  }
+  if (summary.refined > 0) {
+    text += "  valid pixels    " + percent(share(summary.valid_before, summary.pixels)) + " before, " +
+            percent(share(summary.valid_after, summary.pixels)) + " after\n";
+    text += percentile_heading() + percentile_line("network time", summary.times.network) +
+            percentile_line("library time", summary.times.library) +
+            percentile_line("input time", summary.times.input) +
+            percentile_line("output time", summary.times.output);
+  }
+  return text;
+}
+
+nlohmann::ordered_json to_json(const RunSummary& summary) {
+  nlohmann::ordered_json failures = nlohmann::ordered_json::array();
+  for (const FrameFailure& failure : summary.failures) {
+    failures.push_back({{"frame", failure.frame}, {"reason", failure.reason}});
+  }
+  nlohmann::ordered_json stopped_by;
+  if (!summary.stopped_by.empty()) {
+    stopped_by = summary.stopped_by;
+  }
+  return {{"frames", summary.paired},
+          {"done_before", summary.done_before},
+          {"refined", summary.refined},
+          {"failed", summary.failures.size()},
+          {"failures", failures},
+          {"stopped_by", stopped_by},
+          {"not_written", summary.not_written},
+          {"unpaired_color", summary.unpaired_color},
+          {"unpaired_depth", summary.unpaired_depth},
+          {"wall_s", summary.wall_s},
+          {"frames_per_s", rate(summary)},
+          {"network_ms", percentile_json(summary.times.network)},
+          {"library_ms", percentile_json(summary.times.library)},
+          {"input_ms", percentile_json(summary.times.input)},
+          {"output_ms", percentile_json(summary.times.output)},
+          {"valid_share_before", share(summary.valid_before, summary.pixels)},
+          {"valid_share_after", share(summary.valid_after, summary.pixels)}};
+}
+
+}  // namespace enhance_depth_tool

@@ -1,0 +1,63 @@
+// The library's handle as an owning object, its failures as exceptions that carry the library's record.
+#ifndef ENHANCE_DEPTH_TOOL_ENGINE_H
+#define ENHANCE_DEPTH_TOOL_ENGINE_H
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include "enhance_depth.h"
+#include "support/tool_error.h"
+
+namespace enhance_depth_tool {
+
+// A failed call of the library. what() is "<what failed>: <library's message> (code N). <remedy>".
+class EngineError : public ToolError {
+ public:
+  EngineError(ExitStatus exit_status, const std::string& what_failed, const enhance_error& record);
+  const enhance_error& record() const noexcept { return record_; }
+
+ private:
+  enhance_error record_;
+};
+
+// One result. Both images are borrowed from the engine: copy them to keep them beyond its next call.
+struct Refined {
+  cv::Mat depth;       // CV_16UC1, in the unit of the input
+  cv::Mat confidence;  // CV_32FC1, or empty when the engine has none
+  double network_ms = 0.0;
+  double library_ms = 0.0;  // wall time of the library call: copies, conversions and the network
+};
+
+// Used by one thread at a time.
+class Engine {
+ public:
+  // Throws an EngineError (kEngineNotLoaded) when the library refuses the engine.
+  explicit Engine(const std::filesystem::path& path);
+
+  // Prepares the engine for images of `size`; does nothing when it is prepared already. Throws an EngineError
+  // (kFramesFailed); another size may then be tried.
+  void configure(cv::Size size);
+
+  // Refines one frame of the configured size: `rgb` as arrange_rgb() makes it, `depth` continuous CV_16UC1.
+  // Throws an EngineError (kFramesFailed); the engine stays usable.
+  Refined process(const std::vector<std::uint8_t>& rgb, const cv::Mat& depth);
+
+  // Throws a UsageError when the engine delivered no confidence with `refined`.
+  void require_confidence(const Refined& refined) const;
+
+ private:
+  struct Destroy {
+    void operator()(enhance_depth_handle handle) const { enhance_depth_destroy(handle); }
+  };
+  std::unique_ptr<enhance_depth_engine, Destroy> handle_;
+  std::filesystem::path path_;
+  cv::Size size_;
+};
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_ENGINE_H
