@@ -1,27 +1,23 @@
 #!/bin/sh
 # Runs onnx_parity_test.py in a virtual environment with the packages of requirements.txt, which it makes when there is
-# none yet. Where no package index can be reached it says so and exits with 77, which counts as skipped.
+# none yet. Where no package index can be reached it says so and exits with 77, which counts as skipped; not with CI=true.
 # Needs python3-venv with Python 3.11 or later.
 # Usage: tests/emulator/onnx_parity_test.sh BUILD_DIR   (a native build with the emulated board)
 set -eu
-tests=$(cd "$(dirname "$0")" && pwd)
+tests=$(cd "$(dirname "$0")/.." && pwd)
 build=$(cd "$1" && pwd)
 environment=$build/onnx-parity
 ready=$environment/requirements.txt
 log=$build/onnx-parity.log
+# shellcheck source=tests/support/package_index.sh
+. "$tests/support/package_index.sh"
 
 if ! cmp -s "$tests/emulator/requirements.txt" "$ready"; then
   rm -rf "$environment"
   python3 -m venv "$environment"
   if ! "$environment/bin/python" -m pip --disable-pip-version-check install --quiet \
     -r "$tests/emulator/requirements.txt" >"$log" 2>&1; then
-    if grep -qE 'NewConnectionError|NameResolutionError|ConnectTimeoutError|ProxyError|SSLError|versions: none' "$log"
-    then
-      echo "skipped: no package index can be reached, so ONNX Runtime is not to be had ($log)"
-      exit 77
-    fi
-    cat "$log"
-    exit 1
+    skip_without_index "$log" "ONNX Runtime is not to be had"
   fi
   cp "$tests/emulator/requirements.txt" "$ready"
 fi
