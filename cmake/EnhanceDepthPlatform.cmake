@@ -8,6 +8,7 @@
 #
 # Defines enhance_depth_platform_headers (to compile against), enhance_depth_platform (to compile and link against),
 # enhance_depth_interface_headers (this project's own, all of them) and, where something needs it, the emulated board.
+# ENHANCE_DEPTH_PLATFORM_FOLDERS are those of the libraries.
 
 if(NOT ENHANCE_DEPTH_PLATFORM MATCHES "^(auto|system|emulated)$")
   message(FATAL_ERROR "ENHANCE_DEPTH_PLATFORM is \"${ENHANCE_DEPTH_PLATFORM}\"; it must be auto, system or emulated")
@@ -68,10 +69,12 @@ else()
   add_subdirectory(emulator)
 endif()
 if(platform_complete)
-  target_link_libraries(enhance_depth_platform INTERFACE TensorRT::nvinfer CUDA::cudart OrbbecSDK::OrbbecSDK)
+  set(platform_libraries TensorRT::nvinfer CUDA::cudart OrbbecSDK::OrbbecSDK)
   string(APPEND platform_summary "  libraries: the installed ones")
 else()
-  target_link_libraries(enhance_depth_platform INTERFACE emulated_nvinfer emulated_cudart emulated_camera)
+  set(platform_libraries emulated_nvinfer emulated_cudart emulated_camera)
   string(APPEND platform_summary "  libraries: the emulated board")
 endif()
+target_link_libraries(enhance_depth_platform INTERFACE ${platform_libraries})
+list(TRANSFORM platform_libraries REPLACE "^(.+)$" "$<TARGET_FILE_DIR:\\1>" OUTPUT_VARIABLE ENHANCE_DEPTH_PLATFORM_FOLDERS)
 message(STATUS "enhance_depth ${PROJECT_VERSION}, platform ${ENHANCE_DEPTH_PLATFORM}:\n${platform_summary}")

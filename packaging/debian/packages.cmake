@@ -66,10 +66,7 @@ set(CPACK_ENHANCE_DEPTH_SOURCE_DIR "${PROJECT_SOURCE_DIR}")
 # dpkg-shlibdeps has to see the board's libraries, which no Debian package owns, and for the tool this one. Where they
 # are is known only when the build system has been generated.
 set(CPACK_PROJECT_CONFIG_FILE "${CMAKE_CURRENT_BINARY_DIR}/cpack_project.cmake")
-get_target_property(platform_libraries enhance_depth_platform INTERFACE_LINK_LIBRARIES)
-list(REMOVE_ITEM platform_libraries enhance_depth_platform_headers)
-list(APPEND platform_libraries enhance_depth)
-list(TRANSFORM platform_libraries REPLACE "^(.+)$" "$<TARGET_FILE_DIR:\\1>" OUTPUT_VARIABLE platform_directories)
+set(platform_directories ${ENHANCE_DEPTH_PLATFORM_FOLDERS} $<TARGET_FILE_DIR:enhance_depth>)
 file(GENERATE OUTPUT "${CPACK_PROJECT_CONFIG_FILE}" CONTENT
   "set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS \"${platform_directories}\")\n")
 if(CMAKE_CROSSCOMPILING)

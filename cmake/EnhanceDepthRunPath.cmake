@@ -1,0 +1,29 @@
+# Where binaries look for libraries. CMake would end the run path of all that is installed with an empty element, so that
+# another path fits in at the installation; but for the dynamic linker that element is the current folder, and a program
+# that is started in somebody else's folder would load what lies there. Hence these two functions instead.
+
+# set_run_path(TARGET [INSTALLED element...] BUILT folder...): the target finds libraries in `folder`s, and once it is
+# installed in the INSTALLED elements alone.
+function(set_run_path target)
+  cmake_parse_arguments(PARSE_ARGV 1 run_path "" "" "INSTALLED;BUILT")
+  # With the INSTALLED elements among them the run path is long enough to be replaced.
+  set_target_properties(${target} PROPERTIES
+    BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "${run_path_INSTALLED};${run_path_BUILT}"
+    ENHANCE_DEPTH_INSTALLED_RUN_PATH "${run_path_INSTALLED}")
+endfunction()
+
+# install_run_path(TARGET DESTINATION COMPONENT): to be called after install(TARGETS).
+function(install_run_path target destination component)
+  get_target_property(elements ${target} ENHANCE_DEPTH_INSTALLED_RUN_PATH)
+  if(NOT elements OR CMAKE_SKIP_RPATH OR CMAKE_SKIP_INSTALL_RPATH)
+    set(change "file(RPATH_REMOVE FILE \"\${file}\")")
+  else()
+    list(JOIN elements ":" elements)
+    string(REPLACE "$" "\\$" elements "${elements}")
+    set(change "file(RPATH_SET FILE \"\${file}\" NEW_RPATH \"${elements}\")")
+  endif()
+  install(CODE "set(file \"${destination}/$<TARGET_FILE_NAME:${target}>\")
+cmake_path(ABSOLUTE_PATH file BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+string(PREPEND file \"\$ENV{DESTDIR}\")
+${change}" COMPONENT ${component})
+endfunction()
