@@ -11,8 +11,12 @@
 #include "api/boundary.h"
 #include "convert/depth_conversion.h"
 #include "scalar_conversion.h"
+#include "support/open_engine.h"
 
 namespace enhance_depth_bench {
+
+using enhance_depth::OpenEngine;
+
 namespace {
 
 // Twice what the largest cache holds, and on boards, whose caches are small, far more.
@@ -66,6 +70,19 @@ void reset_handle(const Handle& handle, ImageSize size) {
     throw std::runtime_error(enhance_depth_get_last_error(handle.get()));
   }
 }
+
+FrameSession::Buffers::Buffers(enhance_depth::TrtEngineWrapper& engine)
+    : stream(engine.*&OpenEngine::stream),
+      d_rgb(engine.*&OpenEngine::d_rgb),
+      d_depth(engine.*&OpenEngine::d_depth),
+      d_pred(engine.*&OpenEngine::d_pred),
+      d_conf(engine.*&OpenEngine::d_conf),
+      depth_f32(engine.*&OpenEngine::depth_f32),
+      pred_u16(engine.*&OpenEngine::pred_u16),
+      h_rgb(engine.*&OpenEngine::h_rgb),
+      h_depth(engine.*&OpenEngine::h_depth),
+      h_pred(engine.*&OpenEngine::h_pred),
+      h_conf(engine.*&OpenEngine::h_conf) {}
 
 FrameSession::FrameSession(ImageSize size, FirstFrame first_frame)
     : size_(size),

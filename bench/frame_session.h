@@ -64,7 +64,22 @@ class FrameSession {
  private:
   ImageSize size_;
   Handle handle_;
-  enhance_depth::TrtEngineWrapper& engine_;
+  // The buffers of the handle's engine.
+  struct Buffers {
+    explicit Buffers(enhance_depth::TrtEngineWrapper& engine);
+    cudaStream_t& stream;
+    void*& d_rgb;
+    void*& d_depth;
+    void*& d_pred;
+    void*& d_conf;
+    std::vector<float>& depth_f32;
+    std::vector<std::uint16_t>& pred_u16;
+    std::vector<std::uint8_t>& h_rgb;
+    std::vector<float>& h_depth;
+    std::vector<float>& h_pred;
+    std::vector<float>& h_conf;
+  };
+  Buffers engine_;
   std::vector<std::uint8_t> rgb_;
   std::vector<std::uint16_t> depth_;
   std::vector<float> prediction_;

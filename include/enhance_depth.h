@@ -25,20 +25,38 @@
  * it passes in, and every error record that it receives. Output images are borrowed: they live in the handle
  * and stay valid until the next process, reset or destroy on that handle.
  *
- * THREADS. The library starts no thread and takes no lock. One handle is used by one thread at a time;
- * distinct handles are independent. The last error without a handle is kept per thread.
+ * Buffers of a handle grow when its size does and keep their memory when it shrinks: after a reset to a
+ * smaller size a handle still holds the host memory of its largest size. Device memory is always that of the
+ * current size.
  *
- * ERRORS. Functions that take an out-place `error` return 1 on success and 0 on failure
+ * THREADS. The library starts no thread and takes no lock. One handle is used by one thread at a time;
+ * distinct handles are independent. The last error without a handle is kept per thread. A thread must not be
+ * cancelled (pthread_cancel) during a call.
+ *
+ * PROCESSES. A handle works in the process that created it. After fork() the child must neither use nor
+ * destroy the handles of its parent; CUDA itself does not work in a child of a process that has used it.
+ *
+ * PROGRAM END. Handles may belong to static and thread-local objects. Their destructors may call any function
+ * here; texts of 256 characters and more that are recorded without a handle while a thread ends are cut to
+ * 255. The board's libraries must still be loaded and working at that point.
+ *
+ * LOG. Messages go into the camera SDK's log. If the host has its own function called for each message, that
+ * function may query the handle whose call is being logged, but must not reset, process or destroy it.
+ *
+ * CUDA. Every CUDA status is checked and reported by the call that receives it. CUDA also keeps a last error
+ * per thread for cudaGetLastError(); the library neither reads nor clears it, so after a failure here a host
+ * that uses CUDA itself will find it there.
+ *
+ * ERRORS. Functions with an output parameter `error` return 1 on success and 0 on failure
  * (enhance_depth_create: a handle or NULL) and report a failure twice: as text, through
- * enhance_depth_get_last_error(), and as a record, through the out-place. No exception leaves the library.
- * The rules of the out-place:
- *   - `error` may be NULL: no record is made.
- *   - Otherwise `*error` must be NULL or a record made by this library. It is freed and set to NULL at the
- *     start of each call, and points at a new record only if the call fails. A host that wants to keep a
- *     record takes it out of the place first. No argument of the call may point into the record that is
- *     freed.
- *   - When memory is so short that no record can be made, `*error` stays NULL and the call still returns 0 or
- *     NULL. The text may then be just "out of memory".
+ * enhance_depth_get_last_error(), and as a record, through `error`. No exception leaves the library. The rules
+ * for `error`:
+ *   - It may be NULL: no record is made.
+ *   - Otherwise `*error` must be NULL or a record made by this library. Each call first frees it and sets it
+ *     to NULL, and stores a new record there only if it fails. To keep a record, move it out of the variable
+ *     before the next call. No argument of that call may point into the record that is freed.
+ *   - If memory is too short for a record, `*error` stays NULL and the call still returns 0 or NULL. The text
+ *     may then be just "out of memory".
  *
  * A FITTING ENGINE has the tensors "rgb" (input, UINT8), "dep" (input, FLOAT), "pred" (output, FLOAT) and, if
  * it delivers confidence, "confidence_output" (output, FLOAT); more than four tensors are refused. A fourth
@@ -51,9 +69,8 @@
  * configures.
  *
  * VERSIONS. The numbers below are those of this header, and enhance_depth_get_version() names those of the
- * library that was loaded. Within one SONAME the layouts of the records and all signatures stay as they are,
- * but for enhance_error, which the library allocates and which may grow at its end. Codes are never
- * renumbered.
+ * library that was loaded. Within one SONAME the sizes and layouts of the records and all signatures stay as
+ * they are. Codes are never renumbered.
  */
 #ifndef ENHANCE_DEPTH_H
 #define ENHANCE_DEPTH_H
@@ -78,7 +95,7 @@
 extern "C" {
 #endif
 
-/** Result codes: what went wrong, stable across versions. The codes 3 to 11 are kept and never raised. */
+/** Result codes: what went wrong, stable across versions. The codes 3 to 11 are reserved and never raised. */
 #ifdef __cplusplus
 enum EnhanceDepthErrorCode : int32_t {
 #else
@@ -88,15 +105,15 @@ enum {
   ENHANCE_DEPTH_OK = 0,                     /**< no failure */
   ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT = 1, /**< null or out-of-range argument, unreadable engine file */
   ENHANCE_DEPTH_ERROR_NULL_HANDLE = 2,      /**< the handle is NULL */
-  ENHANCE_DEPTH_ERROR_RESERVED_3 = 3,       /**< kept, never raised */
-  ENHANCE_DEPTH_ERROR_RESERVED_4 = 4,       /**< kept, never raised */
-  ENHANCE_DEPTH_ERROR_RESERVED_5 = 5,       /**< kept, never raised */
-  ENHANCE_DEPTH_ERROR_RESERVED_6 = 6,       /**< kept, never raised */
-  ENHANCE_DEPTH_ERROR_RESERVED_7 = 7,       /**< kept, never raised */
-  ENHANCE_DEPTH_ERROR_RESERVED_8 = 8,       /**< kept, never raised */
-  ENHANCE_DEPTH_ERROR_RESERVED_9 = 9,       /**< kept, never raised */
-  ENHANCE_DEPTH_ERROR_RESERVED_10 = 10,     /**< kept, never raised */
-  ENHANCE_DEPTH_ERROR_RESERVED_11 = 11,     /**< kept, never raised */
+  ENHANCE_DEPTH_ERROR_RESERVED_3 = 3,       /**< reserved */
+  ENHANCE_DEPTH_ERROR_RESERVED_4 = 4,       /**< reserved */
+  ENHANCE_DEPTH_ERROR_RESERVED_5 = 5,       /**< reserved */
+  ENHANCE_DEPTH_ERROR_RESERVED_6 = 6,       /**< reserved */
+  ENHANCE_DEPTH_ERROR_RESERVED_7 = 7,       /**< reserved */
+  ENHANCE_DEPTH_ERROR_RESERVED_8 = 8,       /**< reserved */
+  ENHANCE_DEPTH_ERROR_RESERVED_9 = 9,       /**< reserved */
+  ENHANCE_DEPTH_ERROR_RESERVED_10 = 10,     /**< reserved */
+  ENHANCE_DEPTH_ERROR_RESERVED_11 = 11,     /**< reserved */
   ENHANCE_DEPTH_ERROR_RUNTIME_CREATE_FAILED = 12,     /**< TensorRT gave no runtime */
   ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED = 13, /**< not an engine of this TensorRT version and GPU */
   ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED = 14,     /**< TensorRT gave no execution context */
@@ -127,8 +144,8 @@ enum {
 #define ENHANCE_ERROR_TEXT_SIZE 256
 
 /**
- * One failure. Owned by the host, which frees it with enhance_delete_error(). It has no pointers: a copy of
- * it is complete. Texts that are too long are cut to 255 characters.
+ * One failure. Owned by the host, which frees it with enhance_delete_error(). It has no pointers and will
+ * never grow: a copy of it is complete. Texts that are too long are cut to 255 characters.
  */
 typedef struct enhance_error {
   int32_t status;                         /**< an EnhanceDepthErrorCode */
@@ -138,9 +155,8 @@ typedef struct enhance_error {
   /** the offending arguments joined by "/", e.g. "rgb/depth"; for enhance_depth_reset the stage that failed,
       "allocate" or "warmup"; for a failed engine load the engine path; otherwise empty */
   char args[ENHANCE_ERROR_TEXT_SIZE];
-  /** where in the library it was reported: the file in the thousands (1 lifecycle, 2 process, 3 settings),
-      the line within that file of src/api below, and for codes 34 and 35 the kind of exception in the
-      ten-thousands; 0 in a host's own record */
+  /** the number of the place in the library that reported it: positive, different for each place and stable
+      across versions, so that a bug report which states it says where to look; 0 in a host's own record */
   int32_t line;
   /** class of the failure: 2 argument or engine layout, 3 wrong state, 6 exception, 7 TensorRT, 8 CUDA, 0
       unknown; 4, 9 and 10 belong to the reserved codes */
@@ -159,7 +175,8 @@ typedef struct enhance_depth_input {
       green, all blue) when "rgb" has four extents, interleaved with three */
   const uint8_t* rgb;
   int32_t rgb_stride; /**< height * width * 3 */
-  /** depth image, row by row, height * width values, 0 where the camera saw nothing */
+  /** depth image, row by row, height * width values, 0 where the camera saw nothing; aligned as every
+      uint16_t is */
   const uint16_t* depth;
   int32_t depth_stride; /**< height * width * 2 */
   int32_t height;       /**< rows; note that height comes before width */
@@ -213,8 +230,8 @@ ENHANCE_DEPTH_API const char* enhance_depth_get_last_error(enhance_depth_handle 
  * for 34 and 35). The calling thread's last error is set on failure and "OK" on success.
  *
  * @param engine_path  path of a regular, readable, non-empty file; it must not point into the record in
- *                     `error`, which is freed first
- * @param error        out-place for a record, or NULL
+ *                     `*error`, which is freed first
+ * @param error        output parameter for a record, or NULL
  * @return a handle that can process 640 x 480 frames at once and is released with enhance_depth_destroy(), or
  *         NULL
  */
@@ -230,7 +247,7 @@ ENHANCE_DEPTH_API enhance_depth_handle enhance_depth_create(const char* engine_p
  * @param handle  from enhance_depth_create()
  * @param width   columns, positive; an optimization profile of the engine must admit the size
  * @param height  rows, positive
- * @param error   out-place for a record, or NULL
+ * @param error   output parameter for a record, or NULL
  * @return 1, or 0 on failure: the handle then stays usable for another reset and refuses every frame until
  *         one succeeds: code 16, or 18 when the frame is not of the size that was refused
  */
@@ -254,7 +271,7 @@ ENHANCE_DEPTH_API void enhance_depth_destroy(enhance_depth_handle handle);
  * @param input   the frame, of the size last configured; the images are read during the call only
  * @param output  receives pointers into the handle's buffers and their sizes; untouched unless the call
  *                succeeds
- * @param error   out-place for a record, or NULL
+ * @param error   output parameter for a record, or NULL
  * @return 1, or 0 on failure: the handle stays usable and keeps its size; its last inference time changes
  *         only if the network ran to its end
  */
@@ -267,7 +284,7 @@ ENHANCE_DEPTH_API int enhance_depth_process(enhance_depth_handle handle, const e
  *
  * @param handle     from enhance_depth_create()
  * @param threshold  any float, stored unchanged
- * @param error      out-place for a record, or NULL
+ * @param error      output parameter for a record, or NULL
  * @return 1, or 0 with code 2, 34 or 35 (`args` ""); after 34 or 35 the threshold is stored all the same
  */
 ENHANCE_DEPTH_API int enhance_depth_set_confidence_threshold(enhance_depth_handle handle, float threshold,
@@ -278,7 +295,7 @@ ENHANCE_DEPTH_API int enhance_depth_set_confidence_threshold(enhance_depth_handl
  *
  * @param handle     from enhance_depth_create()
  * @param threshold  receives it
- * @param error      out-place for a record, or NULL
+ * @param error      output parameter for a record, or NULL
  * @return 1, or 0 with code 1 (NULL `threshold`, `args` "conf_threshold"), 2, 34 or 35 (`args` "")
  */
 ENHANCE_DEPTH_API int enhance_depth_get_confidence_threshold(enhance_depth_handle handle, float* threshold,

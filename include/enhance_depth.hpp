@@ -62,7 +62,8 @@ class Error : public std::exception {
   enhance_error record_;
 };
 
-/// Pixels that somebody else owns, one after the other. Refers and never copies: the owner must outlive it.
+/// Pixels that are owned elsewhere, contiguous in memory. A view: it copies nothing, and the owner must
+/// outlive it.
 /// @tparam T the type of a pixel's value, without const
 template <typename T>
 class Pixels {
@@ -152,9 +153,15 @@ struct RefinedFrame {
 /// engine is assigned to it. One thread at a time, for const functions too: they write the last error.
 class Engine {
  public:
-  /// Loads the engine file and configures it for 640 x 480; see enhance_depth_create(). Throws Error.
+  /// Loads the engine file and configures it for 640 x 480; see enhance_depth_create(). Throws Error, also
+  /// for a path that contains a NUL byte, which would otherwise name another file.
   explicit Engine(const std::string& engine_path) {
-    ErrorPlace error;
+    if (engine_path.find('\0') != std::string::npos) {
+      constexpr std::int32_t kArgumentClass = 2;  // see enhance_error::exception_type
+      throw make_error(ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT, kArgumentClass,
+                       "The engine path contains a NUL byte.", "enhance_depth_create", "engine_path");
+    }
+    RecordOwner error;
     handle_ = enhance_depth_create(engine_path.c_str(), error.address());
     if (handle_ == nullptr) {
       error.raise("enhance_depth_create", nullptr);
@@ -180,7 +187,7 @@ class Engine {
   /// Configures another image size; see enhance_depth_reset(). Borrowed images become invalid. Throws Error;
   /// process() then fails until a reset succeeds.
   void reset(int width, int height) {
-    ErrorPlace error;
+    RecordOwner error;
     if (enhance_depth_reset(handle_, width, height, error.address()) == 0) {
       error.raise("enhance_depth_reset", handle_);
     }
@@ -193,7 +200,7 @@ class Engine {
     const enhance_depth_input input = {frame.rgb.data(),       byte_size(frame.rgb), frame.depth.data(),
                                        byte_size(frame.depth), frame.height,         frame.width};
     enhance_depth_output output = {};
-    ErrorPlace error;
+    RecordOwner error;
     if (enhance_depth_process(handle_, &input, &output, error.address()) == 0) {
       error.raise("enhance_depth_process", handle_);
     }
@@ -208,7 +215,7 @@ class Engine {
 
   /// Stores a confidence threshold; see enhance_depth_set_confidence_threshold(). Throws Error.
   void set_confidence_threshold(float threshold) {
-    ErrorPlace error;
+    RecordOwner error;
     if (enhance_depth_set_confidence_threshold(handle_, threshold, error.address()) == 0) {
       error.raise("enhance_depth_set_confidence_threshold", handle_);
     }
@@ -216,7 +223,7 @@ class Engine {
   /// The stored confidence threshold. Throws Error.
   float confidence_threshold() const {
     float threshold = 0.0F;
-    ErrorPlace error;
+    RecordOwner error;
     if (enhance_depth_get_confidence_threshold(handle_, &threshold, error.address()) == 0) {
       error.raise("enhance_depth_get_confidence_threshold", handle_);
     }
@@ -233,35 +240,43 @@ class Engine {
   enhance_depth_handle handle() const noexcept { return handle_; }
 
  private:
-  // The out-place of one C call: frees the record however the call ends.
-  class ErrorPlace {
+  // A failure for which there is no record of the library.
+  static Error make_error(EnhanceDepthErrorCode code, std::int32_t exception_type, const char* message,
+                          const char* function, const char* args) noexcept {
+    enhance_error record = {};
+    record.status = code;
+    record.error_code = code;
+    record.exception_type = exception_type;
+    std::strncpy(record.message, message, ENHANCE_ERROR_TEXT_SIZE - 1);
+    std::strncpy(record.function, function, ENHANCE_ERROR_TEXT_SIZE - 1);
+    std::strncpy(record.args, args, ENHANCE_ERROR_TEXT_SIZE - 1);
+    return Error(record);
+  }
+
+  // Receives the record of one C call and frees it, however the call ends.
+  class RecordOwner {
    public:
-    ErrorPlace() = default;
-    ~ErrorPlace() { enhance_delete_error(record_); }
-    ErrorPlace(const ErrorPlace&) = delete;
-    ErrorPlace& operator=(const ErrorPlace&) = delete;
+    RecordOwner() = default;
+    ~RecordOwner() { enhance_delete_error(record_); }
+    RecordOwner(const RecordOwner&) = delete;
+    RecordOwner& operator=(const RecordOwner&) = delete;
     enhance_error** address() noexcept { return &record_; }
 
-    // Memory can be too short for a record; the last error's text then stands in for it.
+    // If memory was too short for a record, the last error's text stands in for it.
     [[noreturn]] void raise(const char* function, enhance_depth_handle handle) const {
       if (record_ != nullptr) {
         throw Error(*record_);
       }
-      enhance_error record = {};
-      record.status = ENHANCE_DEPTH_ERROR_STD_EXCEPTION;
-      record.error_code = record.status;
-      record.exception_type = kExceptionClass;
-      std::strncpy(record.message, enhance_depth_get_last_error(handle), ENHANCE_ERROR_TEXT_SIZE - 1);
-      std::strncpy(record.function, function, ENHANCE_ERROR_TEXT_SIZE - 1);
-      throw Error(record);
+      constexpr std::int32_t kExceptionClass = 6;  // see enhance_error::exception_type
+      throw make_error(ENHANCE_DEPTH_ERROR_STD_EXCEPTION, kExceptionClass,
+                       enhance_depth_get_last_error(handle), function, "");
     }
 
    private:
-    static constexpr std::int32_t kExceptionClass = 6;  // see enhance_error::exception_type
     enhance_error* record_ = nullptr;
   };
 
-  // The size that the C record wants, from the pixels that are there. No valid image is larger than 2 GiB.
+  // The size in bytes for the C record. No valid image is larger than 2 GiB: a size beyond that stays wrong.
   template <typename T>
   static std::int32_t byte_size(const Pixels<T>& pixels) noexcept {
     constexpr auto kLargest = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());

@@ -96,7 +96,7 @@ int main(int argc, char** argv) {
     fprintf(stderr, "usage: %s ENGINE OUTPUT COLOR.ppm DEPTH.pgm [COLOR.ppm DEPTH.pgm ...]\n", argv[0]);
     return 2;
   }
-  /* One out-place serves all calls: each frees the record of the one before. It must start as NULL. */
+  /* One variable serves all calls: each frees the record of the one before. It must start as NULL. */
   enhance_error* error = NULL;
   enhance_depth_handle handle = enhance_depth_create(argv[1], &error);
   if (handle == NULL) {

@@ -6,82 +6,83 @@
 namespace enhance_depth {
 namespace {
 
-// Short enough to be stored without memory.
+// Fits into a std::string without an allocation.
 constexpr char kOutOfMemory[] = "out of memory";
 
-int exception_line(const EntryPoint& entry, bool standard, bool has_handle) {
-  const int kind = standard ? (has_handle ? 1 : 2) : (has_handle ? 3 : 4);
-  return kind * 10000 + entry.line;
+// An escaped exception, as far as its report tells it.
+struct Escaped {
+  EnhanceDepthErrorCode code;
+  const char* separator;  // between the function's name and `what`
+  const char* what;
+};
+
+Escaped describe(const std::exception* exception) noexcept {
+  if (exception == nullptr) {
+    return {ENHANCE_DEPTH_ERROR_UNKNOWN_EXCEPTION, " unknown exception.", ""};
+  }
+  const char* what = exception->what();
+  return {ENHANCE_DEPTH_ERROR_STD_EXCEPTION, " exception: ", what != nullptr ? what : ""};
 }
 
-std::string exception_text(const EntryPoint& entry, const char* what) {
-  const std::string name(entry.name);
-  return what != nullptr ? name + " exception: " + what : name + " unknown exception.";
-}
-
-void store_exception(const EntryPoint& entry, TrtEngineWrapper* wrapper, EnhanceDepthErrorCode code,
-                     const char* what) noexcept {
-  try {
-    const std::string text = exception_text(entry, what);
-    if (wrapper != nullptr) {
-      wrapper->set_error(code, text);
-    } else {
-      set_global_error(code, text);
-    }
-  } catch (...) {
-    if (wrapper != nullptr) {
-      wrapper->last_error_code_ = code;
-      wrapper->last_error_message_ = kOutOfMemory;
-    } else {
-      set_global_error(code, kOutOfMemory);
-    }
+void record(TrtEngineWrapper* wrapper, EnhanceDepthErrorCode code, const std::string& text) {
+  if (wrapper != nullptr) {
+    wrapper->set_error(code, text);
+  } else {
+    set_global_error(code, text);
   }
 }
 
-// Needs no memory but the record's own, and leaves the out-place empty without that.
-void fill_exception_result(const EntryPoint& entry, enhance_error** error, EnhanceDepthErrorCode code,
-                           const char* what, int line) noexcept {
+void record_exception(const EntryPoint& entry, TrtEngineWrapper* wrapper, const Escaped& escaped) noexcept {
+  try {
+    record(wrapper, escaped.code, std::string(entry.name) + escaped.separator + escaped.what);
+  } catch (...) {
+    record(wrapper, escaped.code, kOutOfMemory);
+  }
+}
+
+// Allocates nothing but the record.
+void fill_exception_result(const EntryPoint& entry, enhance_error** error, const Escaped& escaped,
+                           ReportSite site) noexcept {
   if (error == nullptr) {
     return;
   }
   char text[ENHANCE_ERROR_TEXT_SIZE];
-  if (what != nullptr) {
-    std::snprintf(text, sizeof text, "%s exception: %s", entry.name, what);
-  } else {
-    std::snprintf(text, sizeof text, "%s unknown exception.", entry.name);
-  }
-  *error = enhance_create_error(code, text, entry.name, "", exception_type_from_error_code(code));
-  if (*error != nullptr) {
-    (*error)->line = line;
+  std::snprintf(text, sizeof text, "%s%s%s", entry.name, escaped.separator, escaped.what);
+  try {
+    fill_error_result(error, {escaped.code, text}, entry.name, "", site);
+  } catch (...) {  // no memory for a record; the last error has the failure
   }
 }
 
 }  // namespace
 
-void report_null_handle(const EntryPoint& entry, enhance_error** error, int line) {
+void report_null_handle(const EntryPoint& entry, enhance_error** error, ReportSite site) {
   set_global_error(ENHANCE_DEPTH_ERROR_NULL_HANDLE,
                    std::string(entry.name) + " received null engine handle.");
-  fill_error_result(error, global_error().code, global_error().message, entry.name, "", line);
+  fill_error_result(error, global_error(), entry.name, "", site);
 }
 
 void report_argument(const EntryPoint& entry, TrtEngineWrapper& wrapper, EnhanceDepthErrorCode code,
-                     const char* message, const char* args, enhance_error** error, int line) {
+                     const char* message, const char* args, enhance_error** error, ReportSite site) {
   wrapper.set_error(code, message);
-  report_engine_failure(entry, wrapper, args, error, line);
+  report_engine_failure(entry, wrapper, args, error, site);
 }
 
 void report_engine_failure(const EntryPoint& entry, const TrtEngineWrapper& wrapper, const char* args,
-                           enhance_error** error, int line) {
-  fill_error_result(error, wrapper.last_error_code(), wrapper.last_error_message(), entry.name, args, line);
+                           enhance_error** error, ReportSite site) {
+  fill_error_result(error, {wrapper.last_error_code(), wrapper.last_error_message().c_str()}, entry.name,
+                    args, site);
 }
 
 void report_exception(const EntryPoint& entry, TrtEngineWrapper* wrapper, enhance_error** error,
-                      const char* what) noexcept {
-  const bool standard = what != nullptr;
-  const EnhanceDepthErrorCode code =
-      standard ? ENHANCE_DEPTH_ERROR_STD_EXCEPTION : ENHANCE_DEPTH_ERROR_UNKNOWN_EXCEPTION;
-  store_exception(entry, wrapper, code, what);
-  fill_exception_result(entry, error, code, what, exception_line(entry, standard, wrapper != nullptr));
+                      const std::exception* exception) noexcept {
+  const Escaped escaped = describe(exception);
+  const bool on_handle = wrapper != nullptr;
+  const ExceptionSite kind =
+      exception != nullptr ? (on_handle ? ExceptionSite::kStandardOnHandle : ExceptionSite::kStandardOnThread)
+                           : (on_handle ? ExceptionSite::kOtherOnHandle : ExceptionSite::kOtherOnThread);
+  record_exception(entry, wrapper, escaped);
+  fill_exception_result(entry, error, escaped, entry.exception_site + kind);
 }
 
 }  // namespace enhance_depth

@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "api/error_record.h"
+#include "api/report_site.h"
 #include "engine/trt_engine_wrapper.h"
 #include "enhance_depth.h"
 
@@ -18,52 +19,40 @@ inline enhance_depth_handle to_handle(TrtEngineWrapper* wrapper) {
   return reinterpret_cast<enhance_depth_handle>(wrapper);
 }
 
-// The files that report failures. A record's `line` is the file's number in the thousands and the line within
-// the file below it, so that it names one place of the library and not one of several.
-enum class ApiFile : int { kLifecycle = 1, kProcess = 2, kSettings = 3 };
-
-// Does not compile for a line that does not fit.
-constexpr int reporting_line(ApiFile file, int line = __builtin_LINE()) {
-  return line < 1000 ? static_cast<int>(file) * 1000 + line
-                     : throw "the file is too long for its line numbers";
-}
-
-// An exported function as its failures name it. `line` is where its frame stands, 0 if it makes no records;
-// the record of an exception carries it with the kind of the exception in the ten-thousands: 1 standard, 2
-// standard without a handle to record it on, 3 any other, 4 any other without a handle.
+// An exported function as its failures name it, and the first number of its exception frame.
 struct EntryPoint {
   const char* name;
-  int line = 0;
+  ReportSite exception_site = ReportSite::kNone;
 };
 
-// Each report records the failure and fills the caller's out-place `error` from what was recorded. They may
+// Each report records the failure and then fills the caller's output parameter `error` with it. They may
 // throw std::bad_alloc, which the frame below turns into a report of its own.
 
-// A null handle: on the calling thread.
-void report_null_handle(const EntryPoint& entry, enhance_error** error, int line);
+// A null handle, recorded on the calling thread.
+void report_null_handle(const EntryPoint& entry, enhance_error** error, ReportSite site);
 
-// A bad argument: on the handle.
+// A bad argument, recorded on the handle.
 void report_argument(const EntryPoint& entry, TrtEngineWrapper& wrapper, EnhanceDepthErrorCode code,
-                     const char* message, const char* args, enhance_error** error, int line);
+                     const char* message, const char* args, enhance_error** error, ReportSite site);
 
-// What the engine has recorded on the handle already.
+// A failure that the engine has already recorded on the handle.
 void report_engine_failure(const EntryPoint& entry, const TrtEngineWrapper& wrapper, const char* args,
-                           enhance_error** error, int line);
+                           enhance_error** error, ReportSite site);
 
-// An escaped exception: on the handle, or on the calling thread when `wrapper` is null. `what` is null for
-// one that is not a standard exception. When memory is too short for the text, a short text takes its place;
-// when it is too short for a record, the out-place stays empty.
+// An escaped exception, recorded on the handle, or on the calling thread if `wrapper` is null. `exception` is
+// null if it is not a standard exception. If memory is too short for the text, the text is "out of memory";
+// if it is too short for a record, there is none.
 void report_exception(const EntryPoint& entry, TrtEngineWrapper* wrapper, enhance_error** error,
-                      const char* what) noexcept;
+                      const std::exception* exception) noexcept;
 
-// Runs `body` and returns its result, or `failure` when an exception escapes from it, which is then reported.
+// Runs `body` and returns its result, or `failure` if an exception escapes from it, which is then reported.
 template <typename Result, typename Body>
 Result run_guarded(const EntryPoint& entry, TrtEngineWrapper* wrapper, enhance_error** error, Result failure,
                    Body&& body) noexcept {
   try {
     return body();
   } catch (const std::exception& exception) {
-    report_exception(entry, wrapper, error, exception.what());
+    report_exception(entry, wrapper, error, &exception);
   } catch (...) {
     report_exception(entry, wrapper, error, nullptr);
   }

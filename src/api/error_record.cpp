@@ -2,15 +2,41 @@
 
 #include <array>
 #include <cstring>
+#include <memory>
+#include <string>
 #include <utility>
 
 namespace enhance_depth {
 namespace {
 
-thread_local ErrorState g_last_api_error;
+// The thread's last error needs no destruction. Destructors of static and thread-local objects may call the
+// library when all thread-local objects that have a destructor are gone; this storage is still there.
+struct ThreadError {
+  int code = ENHANCE_DEPTH_OK;
+  bool ending = false;                           // the thread has released its long message
+  std::string* long_message = nullptr;           // owned; null if the message fits below
+  char message[ENHANCE_ERROR_TEXT_SIZE] = "OK";  // the whole message, or the beginning of the long one
+};
+thread_local ThreadError g_last_api_error;
 
-// Copies as much of `source` as fits and terminates it; a null source leaves the zeroed field as it is.
-void copy_text(char (&field)[ENHANCE_ERROR_TEXT_SIZE], const char* source) {
+void release_long_message() noexcept {
+  const std::unique_ptr<std::string> released(std::exchange(g_last_api_error.long_message, nullptr));
+}
+
+// Releases the long message at the end of a thread that once had one.
+class LongMessageReleaser {
+ public:
+  LongMessageReleaser() = default;
+  ~LongMessageReleaser() {
+    release_long_message();
+    g_last_api_error.ending = true;
+  }
+  LongMessageReleaser(const LongMessageReleaser&) = delete;
+  LongMessageReleaser& operator=(const LongMessageReleaser&) = delete;
+};
+
+// Copies as much of `source` as fits and terminates it; does nothing if `source` is null.
+void copy_text(char (&field)[ENHANCE_ERROR_TEXT_SIZE], const char* source) noexcept {
   if (source == nullptr) {
     return;
   }
@@ -21,16 +47,27 @@ void copy_text(char (&field)[ENHANCE_ERROR_TEXT_SIZE], const char* source) {
 
 }  // namespace
 
-const ErrorState& global_error() { return g_last_api_error; }
-
-void set_global_error(int code, std::string message) {
-  g_last_api_error.code = code;
-  g_last_api_error.message = std::move(message);
+ErrorState global_error() noexcept {
+  const ThreadError& error = g_last_api_error;
+  return {error.code, error.long_message != nullptr ? error.long_message->c_str() : error.message};
 }
 
-void clear_global_error() {
+void set_global_error(int code, const std::string& message) {
+  std::unique_ptr<std::string> long_message;
+  if (message.size() >= ENHANCE_ERROR_TEXT_SIZE && !g_last_api_error.ending) {
+    thread_local const LongMessageReleaser releaser;
+    long_message = std::make_unique<std::string>(message);
+  }
+  release_long_message();
+  g_last_api_error.code = code;
+  copy_text(g_last_api_error.message, message.c_str());
+  g_last_api_error.long_message = long_message.release();
+}
+
+void clear_global_error() noexcept {
+  release_long_message();
   g_last_api_error.code = ENHANCE_DEPTH_OK;
-  g_last_api_error.message = "OK";
+  copy_text(g_last_api_error.message, "OK");
 }
 
 int exception_type_from_error_code(int code) {
@@ -72,13 +109,13 @@ void clear_error_result(enhance_error** out) {
   }
 }
 
-void fill_error_result(enhance_error** out, int code, const std::string& message, const char* function,
-                       const char* args, int line) {
-  if (out == nullptr || code == ENHANCE_DEPTH_OK) {
+void fill_error_result(enhance_error** out, const ErrorState& error, const char* function, const char* args,
+                       ReportSite site) {
+  if (out == nullptr || error.code == ENHANCE_DEPTH_OK) {
     return;
   }
-  *out = make_error(code, message.c_str(), function, args, exception_type_from_error_code(code));
-  (*out)->line = line;
+  *out = make_error(error.code, error.message, function, args, exception_type_from_error_code(error.code));
+  (*out)->line = static_cast<std::int32_t>(site);
 }
 
 }  // namespace enhance_depth

@@ -4,35 +4,43 @@
 
 #include <string>
 
+#include "api/report_site.h"
 #include "enhance_depth.h"
 
 namespace enhance_depth {
 
-// A last error as text.
+// A failure in the form in which it is kept and passed on. `message` belongs to whoever keeps it.
 struct ErrorState {
   int code = ENHANCE_DEPTH_OK;
-  std::string message = "OK";
+  const char* message = "OK";
 };
 
-// The calling thread's last error that had no handle to be recorded on.
-const ErrorState& global_error();
-void set_global_error(int code, std::string message);
-void clear_global_error();
+// The calling thread's last error that had no handle to be recorded on. The message is valid until the
+// thread's next set or clear. All three may be called at any time: from destructors of static and
+// thread-local objects, too, which may run after the thread has released what it kept.
+ErrorState global_error() noexcept;
+
+// Throws std::bad_alloc if a message of ENHANCE_ERROR_TEXT_SIZE bytes or more finds no memory; the previous
+// error then stays. Shorter messages need none. While the thread ends, longer messages are cut.
+void set_global_error(int code, const std::string& message);
+
+void clear_global_error() noexcept;
 
 // The class that a record carries beside its code.
 int exception_type_from_error_code(int code);
 
-// A new record with `line` 0; null texts become empty ones, long texts are cut. Throws std::bad_alloc.
+// A new record with `line` 0. A null text becomes the empty text, a text that is too long is cut. Throws
+// std::bad_alloc.
 enhance_error* make_error(int status, const char* message, const char* function, const char* args,
                           int exception_type);
 
-// Frees the record that the caller left in its out-place, if any, and empties the place.
+// Frees the record in the caller's output parameter, if there is one, and sets it to null.
 void clear_error_result(enhance_error** out);
 
-// Puts a new record into the caller's out-place; does nothing without a place or for code 0. Throws
-// std::bad_alloc and then leaves the place alone.
-void fill_error_result(enhance_error** out, int code, const std::string& message, const char* function,
-                       const char* args, int line);
+// Stores a new record of `error` in the caller's output parameter; does nothing if `out` is null or the code
+// is 0. Throws std::bad_alloc and then leaves *out alone.
+void fill_error_result(enhance_error** out, const ErrorState& error, const char* function, const char* args,
+                       ReportSite site);
 
 }  // namespace enhance_depth
 

@@ -17,6 +17,5 @@ enhance_error* enhance_create_error(int status, const char* message, const char*
 void enhance_delete_error(enhance_error* error) { delete error; }
 
 const char* enhance_depth_get_last_error(enhance_depth_handle handle) {
-  return handle != nullptr ? from_handle(handle)->last_error_message().c_str()
-                           : global_error().message.c_str();
+  return handle != nullptr ? from_handle(handle)->last_error_message().c_str() : global_error().message;
 }

@@ -9,28 +9,22 @@
 namespace enhance_depth {
 namespace {
 
-constexpr ApiFile kFile = ApiFile::kLifecycle;
-
-constexpr EntryPoint kCreate{"enhance_depth_create", reporting_line(kFile)};
-
-constexpr EntryPoint kReset{"enhance_depth_reset", reporting_line(kFile)};
-
-constexpr EntryPoint kDestroy{"enhance_depth_destroy"};
+constexpr EntryPoint kCreate{"enhance_depth_create", ReportSite::kCreateException};
+constexpr EntryPoint kReset{"enhance_depth_reset", ReportSite::kResetException};
+constexpr EntryPoint kDestroy{"enhance_depth_destroy"};  // makes no records
 
 enhance_depth_handle create(const char* engine_path, enhance_error** error) {
   clear_error_result(error);
   clear_global_error();
   if (engine_path == nullptr) {
     set_global_error(ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT, "enhance_depth_create received null engine_path.");
-    fill_error_result(error, global_error().code, global_error().message, kCreate.name, "engine_path",
-                      reporting_line(kFile));
+    fill_error_result(error, global_error(), kCreate.name, "engine_path", ReportSite::kCreateNullPath);
     return nullptr;
   }
   auto wrapper = std::make_unique<TrtEngineWrapper>();
   if (!wrapper->init(engine_path)) {
     set_global_error(wrapper->last_error_code(), wrapper->last_error_message());
-    fill_error_result(error, global_error().code, global_error().message, kCreate.name, engine_path,
-                      reporting_line(kFile));
+    fill_error_result(error, global_error(), kCreate.name, engine_path, ReportSite::kCreateLoad);
     wrapper->deinit();
     return nullptr;
   }
@@ -38,7 +32,7 @@ enhance_depth_handle create(const char* engine_path, enhance_error** error) {
   return to_handle(wrapper.release());
 }
 
-// Whatever ends a warm-up, a failure or an exception, releases the new buffers and keeps the error.
+// Releases the new buffers if an exception ends the warm-up.
 bool warm_up_or_release(TrtEngineWrapper& wrapper) {
   try {
     return wrapper.warmup();
@@ -51,26 +45,25 @@ bool warm_up_or_release(TrtEngineWrapper& wrapper) {
 int reset(TrtEngineWrapper* wrapper, int width, int height, enhance_error** error) {
   clear_error_result(error);
   if (wrapper == nullptr) {
-    report_null_handle(kReset, error, reporting_line(kFile));
+    report_null_handle(kReset, error, ReportSite::kResetNullHandle);
     return 0;
   }
   wrapper->delete_buffer(true);
-  wrapper->input_width = width;
-  wrapper->input_height = height;
+  wrapper->set_input_size(width, height);
   if (!wrapper->allocate()) {
-    report_engine_failure(kReset, *wrapper, "allocate", error, reporting_line(kFile));
+    report_engine_failure(kReset, *wrapper, "allocate", error, ReportSite::kResetAllocate);
     return 0;
   }
   if (!warm_up_or_release(*wrapper)) {
     wrapper->delete_buffer(false);
-    report_engine_failure(kReset, *wrapper, "warmup", error, reporting_line(kFile));
+    report_engine_failure(kReset, *wrapper, "warmup", error, ReportSite::kResetWarmUp);
     return 0;
   }
   wrapper->clear_error();
   return 1;
 }
 
-// Returns 1 in the place of nothing, for the frame's sake.
+// Returns 1 because run_guarded() needs a result.
 int destroy(TrtEngineWrapper* wrapper) {
   if (wrapper == nullptr) {
     log_orbbec_message(OB_LOG_SEVERITY_WARN, "enhance_depth_destroy received null engine handle.", __FILE__,

@@ -1,17 +1,13 @@
 // Exported: refining one frame.
-#include <cstddef>
 #include <cstdint>
 
 #include "api/boundary.h"
-#include "convert/depth_conversion.h"
 #include "enhance_depth.h"
 
 namespace enhance_depth {
 namespace {
 
-constexpr ApiFile kFile = ApiFile::kProcess;
-
-constexpr EntryPoint kProcess{"enhance_depth_process", reporting_line(kFile)};
+constexpr EntryPoint kProcess{"enhance_depth_process", ReportSite::kProcessException};
 
 // height * width * bytes_per_pixel in 32 bits, wrapping around as the records' fields do.
 std::int32_t image_bytes(std::int32_t height, std::int32_t width, std::uint32_t bytes_per_pixel) {
@@ -25,63 +21,49 @@ bool check_arguments(TrtEngineWrapper& wrapper, const enhance_depth_input* input
   if (input == nullptr || output == nullptr) {
     report_argument(kProcess, wrapper, ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT,
                     "enhance_depth_process received null input or output.", "input/output", error,
-                    reporting_line(kFile));
+                    ReportSite::kProcessNullRecord);
     return false;
   }
   if (input->rgb == nullptr || input->depth == nullptr) {
     report_argument(kProcess, wrapper, ENHANCE_DEPTH_ERROR_NULL_INPUT_DATA,
                     "enhance_depth_process received null RGB or depth buffer.", "rgb/depth", error,
-                    reporting_line(kFile));
+                    ReportSite::kProcessNullImage);
     return false;
   }
-  if (input->height != wrapper.input_height || input->width != wrapper.input_width) {
+  if (!wrapper.has_input_size(input->width, input->height)) {
     report_argument(kProcess, wrapper, ENHANCE_DEPTH_ERROR_RESOLUTION_MISMATCH,
                     "enhance_depth_process received invalid input resolution.", "height/width", error,
-                    reporting_line(kFile));
+                    ReportSite::kProcessResolution);
     return false;
   }
   if (input->rgb_stride != image_bytes(input->height, input->width, 3)) {
     report_argument(kProcess, wrapper, ENHANCE_DEPTH_ERROR_STRIDE_MISMATCH,
-                    "enhance_depth_process RGB stride mismatch.", "rgb_stride", error, reporting_line(kFile));
+                    "enhance_depth_process RGB stride mismatch.", "rgb_stride", error,
+                    ReportSite::kProcessRgbStride);
     return false;
   }
   if (input->depth_stride != image_bytes(input->height, input->width, 2)) {
     report_argument(kProcess, wrapper, ENHANCE_DEPTH_ERROR_STRIDE_MISMATCH,
                     "enhance_depth_process depth stride mismatch.", "depth_stride", error,
-                    reporting_line(kFile));
+                    ReportSite::kProcessDepthStride);
     return false;
   }
   return true;
-}
-
-// Without buffers infer() refuses the frame before it reads anything. The size is then one that a reset
-// refused, which nothing vouches for, so the images are not touched.
-void convert_depth(TrtEngineWrapper& wrapper, const enhance_depth_input& input) {
-  if (!wrapper.buffers_ready) {
-    return;
-  }
-  const std::size_t count = static_cast<std::size_t>(input.height) * static_cast<std::size_t>(input.width);
-  if (wrapper.depth_f32.size() != count) {
-    wrapper.depth_f32.clear();  // growing shall not copy what is overwritten below
-    wrapper.depth_f32.resize(count);
-  }
-  convert_depth_u16_to_f32_neon(input.depth, wrapper.depth_f32.data(), count);
 }
 
 int process(TrtEngineWrapper* wrapper, const enhance_depth_input* input, enhance_depth_output* output,
             enhance_error** error) {
   clear_error_result(error);
   if (wrapper == nullptr) {
-    report_null_handle(kProcess, error, reporting_line(kFile));
+    report_null_handle(kProcess, error, ReportSite::kProcessNullHandle);
     return 0;
   }
   if (!check_arguments(*wrapper, input, output, error)) {
     return 0;
   }
-  convert_depth(*wrapper, *input);
-  if (!wrapper->infer(input->rgb, wrapper->depth_f32.data(), &output->pred, &output->conf, input->height,
-                      input->width)) {
-    report_engine_failure(kProcess, *wrapper, "", error, reporting_line(kFile));
+  if (!wrapper->infer(input->rgb, wrapper->depth_as_floats(input->depth), &output->pred, &output->conf,
+                      input->height, input->width)) {
+    report_engine_failure(kProcess, *wrapper, "", error, ReportSite::kProcessInfer);
     return 0;
   }
   output->pred_stride = image_bytes(input->height, input->width, 2);

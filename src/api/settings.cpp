@@ -8,26 +8,25 @@
 namespace enhance_depth {
 namespace {
 
-constexpr ApiFile kFile = ApiFile::kSettings;
-
-constexpr EntryPoint kSetThreshold{"enhance_depth_set_confidence_threshold", reporting_line(kFile)};
-
-constexpr EntryPoint kGetThreshold{"enhance_depth_get_confidence_threshold", reporting_line(kFile)};
+constexpr EntryPoint kSetThreshold{"enhance_depth_set_confidence_threshold",
+                                   ReportSite::kSetThresholdException};
+constexpr EntryPoint kGetThreshold{"enhance_depth_get_confidence_threshold",
+                                   ReportSite::kGetThresholdException};
 
 // These two make no records.
 constexpr EntryPoint kSetOptimizationLevel{"enhance_depth_set_optimization_level"};
 constexpr EntryPoint kGetLastInferenceTime{"enhance_GetLastInferenceTime"};
 
-// A literal and not a string made on the first call: it cannot fail and needs no care about threads.
+// A literal, unlike a string that the first call builds, cannot fail and is safe in any thread.
 constexpr char kVersion[] = ENHANCE_DEPTH_VERSION " (built on " __DATE__ " " __TIME__ ")";
 
 int set_confidence_threshold(TrtEngineWrapper* wrapper, float threshold, enhance_error** error) {
   clear_error_result(error);
   if (wrapper == nullptr) {
-    report_null_handle(kSetThreshold, error, reporting_line(kFile));
+    report_null_handle(kSetThreshold, error, ReportSite::kSetThresholdNullHandle);
     return 0;
   }
-  wrapper->confidence_threshold = threshold;
+  wrapper->set_confidence_threshold(threshold);
   log_orbbec_message(OB_LOG_SEVERITY_INFO, "Confidence threshold set to " + std::to_string(threshold),
                      __FILE__, kSetThreshold.name, __LINE__);
   wrapper->clear_error();
@@ -37,23 +36,23 @@ int set_confidence_threshold(TrtEngineWrapper* wrapper, float threshold, enhance
 int get_confidence_threshold(TrtEngineWrapper* wrapper, float* threshold, enhance_error** error) {
   clear_error_result(error);
   if (wrapper == nullptr) {
-    report_null_handle(kGetThreshold, error, reporting_line(kFile));
+    report_null_handle(kGetThreshold, error, ReportSite::kGetThresholdNullHandle);
     return 0;
   }
   if (threshold == nullptr) {
     report_argument(kGetThreshold, *wrapper, ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT,
                     "enhance_depth_get_confidence_threshold received null output pointer.", "conf_threshold",
-                    error, reporting_line(kFile));
+                    error, ReportSite::kGetThresholdNullOutput);
     return 0;
   }
-  *threshold = wrapper->confidence_threshold;
+  *threshold = wrapper->confidence_threshold();
   wrapper->clear_error();
   return 1;
 }
 
 void set_optimization_level(TrtEngineWrapper* wrapper, std::int32_t level) {
   if (wrapper == nullptr) {
-    report_null_handle(kSetOptimizationLevel, nullptr, 0);
+    report_null_handle(kSetOptimizationLevel, nullptr, ReportSite::kNone);
     return;
   }
   wrapper->clear_error();
@@ -65,7 +64,7 @@ void set_optimization_level(TrtEngineWrapper* wrapper, std::int32_t level) {
 
 float get_last_inference_time(TrtEngineWrapper* wrapper) {
   if (wrapper == nullptr) {
-    report_null_handle(kGetLastInferenceTime, nullptr, 0);
+    report_null_handle(kGetLastInferenceTime, nullptr, ReportSite::kNone);
     return -1.0F;
   }
   wrapper->clear_error();
@@ -94,7 +93,7 @@ int enhance_depth_get_confidence_threshold(enhance_depth_handle handle, float* t
 void enhance_depth_set_optimization_level(enhance_depth_handle handle, int32_t level) {
   try {
     set_optimization_level(from_handle(handle), level);
-  } catch (...) {  // there is no place to report it: the level is lost, which is what becomes of every level
+  } catch (...) {  // nothing to report it with, and nothing depends on the level
   }
 }
 

@@ -1,6 +1,5 @@
 // TrtEngineWrapper, device buffers: from a resolution to a bound execution context.
-// Either everything is held afterwards or nothing is.
-#include "engine/cuda_check.h"
+// Afterwards the object holds either everything or nothing.
 #include "engine/host_image.h"
 #include "engine/tensor_shape.h"
 #include "engine/tensor_text.h"
@@ -10,7 +9,7 @@
 namespace enhance_depth {
 namespace {
 
-// Releases what allocate() has made so far unless it is dismissed; keeps the error that it failed with.
+// Releases what allocate() has made so far unless it is dismissed; keeps the error of the failure.
 class AllocateCleanupGuard {
  public:
   explicit AllocateCleanupGuard(TrtEngineWrapper* wrapper) : wrapper_(wrapper) {}
@@ -54,12 +53,9 @@ bool TrtEngineWrapper::allocate() {
 bool TrtEngineWrapper::create_stream() {
   const cudaError status = cudaStreamCreate(&stream);
   if (status != cudaSuccess) {
-    stream = nullptr;  // a failed call may have left anything in it; before a text is built, which can throw
+    stream = nullptr;  // whatever the failed call left there; before check(), which can throw
   }
-  if (!check_cuda(status, "cudaStreamCreate", error_detail)) {
-    return fail(ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED, error_detail);
-  }
-  return true;
+  return check(status, "cudaStreamCreate", ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED);
 }
 
 // The rank of the engine's colour tensor decides its layout: planar with a batch extent, or interleaved
@@ -150,9 +146,8 @@ bool TrtEngineWrapper::allocate_device_buffer(void*& buffer, std::uint64_t bytes
   if (status == cudaSuccess) {
     return true;
   }
-  buffer = nullptr;  // a failed call may have left anything in it; before a text is built, which can throw
-  check_cuda(status, "cudaMalloc(" + label + ")", error_detail);
-  return fail(ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED, error_detail);
+  buffer = nullptr;  // whatever the failed call left there; before a text is built, which can throw
+  return check(status, ("cudaMalloc(" + label + ")").c_str(), ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED);
 }
 
 }  // namespace enhance_depth

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "convert/depth_conversion.h"
-#include "engine/cuda_check.h"
 #include "engine/host_image.h"
 #include "engine/trt_engine_wrapper.h"
 
@@ -19,6 +18,18 @@ std::size_t byte_size(const std::vector<T>& buffer) {
 }
 
 }  // namespace
+
+float* TrtEngineWrapper::depth_as_floats(const std::uint16_t* depth) {
+  if (buffers_ready) {  // otherwise the size is one that was refused, and may be anything
+    const std::size_t count = pixel_count();
+    if (depth_f32.size() != count) {
+      depth_f32.clear();  // growing need not copy what is overwritten below
+      depth_f32.resize(count);
+    }
+    convert_depth_u16_to_f32_neon(depth, depth_f32.data(), count);
+  }
+  return depth_f32.data();
+}
 
 bool TrtEngineWrapper::infer(const std::uint8_t* rgb, float* depth, std::uint16_t** pred_out,
                              float** conf_out, int height, int width) {
@@ -54,14 +65,10 @@ bool TrtEngineWrapper::infer(const std::uint8_t* rgb, float* depth, std::uint16_
 }
 
 bool TrtEngineWrapper::copy_inputs_to_device() {
-  if (!check_cuda(cudaMemcpyAsync(d_rgb, h_rgb.data(), byte_size(h_rgb), cudaMemcpyHostToDevice, stream),
-                  "cudaMemcpyAsync(rgb)", error_detail) ||
-      !check_cuda(
-          cudaMemcpyAsync(d_depth, h_depth.data(), byte_size(h_depth), cudaMemcpyHostToDevice, stream),
-          "cudaMemcpyAsync(dep)", error_detail)) {
-    return fail(ENHANCE_DEPTH_ERROR_MEMCPY_FAILED, error_detail);
-  }
-  return true;
+  return check(cudaMemcpyAsync(d_rgb, h_rgb.data(), byte_size(h_rgb), cudaMemcpyHostToDevice, stream),
+               "cudaMemcpyAsync(rgb)", ENHANCE_DEPTH_ERROR_MEMCPY_FAILED) &&
+         check(cudaMemcpyAsync(d_depth, h_depth.data(), byte_size(h_depth), cudaMemcpyHostToDevice, stream),
+               "cudaMemcpyAsync(dep)", ENHANCE_DEPTH_ERROR_MEMCPY_FAILED);
 }
 
 // Times the network alone: the span opens behind the uploads and closes before the downloads.
@@ -72,26 +79,17 @@ bool TrtEngineWrapper::run_network() {
   if (!context->enqueueV3(stream)) {
     return fail(ENHANCE_DEPTH_ERROR_ENQUEUE_FAILED, "TensorRT enqueueV3 failed.");
   }
-  if (!timer.stop(stream, &last_inference_time_, error_detail)) {
-    return fail(ENHANCE_DEPTH_ERROR_SYNC_FAILED, error_detail);
-  }
-  return true;
+  return timer.stop(stream, &last_inference_time_, error_detail) ||
+         fail(ENHANCE_DEPTH_ERROR_SYNC_FAILED, error_detail);
 }
 
 bool TrtEngineWrapper::copy_outputs_to_host() {
-  if (!check_cuda(cudaMemcpyAsync(h_pred.data(), d_pred, byte_size(h_pred), cudaMemcpyDeviceToHost, stream),
-                  "cudaMemcpyAsync(pred)", error_detail)) {
-    return fail(ENHANCE_DEPTH_ERROR_MEMCPY_FAILED, error_detail);
-  }
-  if (has_confidence_output &&
-      !check_cuda(cudaMemcpyAsync(h_conf.data(), d_conf, byte_size(h_conf), cudaMemcpyDeviceToHost, stream),
-                  "cudaMemcpyAsync(conf)", error_detail)) {
-    return fail(ENHANCE_DEPTH_ERROR_MEMCPY_FAILED, error_detail);
-  }
-  if (!check_cuda(cudaStreamSynchronize(stream), "cudaStreamSynchronize", error_detail)) {
-    return fail(ENHANCE_DEPTH_ERROR_SYNC_FAILED, error_detail);
-  }
-  return true;
+  return check(cudaMemcpyAsync(h_pred.data(), d_pred, byte_size(h_pred), cudaMemcpyDeviceToHost, stream),
+               "cudaMemcpyAsync(pred)", ENHANCE_DEPTH_ERROR_MEMCPY_FAILED) &&
+         (!has_confidence_output ||
+          check(cudaMemcpyAsync(h_conf.data(), d_conf, byte_size(h_conf), cudaMemcpyDeviceToHost, stream),
+                "cudaMemcpyAsync(conf)", ENHANCE_DEPTH_ERROR_MEMCPY_FAILED)) &&
+         check(cudaStreamSynchronize(stream), "cudaStreamSynchronize", ENHANCE_DEPTH_ERROR_SYNC_FAILED);
 }
 
 bool TrtEngineWrapper::warmup() {
@@ -106,21 +104,17 @@ bool TrtEngineWrapper::warmup() {
       return fail(ENHANCE_DEPTH_ERROR_ENQUEUE_FAILED, "TensorRT warmup enqueueV3 failed.");
     }
   }
-  if (!check_cuda(cudaStreamSynchronize(stream), "cudaStreamSynchronize(warmup)", error_detail)) {
-    return fail(ENHANCE_DEPTH_ERROR_SYNC_FAILED, error_detail);
-  }
-  return true;
+  return check(cudaStreamSynchronize(stream), "cudaStreamSynchronize(warmup)",
+               ENHANCE_DEPTH_ERROR_SYNC_FAILED);
 }
 
 bool TrtEngineWrapper::clear_device_buffers() {
-  if (!check_cuda(cudaMemset(d_rgb, 0, byte_size(h_rgb)), "cudaMemset(rgb)", error_detail) ||
-      !check_cuda(cudaMemset(d_depth, 0, byte_size(h_depth)), "cudaMemset(dep)", error_detail) ||
-      !check_cuda(cudaMemset(d_pred, 0, byte_size(h_pred)), "cudaMemset(pred)", error_detail) ||
-      (has_confidence_output &&
-       !check_cuda(cudaMemset(d_conf, 0, byte_size(h_conf)), "cudaMemset(conf)", error_detail))) {
-    return fail(ENHANCE_DEPTH_ERROR_MEMSET_FAILED, error_detail);
-  }
-  return true;
+  constexpr EnhanceDepthErrorCode kCode = ENHANCE_DEPTH_ERROR_MEMSET_FAILED;
+  return check(cudaMemset(d_rgb, 0, byte_size(h_rgb)), "cudaMemset(rgb)", kCode) &&
+         check(cudaMemset(d_depth, 0, byte_size(h_depth)), "cudaMemset(dep)", kCode) &&
+         check(cudaMemset(d_pred, 0, byte_size(h_pred)), "cudaMemset(pred)", kCode) &&
+         (!has_confidence_output ||
+          check(cudaMemset(d_conf, 0, byte_size(h_conf)), "cudaMemset(conf)", kCode));
 }
 
 }  // namespace enhance_depth

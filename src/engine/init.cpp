@@ -6,25 +6,6 @@
 #include "log/trt_logger.h"
 
 namespace enhance_depth {
-namespace {
-
-// The serialized engine is as large as the network and of no use once it is deserialized.
-class EngineDataGuard {
- public:
-  explicit EngineDataGuard(TrtEngineWrapper& wrapper) : wrapper_(wrapper) {}
-  ~EngineDataGuard() {
-    wrapper_.engine_data.reset();
-    wrapper_.engine_size = 0;
-  }
-  EngineDataGuard(const EngineDataGuard&) = delete;
-  EngineDataGuard& operator=(const EngineDataGuard&) = delete;
-
- private:
-  TrtEngineWrapper& wrapper_;
-};
-
-}  // namespace
-
 bool TrtEngineWrapper::init(const char* engine_path) {
   if (initialized) {
     return true;
@@ -36,7 +17,15 @@ bool TrtEngineWrapper::init(const char* engine_path) {
     check_cuda(timer.init_error(), "cudaEventCreate(timer)", error_detail);
     return fail(ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED, error_detail);
   }
-  const EngineDataGuard engine_data_guard(*this);
+  // The serialized engine is as large as the network and of no use once it is deserialized.
+  struct EngineDataGuard {
+    TrtEngineWrapper& wrapper;
+    ~EngineDataGuard() {
+      wrapper.engine_data.reset();
+      wrapper.engine_size = 0;
+    }
+  };
+  const EngineDataGuard engine_data_guard{*this};
   if (!read_engine_file(engine_path, engine_data, engine_size, error_detail)) {
     return fail(ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT, error_detail);
   }

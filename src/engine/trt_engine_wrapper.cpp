@@ -1,7 +1,8 @@
 // TrtEngineWrapper, the object itself: its last error and its release.
-// Everything that can be held is released here, in the reverse order of its making.
+// Everything that it can hold is released here, in the reverse order of acquisition.
 #include "engine/trt_engine_wrapper.h"
 
+#include "engine/cuda_check.h"
 #include "log/log_bridge.h"
 
 namespace enhance_depth {
@@ -47,10 +48,14 @@ void TrtEngineWrapper::free_device_buffer(void*& buffer) noexcept {
 }
 
 bool TrtEngineWrapper::fail(EnhanceDepthErrorCode code, const std::string& message) {
+  std::string text = message;  // `message` is often error_detail itself
+  last_error_message_ = text;
+  error_detail = text;
   last_error_code_ = code;
-  last_error_message_ = message;
-  error_detail = last_error_message_;  // `message` is often error_detail itself
-  log_orbbec_message(OB_LOG_SEVERITY_ERROR, last_error_message_, __FILE__, "fail", __LINE__);
+  log_orbbec_message(OB_LOG_SEVERITY_ERROR, text, __FILE__, "fail", __LINE__);
+  // The host's log function may have asked this handle something, which resets the last error.
+  last_error_message_.swap(text);
+  last_error_code_ = code;
   return false;
 }
 
@@ -67,8 +72,17 @@ void TrtEngineWrapper::clear_error() {
 void TrtEngineWrapper::clear_error_noexcept() noexcept {
   try {
     clear_error();
-  } catch (...) {  // declared not to throw: a stale text is better than the end of the process
+  } catch (...) {  // a stale text is better than the end of the process
   }
+}
+
+bool TrtEngineWrapper::check(cudaError status, const char* what, EnhanceDepthErrorCode code) {
+  return check_cuda(status, what, error_detail) || fail(code, error_detail);
+}
+
+void TrtEngineWrapper::set_input_size(int width, int height) {
+  input_width = width;
+  input_height = height;
 }
 
 }  // namespace enhance_depth

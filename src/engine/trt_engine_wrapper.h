@@ -19,14 +19,13 @@ namespace enhance_depth {
 // A TensorRT engine with its execution context, CUDA stream, device and host buffers, timer and last error.
 //
 // Life: constructed -> init() loads an engine, configures it for 640 x 480 and warms it up -> any number of
-// infer() and of re-configurations (delete_buffer(true), new input_width and input_height, allocate(),
-// warmup()) -> deinit().
+// infer() and of re-configurations (delete_buffer(true), set_input_size(), allocate(), warmup()) -> deinit().
 //
-// An operation that returns bool and can fail has, before it returns false, recorded a code and a message
-// through fail(). Operations may also throw std::bad_alloc; the object then still knows what it holds. One
+// An operation that returns bool and can fail has recorded a code and a message through fail() before it
+// returns false. Operations may also throw std::bad_alloc; the object then still knows what it holds. One
 // thread at a time.
 //
-// Internal to the library. The members are open to the exported functions and to the tests.
+// Internal to the library.
 class TrtEngineWrapper {
  public:
   // Sets every member to its default; creates the timer's events and nothing else.
@@ -38,15 +37,13 @@ class TrtEngineWrapper {
 
   // --- Initialisation (init.cpp) ---
 
-  // Loads the engine at `engine_path` and makes the object ready for 640 x 480. Does nothing when that was
-  // done before. On failure releases nothing but the engine's bytes: deinit() does, and must before another
-  // try.
+  // Loads the engine at `engine_path` and prepares the object for 640 x 480. Does nothing if that has been
+  // done. On failure releases nothing but the engine's bytes: call deinit() before another attempt.
   bool init(const char* engine_path);
 
-  // --- Object and release (trt_engine_wrapper.cpp) ---
+  // --- Object, last error and release (trt_engine_wrapper.cpp) ---
 
-  // Releases buffers, stream, context, engine and runtime, in that order. Harmless when there is nothing to
-  // release.
+  // Releases buffers, stream, context, engine and runtime, in that order. May be called at any time.
   void deinit() noexcept;
 
   // Releases the stream, the device buffers and the host staging; `clear_error` also resets the last error.
@@ -55,8 +52,9 @@ class TrtEngineWrapper {
   // Frees a device buffer and sets the pointer to null.
   static void free_device_buffer(void*& buffer) noexcept;
 
-  // Records a failure as the last error, logs it and returns false. set_error is the same under a second
-  // name.
+  // Records a failure as the last error, logs it and returns false. The failure is still the last error on
+  // return, even if the host's log function has called back on this object. set_error is the same under a
+  // second name.
   bool fail(EnhanceDepthErrorCode code, const std::string& message);
   bool set_error(EnhanceDepthErrorCode code, const std::string& message);
 
@@ -66,6 +64,13 @@ class TrtEngineWrapper {
   EnhanceDepthErrorCode last_error_code() const { return last_error_code_; }
   const std::string& last_error_message() const { return last_error_message_; }
   float last_inference_time() const { return last_inference_time_; }
+
+  // The size that the next allocate() configures and that frames have to have.
+  void set_input_size(int width, int height);
+  bool has_input_size(int width, int height) const { return width == input_width && height == input_height; }
+
+  void set_confidence_threshold(float threshold) { confidence_threshold_ = threshold; }
+  float confidence_threshold() const { return confidence_threshold_; }
 
   // --- I/O contract (io_contract.cpp) ---
 
@@ -81,8 +86,8 @@ class TrtEngineWrapper {
   // The first optimization profile that admits both shapes, or -1.
   int find_compatible_profile(const nvinfer1::Dims64& rgb_shape, const nvinfer1::Dims64& depth_shape);
 
-  // True if `shape` lies in the profile's range for the tensor; otherwise says why in *reason, unless that is
-  // null.
+  // True if `shape` lies in the profile's range for the tensor; otherwise stores the reason in *reason, if
+  // that is not null.
   bool dims_in_profile(const char* name, int profile, const nvinfer1::Dims64& shape,
                        std::string* reason) const;
 
@@ -91,12 +96,16 @@ class TrtEngineWrapper {
 
   // --- Device buffers (allocate.cpp) ---
 
-  // Creates stream and buffers for input_width x input_height and binds them. Enter with none held. On
-  // failure none is held.
+  // Creates stream and buffers for the input size and binds them. Call it while none exist; on failure none
+  // exist.
   bool allocate();
   bool allocate_device_buffer(void*& buffer, std::uint64_t bytes, const std::string& label);
 
   // --- Inference (infer.cpp) ---
+
+  // The depth image as floats, in a buffer that lives until the next call. Without buffers for the input size
+  // the image is not read and the buffer's contents mean nothing: infer() refuses the frame.
+  float* depth_as_floats(const std::uint16_t* depth);
 
   // Runs the network on one frame and waits for the result. `rgb` holds as many bytes as the rgb tensor,
   // `depth` as many floats as the dep tensor. The results belong to the object and live until the next
@@ -106,6 +115,30 @@ class TrtEngineWrapper {
 
   // Runs the network a few times on zeroed buffers, untimed, and waits.
   bool warmup();
+
+ private:
+  friend struct OpenEngine;  // the tests' view of the members
+
+  // True if `status` is cudaSuccess; otherwise fails with `code` and "<what> failed: <CUDA's description>".
+  bool check(cudaError status, const char* what, EnhanceDepthErrorCode code);
+
+  // Pixels of the configured size, which is positive when this is called.
+  std::size_t pixel_count() const {
+    return static_cast<std::size_t>(input_height) * static_cast<std::size_t>(input_width);
+  }
+
+  // The stages of allocate().
+  bool create_stream();
+  bool apply_input_shapes();
+  bool read_back_shapes();
+  bool create_buffers();
+  bool bind_buffers();
+
+  // The stages of infer() and warmup().
+  bool copy_inputs_to_device();
+  bool run_network();
+  bool copy_outputs_to_host();
+  bool clear_device_buffers();
 
   // --- Members, in the order that their destruction relies on ---
 
@@ -129,9 +162,9 @@ class TrtEngineWrapper {
   float rgb_std[3] = {0.229F, 0.224F, 0.225F};
   float depth_scale = 10.0F;
 
-  float confidence_threshold = 0.95F;  // stored for the host, read by nothing
+  float confidence_threshold_ = 0.95F;  // stored for the host, not used here
 
-  std::vector<float> depth_f32;         // the input depth as float
+  std::vector<float> depth_f32;         // the input depth as floats
   std::vector<std::uint16_t> pred_u16;  // the refined depth that the host sees
 
   std::unique_ptr<nvinfer1::IRuntime, TrtDeleter<nvinfer1::IRuntime>> runtime;
@@ -161,7 +194,7 @@ class TrtEngineWrapper {
   nvinfer1::Dims64 pred_dims{};
   nvinfer1::Dims64 conf_dims{};
 
-  std::string error_detail;  // scratch: the text of a CUDA failure on its way to fail()
+  std::string error_detail;  // scratch: the text of a failure on its way to fail()
   EnhanceDepthErrorCode last_error_code_ = ENHANCE_DEPTH_OK;
   std::string last_error_message_ = "OK";
 
@@ -171,25 +204,6 @@ class TrtEngineWrapper {
   // The serialized engine, held only while init() runs.
   std::unique_ptr<std::uint8_t[]> engine_data;
   std::uint64_t engine_size = 0;
-
- private:
-  // Pixels of the configured size, which is positive when this is called.
-  std::size_t pixel_count() const {
-    return static_cast<std::size_t>(input_height) * static_cast<std::size_t>(input_width);
-  }
-
-  // The stages of allocate().
-  bool create_stream();
-  bool apply_input_shapes();
-  bool read_back_shapes();
-  bool create_buffers();
-  bool bind_buffers();
-
-  // The stages of infer() and warmup().
-  bool copy_inputs_to_device();
-  bool run_network();
-  bool copy_outputs_to_host();
-  bool clear_device_buffers();
 };
 
 }  // namespace enhance_depth

@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/trt_engine_wrapper.h"
 #include "support/board_test.h"
+#include "support/open_engine.h"
 
 namespace enhance_depth {
 namespace {
@@ -42,7 +42,7 @@ TEST_F(ProfileSelection, TakesTheFirstProfileThatAdmitsBothInputsBoundsIncluded)
 }
 
 TEST_F(ProfileSelection, LeavesTheReasonAloneUnlessItRejects) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   ASSERT_TRUE(wrapper.init(write_engine({}).c_str()));
   std::string reason = "as it was";
   EXPECT_TRUE(wrapper.dims_in_profile("rgb", 0, {4, {1, 3, 480, 640}}, &reason));
@@ -61,15 +61,14 @@ TEST_F(ProfileSelection, LeavesTheReasonAloneUnlessItRejects) {
 class Allocate : public test_support::BoardTest {};
 
 TEST_F(Allocate, RefusesASizeThatIsNotPositiveBeforeItTouchesAnything) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   ASSERT_TRUE(wrapper.init(write_engine({}).c_str()));
   const auto live = emulated_board::live_objects();
   const std::pair<int, int> kSizes[] = {{0, 480}, {-1, 480},   {0, 0},
                                         {640, 0}, {640, -480}, {INT32_MIN, INT32_MIN}};
   for (const auto& [width, height] : kSizes) {
     wrapper.clear_error();
-    wrapper.input_width = width;
-    wrapper.input_height = height;
+    wrapper.set_input_size(width, height);
     EXPECT_FALSE(wrapper.allocate());
     EXPECT_EQ(wrapper.last_error_code(), 1);
     EXPECT_EQ(wrapper.last_error_message(),

@@ -64,6 +64,9 @@ TEST_F(CppWrapper, RefinesFramesOfTheConfiguredSize) {
     }
   }
   ASSERT_TRUE(refined.confidence.has_value());
+  EXPECT_EQ(refined.depth.width(), 40);
+  EXPECT_EQ(refined.confidence->width(), 40);
+  EXPECT_EQ(refined.confidence->height(), 30);
   EXPECT_EQ(refined.confidence->copy(), std::vector<float>(40 * 30, 0.75F));
   EXPECT_GE(engine.last_inference_time().value(), 0.0F);
 }
@@ -102,6 +105,10 @@ TEST_F(CppWrapper, MovingReleasesWhatWasHeldAndLeavesAnEngineThatSaysSoUnlessInt
   Engine& same = target;
   target = std::move(same);
   target.process(view(Frame(640, 480)));
+  { const Engine last(std::move(target)); }
+  EXPECT_EQ(emulated_board::live_objects(), emulated_board::LiveObjects{});
+  { const Engine none(std::move(source)); }
+  EXPECT_TRUE(logged(2).empty()) << "no handle, nothing to destroy";
 }
 
 TEST_F(CppWrapper, KeepsTheConfidenceThreshold) {
@@ -127,6 +134,25 @@ TEST_F(CppWrapper, AnErrorCarriesTheWholeRecord) {
   }
 }
 
+TEST_F(CppWrapper, RefusesAPathThatTheSystemWouldCut) {
+  const std::string path = write_engine(TestEngine{});
+  const enhance_error record = record_of_failure([&] { Engine{path + '\0' + "and more"}; });
+  EXPECT_EQ(record.status, ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(record.error_code, record.status);
+  EXPECT_EQ(record.exception_type, 2);
+  EXPECT_STREQ(record.message, "The engine path contains a NUL byte.");
+  EXPECT_STREQ(record.args, "engine_path");
+}
+
+TEST_F(CppWrapper, FreesTheRecordOfAFailure) {
+  Engine engine(write_engine(TestEngine{}));
+  const auto fail = [&] { engine.process(view(Frame(64, 48))); };
+  record_of_failure(fail);  // what is allocated once
+  const long before = allocation_faults::bytes_in_use();
+  record_of_failure(fail);
+  EXPECT_EQ(allocation_faults::bytes_in_use(), before);
+}
+
 TEST_F(CppWrapper, ImagesOfAnotherSizeThanTheFrameSaysAreRefused) {
   Engine engine(write_engine(TestEngine{}));
   Frame frame(640, 480);
@@ -136,20 +162,30 @@ TEST_F(CppWrapper, ImagesOfAnotherSizeThanTheFrameSaysAreRefused) {
   frame.depth.push_back(0);
   EXPECT_STREQ(record_of_failure([&] { engine.process(view(frame)); }).args, "depth_stride");
   EXPECT_STREQ(record_of_failure([&] { engine.process(view(Frame(64, 48))); }).args, "height/width");
-  engine.process(view(Frame(640, 480)));
+  frame = Frame(640, 480);
+  // Its size in 32 bits is right.
+  const Pixels<std::uint16_t> huge(frame.depth.data(), frame.depth.size() + (std::size_t{1} << 32U));
+  EXPECT_STREQ(record_of_failure([&] { engine.process({640, 480, frame.rgb, huge}); }).args, "depth_stride");
+  engine.process(view(frame));
 }
 
+// The text then comes from the last error: the handle's, or the thread's when there is none.
 TEST_F(CppWrapper, ThrowsEvenWhenThereIsNoMemoryForARecord) {
+  Engine engine(write_engine(TestEngine{}));
   Engine moved_from(write_engine(TestEngine{}));
   const Engine holder(std::move(moved_from));
-  allocation_faults::plan(1, true, allocation_faults::Thrown::kBadAlloc);
-  const enhance_error record = record_of_failure([&] {
-    const allocation_faults::Armed armed;
-    moved_from.reset(64, 48);
-  });
-  EXPECT_EQ(record.error_code, ENHANCE_DEPTH_ERROR_STD_EXCEPTION);
-  EXPECT_STREQ(record.message, "out of memory");
-  EXPECT_STREQ(record.function, "enhance_depth_reset");
+  for (Engine* failing : {&engine, &moved_from}) {
+    enhance_GetLastInferenceTime(nullptr);  // leaves another text with the thread
+    allocation_faults::plan(1, true, allocation_faults::Thrown::kBadAlloc);
+    const enhance_error record = record_of_failure([&] {
+      const allocation_faults::Armed armed;
+      failing->reset(0, 0);
+    });
+    EXPECT_EQ(record.error_code, ENHANCE_DEPTH_ERROR_STD_EXCEPTION);
+    EXPECT_EQ(record.exception_type, 6);
+    EXPECT_STREQ(record.message, "out of memory");
+    EXPECT_STREQ(record.function, "enhance_depth_reset");
+  }
 }
 
 TEST_F(CppWrapper, NamesTheLibraryThatWasLoaded) {

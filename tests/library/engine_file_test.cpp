@@ -21,8 +21,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "engine/trt_engine_wrapper.h"
 #include "support/board_test.h"
+#include "support/open_engine.h"
 
 namespace {
 
@@ -236,7 +236,7 @@ TEST_F(EngineFile, OfGarbageIsRefusedByTensorRt) {
 class Init : public EngineFile {};
 
 TEST_F(Init, RefusesANullPathAndLeavesTheRuntimeOfAFileThatIsNoEngine) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   EXPECT_FALSE(wrapper.init(nullptr));
   EXPECT_EQ(wrapper.last_error_code(), 1);
   EXPECT_EQ(wrapper.last_error_message(), "Engine path must not be null.");
@@ -251,7 +251,7 @@ TEST_F(Init, RefusesANullPathAndLeavesTheRuntimeOfAFileThatIsNoEngine) {
 }
 
 TEST_F(Init, IsDoneOnce) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   const std::string path = good_engine();
   ASSERT_TRUE(wrapper.init(path.c_str()));
   EXPECT_TRUE(wrapper.initialized);

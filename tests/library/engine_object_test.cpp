@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/trt_engine_wrapper.h"
 #include "support/board_test.h"
+#include "support/open_engine.h"
 
 namespace enhance_depth {
 namespace {
@@ -18,7 +18,7 @@ using test_support::TestTensor;
 
 class EngineObject : public test_support::BoardTest {};
 
-void expect_released_defaults(const TrtEngineWrapper& wrapper) {
+void expect_released_defaults(const OpenEngine& wrapper) {
   EXPECT_EQ(wrapper.runtime, nullptr);
   EXPECT_EQ(wrapper.engine, nullptr);
   EXPECT_EQ(wrapper.context, nullptr);
@@ -41,14 +41,14 @@ void expect_released_defaults(const TrtEngineWrapper& wrapper) {
 }
 
 TEST_F(EngineObject, StartsWithItsDefaults) {
-  const TrtEngineWrapper wrapper;
+  const OpenEngine wrapper;
   expect_released_defaults(wrapper);
   EXPECT_TRUE(std::equal(std::begin(wrapper.rgb_mean), std::end(wrapper.rgb_mean),
                          std::begin({0.485F, 0.456F, 0.406F})));
   EXPECT_TRUE(std::equal(std::begin(wrapper.rgb_std), std::end(wrapper.rgb_std),
                          std::begin({0.229F, 0.224F, 0.225F})));
   EXPECT_EQ(wrapper.depth_scale, 10.0F);
-  EXPECT_EQ(wrapper.confidence_threshold, 0.95F);
+  EXPECT_EQ(wrapper.confidence_threshold(), 0.95F);
   EXPECT_TRUE(wrapper.depth_f32.empty() && wrapper.pred_u16.empty());
   for (const auto& dims : {wrapper.rgb_dims, wrapper.depth_dims, wrapper.pred_dims, wrapper.conf_dims}) {
     EXPECT_EQ(dims.nbDims, 0);
@@ -57,7 +57,7 @@ TEST_F(EngineObject, StartsWithItsDefaults) {
 }
 
 TEST_F(EngineObject, ReturnsToItsDefaultsWhenReleasedAsOftenAsOneLikes) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   wrapper.deinit();
   expect_released_defaults(wrapper);
   ASSERT_TRUE(wrapper.init(write_engine({}).c_str()));
@@ -66,13 +66,13 @@ TEST_F(EngineObject, ReturnsToItsDefaultsWhenReleasedAsOftenAsOneLikes) {
   std::uint16_t* pred = nullptr;
   float* conf = nullptr;
   ASSERT_TRUE(wrapper.infer(frame.rgb.data(), wrapper.depth_f32.data(), &pred, &conf, 480, 640));
-  wrapper.confidence_threshold = 0.25F;
+  wrapper.set_confidence_threshold(0.25F);
   wrapper.profile_index = 1;
   wrapper.fail(ENHANCE_DEPTH_ERROR_SYNC_FAILED, "a failure");
   for (int times = 0; times < 2; ++times) {
     wrapper.deinit();
     expect_released_defaults(wrapper);
-    EXPECT_EQ(wrapper.confidence_threshold, 0.25F);
+    EXPECT_EQ(wrapper.confidence_threshold(), 0.25F);
     EXPECT_EQ(wrapper.pred_u16.size(), 640U * 480U) << "kept until destruction";
     EXPECT_EQ(wrapper.depth_f32.size(), 640U * 480U);
   }
@@ -95,7 +95,7 @@ TEST_F(EngineObject, ReleasesBuffersBeforeTensorRtObjectsAndTheRuntimeLast) {
 }
 
 TEST_F(EngineObject, KeepsTheErrorOfAFailureWhileItReleases) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   wrapper.error_detail = "a text that lives where it is copied to";
   EXPECT_FALSE(wrapper.fail(ENHANCE_DEPTH_ERROR_MEMCPY_FAILED, wrapper.error_detail));
   wrapper.delete_buffer(false);
@@ -127,7 +127,7 @@ TEST_F(IoContract, AcceptsThreeOrFourTensorsInAnyOrder) {
   for (const auto& example : kCases) {
     test_support::TestEngine engine;
     engine.tensors = example.tensors;
-    TrtEngineWrapper wrapper;
+    OpenEngine wrapper;
     EXPECT_EQ(wrapper.init(write_engine(engine).c_str()), example.usable) << wrapper.last_error_message();
     EXPECT_EQ(wrapper.last_error_code(), example.usable ? 0 : 25);
     EXPECT_EQ(wrapper.last_error_message(), example.usable ? "OK" : "TensorRT warmup enqueueV3 failed.");
@@ -204,7 +204,7 @@ TEST_F(IoContract, LogsEachTensorThatItLooksAt) {
 }
 
 TEST_F(IoContract, FindsNoTensorWithoutAnEngineOrAName) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   EXPECT_FALSE(wrapper.tensor_exists("rgb"));
   ASSERT_TRUE(wrapper.init(write_engine({}).c_str()));
   EXPECT_FALSE(wrapper.tensor_exists(nullptr));

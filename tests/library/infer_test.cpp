@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "api/boundary.h"
-#include "engine/trt_engine_wrapper.h"
 #include "support/board_test.h"
+#include "support/open_engine.h"
 
 namespace enhance_depth {
 namespace {
@@ -26,7 +26,7 @@ class Infer : public test_support::BoardTest {
     int height;
     int width;
   };
-  static void expect_failure(TrtEngineWrapper& wrapper, const Call& call, int code, const char* message) {
+  static void expect_failure(OpenEngine& wrapper, const Call& call, int code, const char* message) {
     EXPECT_FALSE(wrapper.infer(call.rgb, call.depth, call.pred, call.conf, call.height, call.width));
     EXPECT_EQ(wrapper.last_error_code(), code);
     EXPECT_EQ(wrapper.last_error_message(), message);
@@ -34,7 +34,7 @@ class Infer : public test_support::BoardTest {
 };
 
 TEST_F(Infer, ChecksItsStateThenItsOutputsThenItsInputsThenTheSize) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   std::vector<std::uint8_t> rgb(64 * 48 * 3);
   std::vector<float> depth(64 * 48);
   std::uint16_t untouched_pred = 0;
@@ -47,8 +47,7 @@ TEST_F(Infer, ChecksItsStateThenItsOutputsThenItsInputsThenTheSize) {
   wrapper.delete_buffer(true);
   expect_failure(wrapper, {nullptr, nullptr, nullptr, nullptr, 0, 0}, 16,
                  "TensorRT buffers are not configured. Call enhance_depth_reset(width, height) first.");
-  wrapper.input_width = 64;
-  wrapper.input_height = 48;
+  wrapper.set_input_size(64, 48);
   ASSERT_TRUE(wrapper.allocate());
   const char* outputs = "Output pred/conf pointer arguments must not be null.";
   expect_failure(wrapper, {nullptr, nullptr, nullptr, &conf, 0, 0}, 1, outputs);
@@ -143,7 +142,7 @@ TEST_F(Infer, OverwritesTheTimeWithEachTimedFrameAndOnlyThen) {
   EXPECT_EQ(time(), -1.0F) << "a warm-up is not timed";
   ASSERT_EQ(process(), 1);
   EXPECT_TRUE(time() > 0.0F && time() < kEarlier) << time();
-  from_handle(handle.get())->last_inference_time_ = kEarlier;
+  from_handle(handle.get())->*(&OpenEngine::last_inference_time_) = kEarlier;
   emulated_board::fail_call("IExecutionContext::enqueueV3", 1);
   ASSERT_EQ(process(), 0);
   EXPECT_EQ(time(), kEarlier);
@@ -156,12 +155,11 @@ TEST_F(Infer, OverwritesTheTimeWithEachTimedFrameAndOnlyThen) {
 }
 
 TEST_F(Infer, KeepsWholeImageReadsInsideItsBuffersWhenOutputsAreShort) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   ASSERT_TRUE(wrapper.init(write_engine(test_support::small_output_engine()).c_str()));
   for (const auto& [width, height] : {std::pair{640, 480}, std::pair{1280, 960}, std::pair{64, 48}}) {
     wrapper.delete_buffer(true);
-    wrapper.input_width = width;
-    wrapper.input_height = height;
+    wrapper.set_input_size(width, height);
     ASSERT_TRUE(wrapper.allocate());
     const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     const std::vector<std::uint8_t> rgb(pixels * 3, 9);
@@ -198,7 +196,7 @@ TEST_F(Infer, ConvertsWhateverTheNetworkDelivers) {
 class WarmUp : public test_support::BoardTest {};
 
 TEST_F(WarmUp, NeedsBuffersZeroesThemAndRunsAsOftenAsItIsTold) {
-  TrtEngineWrapper wrapper;
+  OpenEngine wrapper;
   EXPECT_FALSE(wrapper.warmup());
   EXPECT_EQ(wrapper.last_error_code(), 16);
   EXPECT_EQ(wrapper.last_error_message(),

@@ -1,6 +1,9 @@
 // The way into the camera SDK's log, and TensorRT's messages on standard output.
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <dlfcn.h>
 
@@ -12,6 +15,7 @@
 namespace {
 
 bool sdk_throws = false;
+std::function<void()> sdk_calls_back;
 
 }  // namespace
 
@@ -20,6 +24,9 @@ extern "C" void ob_log_external_message(ob_log_severity severity, const char* mo
                                         const char* file, const char* function, int line, ob_error** error) {
   if (sdk_throws) {
     throw std::runtime_error("from inside the camera SDK");
+  }
+  if (sdk_calls_back) {
+    std::exchange(sdk_calls_back, nullptr)();
   }
   static const auto real =
       reinterpret_cast<decltype(&ob_log_external_message)>(dlsym(RTLD_NEXT, "ob_log_external_message"));
@@ -54,6 +61,23 @@ TEST_F(LogBridge, LetsNoExceptionOfTheSdkOut) {
   sdk_throws = false;
   EXPECT_STREQ(enhance_depth_get_last_error(nullptr),
                "Cannot read engine file (No such file or directory): /nonexistent");
+}
+
+// A log function of the host may ask for the state of the handle whose failure it is being told.
+TEST_F(LogBridge, FailureSurvivesALogThatCallsBackOnItsHandle) {
+  const test_support::Handle handle = create();
+  const std::string message = "Invalid dynamic input shape. Width and height must be positive.";
+  sdk_calls_back = [&] {
+    EXPECT_EQ(enhance_depth_get_last_error(handle.get()), message) << "complete before it is logged";
+    EXPECT_EQ(enhance_GetLastInferenceTime(handle.get()), -1.0F);
+    EXPECT_STREQ(enhance_depth_get_last_error(handle.get()), "OK");
+  };
+  emulated_board::capture_log(true);
+  test_support::ErrorPlace error;
+  EXPECT_EQ(enhance_depth_reset(handle.get(), 0, 0, error), 0);
+  EXPECT_EQ(error.read(), (test_support::Record{1, message, "enhance_depth_reset", "allocate"}));
+  EXPECT_EQ(enhance_depth_get_last_error(handle.get()), message);
+  EXPECT_EQ(logged(3), std::vector<std::string>{message});
 }
 
 TEST(TensorRtLogger, PrintsErrorsAndDropsTheRest) {

@@ -13,8 +13,8 @@
 #include <cuda_runtime_api.h>
 #include <libobsensor/ObSensor.h>
 
-#include "engine/trt_engine_wrapper.h"
 #include "gtest/gtest.h"
+#include "support/open_engine.h"
 #include "support/temporary_directory.h"
 
 namespace {
@@ -225,7 +225,7 @@ TEST(PlatformInterface, AnAddressInTheFirstPageIsNoObject) {
       made_runtime = example.runtime;
       made<3> = example.engine;
       made<5> = no_object;
-      enhance_depth::TrtEngineWrapper wrapper;
+      enhance_depth::OpenEngine wrapper;
       EXPECT_FALSE(wrapper.init(path.c_str()));
       EXPECT_EQ(wrapper.last_error_code(), example.code) << "address " << address;
       EXPECT_EQ(wrapper.runtime != nullptr, example.runtime != no_object);

@@ -81,6 +81,38 @@ TEST_F(Threads, HaveTheirOwnLastErrors) {
   });
 }
 
+// Destructors of thread-local and static objects may call the library when it has released what it kept for
+// the thread.
+TEST_F(Threads, ReportFailuresUntilTheirVeryEnd) {
+  const std::string path = "/nonexistent/" + std::string(300, 'e');
+  const std::string message = "Cannot read engine file (No such file or directory): " + path;
+  std::vector<std::string> seen;
+  struct AtTheEnd {
+    const std::string* path = nullptr;
+    std::vector<std::string>* seen = nullptr;
+    ~AtTheEnd() {
+      if (seen == nullptr) return;
+      seen->emplace_back(enhance_depth_get_last_error(nullptr));
+      enhance_depth_reset(nullptr, 1, 1, nullptr);
+      seen->emplace_back(enhance_depth_get_last_error(nullptr));
+      enhance_depth_create(path->c_str(), nullptr);
+      seen->emplace_back(enhance_depth_get_last_error(nullptr));
+      enhance_depth_destroy(nullptr);
+      seen->emplace_back(enhance_depth_get_last_error(nullptr));
+    }
+  };
+  std::thread([&] {
+    thread_local AtTheEnd first_made_last_destroyed;
+    first_made_last_destroyed.path = &path;
+    first_made_last_destroyed.seen = &seen;
+    enhance_depth_create(path.c_str(), nullptr);
+    seen.emplace_back(enhance_depth_get_last_error(nullptr));
+  }).join();
+  const std::string cut = message.substr(0, 255);
+  EXPECT_EQ(seen, (std::vector<std::string>{message, cut, "enhance_depth_reset received null engine handle.",
+                                            cut, "OK"}));
+}
+
 TEST_F(Threads, AskForTheVersionAtOnce) {
   std::vector<const char*> versions(kThreads);
   on_many_threads(

@@ -22,7 +22,7 @@ std::ostream& operator<<(std::ostream& out, const Record& record);
 // library's, has a code below 0 that says so.
 Record read_record(const enhance_error* error);
 
-// An out-place for records, emptied at its end.
+// An output parameter for records, emptied at its end.
 class ErrorPlace {
  public:
   ErrorPlace() = default;

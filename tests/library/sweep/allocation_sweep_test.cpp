@@ -81,7 +81,7 @@ TEST_F(AllocationSweep, OfAHandlesWholeLife) {
     for (const bool mend : {true, false}) {
       sweep([&](const Mode& mode) {
         Life life(engine);
-        life.ignore_log();
+        life.expect_of_log(Life::Log::kEndsWithTheFailure);
         const auto run = [&](const Step& step, const Around& around) {
           const Expected untouched = life.untouched(step);
           const int failed_before = allocation_faults::failed();
@@ -227,7 +227,7 @@ TEST_F(AllocationSweep, TogetherWithFailuresOfTheBoard) {
   for (const auto& steps : {std::vector<Step>{create}, {create, reset}, {create, reset, process}}) {
     const Step& step = steps.back();
     const auto prepare = [&](Life& life) {
-      life.ignore_log();
+      life.expect_of_log(Life::Log::kEndsWithTheFailure);
       for (auto before = steps.begin(); before != steps.end() - 1; ++before) {
         life.run(*before, kPlainly);
         life.expect(*before, succeeds());
@@ -251,6 +251,7 @@ TEST_F(AllocationSweep, TogetherWithFailuresOfTheBoard) {
         sweep([&](const Mode& mode) {
           Life life(engine);
           prepare(life);
+          if (function.rfind("ob_", 0) == 0) life.expect_of_log(Life::Log::kAnything);
           emulated_board::fail_call(function, call);
           life.run(step, kArmed);
           life.expect(step, allocation_faults::failed() > 0

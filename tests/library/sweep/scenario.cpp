@@ -133,11 +133,14 @@ void Life::expect(const Step& step, const Expected& expected) {
   EXPECT_EQ(enhance_depth_get_last_error(nullptr), on_handle ? kOfTheThread : last_error);
   EXPECT_EQ(emulated_board::live_objects(), live());
   EXPECT_EQ(emulated_board::invalid_releases(), 0);
-  if (log_counts_) {
-    std::vector<std::string> errors;
-    for (const auto& line : emulated_board::captured_log()) {
-      if (line.severity == 3) errors.push_back(line.message);
-    }
+  std::vector<std::string> errors;
+  for (const auto& line : emulated_board::captured_log()) {
+    if (line.severity == 3) errors.push_back(line.message);
+  }
+  if (log_ == Log::kEndsWithTheFailure && on_handle && !expected.success) {
+    ASSERT_FALSE(errors.empty());
+    EXPECT_EQ(errors.back(), last_error);
+  } else if (log_ == Log::kOnlyTheFailure) {
     EXPECT_EQ(errors, std::vector<std::string>(expected.success ? 0 : 1, last_error));
   }
   if (step.action == Action::kProcess && expected.success) {
@@ -167,7 +170,7 @@ emulated_board::LiveObjects Life::live() const {
 }
 
 void Life::expect_mended() {
-  log_counts_ = true;
+  log_ = Log::kOnlyTheFailure;
   const Step reset{Action::kReset, 32, 16};
   for (const Step& step : {asked_for_, reset, Step{Action::kProcess, 32, 16}}) {
     run(step, kPlainly);

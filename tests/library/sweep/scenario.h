@@ -69,7 +69,11 @@ class Life {
   void expect_mended();
 
   bool exists() const { return handle_ != nullptr; }
-  void ignore_log() { log_counts_ = false; }
+
+  // What is expected of the log's errors: the failure and nothing else; the failure at the end, if a handle
+  // recorded it; or anything, because the log itself fails.
+  enum class Log { kOnlyTheFailure, kEndsWithTheFailure, kAnything };
+  void expect_of_log(Log log) { log_ = log; }
 
  private:
   emulated_board::LiveObjects live() const;
@@ -79,7 +83,7 @@ class Life {
   int width_ = 0;  // configured size, 0 when there is none
   int height_ = 0;
   Step asked_for_{Action::kProcess};  // a frame of the size of the last reset, good or not
-  bool log_counts_ = true;
+  Log log_ = Log::kOnlyTheFailure;
 
   // Of the step that was run last.
   bool result_ = false;
