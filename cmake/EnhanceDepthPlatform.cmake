@@ -7,8 +7,8 @@
 #                                    which have the same names and binary interface
 #
 # Defines enhance_depth_platform_headers (to compile against), enhance_depth_platform (to compile and link against),
-# enhance_depth_interface_headers (this project's own, all of them) and, where something needs it, the emulated board.
-# ENHANCE_DEPTH_PLATFORM_FOLDERS are those of the libraries.
+# enhance_depth_tensorrt (likewise, TensorRT alone), enhance_depth_interface_headers (this project's own, all of them)
+# and, where something needs it, the emulated board. ENHANCE_DEPTH_PLATFORM_FOLDERS are those of the libraries.
 
 if(NOT ENHANCE_DEPTH_PLATFORM MATCHES "^(auto|system|emulated)$")
   message(FATAL_ERROR "ENHANCE_DEPTH_PLATFORM is \"${ENHANCE_DEPTH_PLATFORM}\"; it must be auto, system or emulated")
@@ -61,6 +61,8 @@ endif()
 
 add_library(enhance_depth_platform INTERFACE)
 target_link_libraries(enhance_depth_platform INTERFACE enhance_depth_platform_headers)
+add_library(enhance_depth_tensorrt INTERFACE)
+target_link_libraries(enhance_depth_tensorrt INTERFACE enhance_depth_platform_headers)
 # Beside installed libraries the emulated board serves only the tests.
 if(platform_complete AND (NOT ENHANCE_DEPTH_BUILD_TESTS OR ENHANCE_DEPTH_PLATFORM STREQUAL "system"))
   set(ENHANCE_DEPTH_EMULATOR OFF)
@@ -76,5 +78,7 @@ else()
   string(APPEND platform_summary "  libraries: the emulated board")
 endif()
 target_link_libraries(enhance_depth_platform INTERFACE ${platform_libraries})
+list(GET platform_libraries 0 tensorrt_library)
+target_link_libraries(enhance_depth_tensorrt INTERFACE ${tensorrt_library})
 list(TRANSFORM platform_libraries REPLACE "^(.+)$" "$<TARGET_FILE_DIR:\\1>" OUTPUT_VARIABLE ENHANCE_DEPTH_PLATFORM_FOLDERS)
 message(STATUS "enhance_depth ${PROJECT_VERSION}, platform ${ENHANCE_DEPTH_PLATFORM}:\n${platform_summary}")

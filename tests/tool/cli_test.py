@@ -469,6 +469,58 @@ class InspectTest(Case):
         os.truncate(self.write("large.onnx", b"ftrt\0"), 3 << 30)
         self.expect_failure(self.run_tool("inspect", "large.onnx", timeout=10), 2, "large.onnx is not an ONNX model")
 
+    def test_says_in_json_what_it_says_in_words(self):
+        result = self.run_tool("inspect", ENGINE, "--json", "i.json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("It meets the contract.\nThe library loads it", result.stdout)
+        summary = json.loads((self.folder / "i.json").read_text())
+        self.assertTrue(summary["fits"])
+        self.assertEqual(summary["tensors"][0],
+                         {"name": "rgb", "direction": "input", "type": "UINT8", "shape": [1, 3, -1, -1]})
+        self.assertEqual(summary["profiles"][1]["dep"], {"min": [1, 1, 1, 1], "max": [1, 1, 1080, 1920]})
+        self.write("n.toml", ENGINE.read_bytes().replace(b'"dep"\n', b'"de\\u001b"\n').replace(b"\ndep =", b'\n"de\\u001b" ='))
+        result = self.run_tool("inspect", "n.toml", "--json", "i.json")
+        self.assertEqual(result.returncode, 1, result.stderr)
+        self.assertIn('(is it "de\\x1b"?)', result.stdout)
+        summary = json.loads((self.folder / "i.json").read_text())
+        self.assertFalse(summary["fits"])
+        self.assertEqual(summary["violations"][0]["subject"], "dep")
+
+    def test_believes_the_board_alone_about_engine_descriptions(self):
+        start = b'format = "enhance-depth-emulated-engine"\nversion = 1\n'
+        for name, content in {
+                "nested": start + b".".join([b"a"] * 200_000) + b" = 1\n",
+                "long": start + b'network = "nothing"\n"TEST Tensor ' + b"a" * 200_000 + b'" = 1\n',
+                "forged": start + b'network = "nothing"\n"\\u001b[2JTEST Tensor rgb: mode=INPUT, shape=(9999999999'
+                                  b'9999999999), dtype=UINT8" = 1\n',
+                "without version": ENGINE.read_bytes().replace(b"version = 1\n", b""),
+                "unknown network": ENGINE.read_bytes().replace(b'network = "', b'network = "no '),
+                "without opt": re.sub(rb"opt = \[[0-9, ]*\], ", b"", ENGINE.read_bytes())}.items():
+            with self.subTest(name):
+                self.write("e.toml", content)
+                result = self.run_tool("inspect", "e.toml", "--json", "i.json")
+                self.expect_failure(result, 3, "The engine e.toml cannot be loaded", "(code 13)")
+                summary = json.loads((self.folder / "i.json").read_text())
+                self.assertEqual((summary["fits"], summary["tensors"], len(summary["messages"])), (False, [], 1))
+                self.assertLess(len(summary["messages"][0]), 1000)
+
+    def test_prints_little_of_a_hostile_model(self):
+        def field(number, data):
+            length = len(data)
+            varint = b""
+            while length > 127:
+                varint += bytes([length & 127 | 128])
+                length >>= 7
+            return bytes([number << 3 | 2]) + varint + bytes([length]) + data
+        tensors = field(12, field(1, b"n" * 1_000_000)) + field(12, field(1, b"\x1b[2J")) * 100_000
+        self.write("m.onnx", b"\x08\x08" + field(7, tensors))
+        result = self.run_tool("inspect", "m.onnx", "--json", "i.json")
+        self.assertEqual(result.returncode, 1, result.stderr)
+        self.assertIn("\\x1b[2J", result.stdout)
+        self.assertNotIn("\x1b", result.stdout)
+        self.assertLess(len(result.stdout), 30_000)
+        self.assertIn("... and 99961 more\n", result.stdout)
+
 
 class HelpTest(Case):
     def test_prints_the_version_of_the_library(self):

@@ -9,7 +9,7 @@
 
 #include "inspect/contract.h"
 #include "inspect/engine.h"
-#include "inspect/formats.h"
+#include "inspect/onnx.h"
 #include "onnx.pb.h"
 #include "support.h"
 
@@ -23,12 +23,12 @@ void add_value(onnx_file::ValueInfo* value, const std::string& name, int type, c
   auto* tensor = value->mutable_type()->mutable_tensor_type();
   tensor->set_elem_type(type);
   tensor->mutable_shape();
-  for (const std::int64_t extent : shape) {
+  for (const std::int64_t size : shape) {
     auto* dimension = tensor->mutable_shape()->add_dim();
-    if (extent < 0) {
+    if (size < 0) {
       dimension->set_dim_param("n");
     } else {
-      dimension->set_dim_value(extent);
+      dimension->set_dim_value(size);
     }
   }
 }
@@ -50,18 +50,30 @@ std::optional<ModelInfo> read(const onnx_file::Model& model) {
   return read_onnx(Bytes(file.begin(), file.end()));
 }
 
-std::string all_breaches(const ModelInfo& model) {
+std::string all_violations(const ModelInfo& model) {
   std::string text;
-  for (const Breach& breach : check_contract(model)) text += breach.subject + ": " + breach.text + "\n";
+  for (const Violation& violation : check_contract(model))
+    text += violation.subject + ": " + violation.text + "\n";
   return text;
 }
 
 using Change = std::function<void(onnx_file::Graph&)>;
 
+Change first_operators(const std::vector<std::vector<std::string>>& operators) {  // type, input, output
+  return [=](onnx_file::Graph& graph) {
+    for (const auto& words : operators) {
+      onnx_file::Node* node = graph.add_node();
+      node->set_op_type(words[0]);
+      node->add_input(words[1]);
+      node->add_output(words[2]);
+    }
+  };
+}
+
 struct ChangedModel {
   std::string name;
   Change change;
-  std::string breaches;  // all of them, line by line
+  std::string violations;  // all of them, line by line
 };
 
 void set_shape(onnx_file::ValueInfo& value, const Shape& shape) {
@@ -113,6 +125,15 @@ const std::vector<ChangedModel> kModels = {
     {"ColourAsFloat",
      [](onnx_file::Graph& graph) { tensor_type(graph.mutable_input(0)).set_elem_type(kFloat); },
      "rgb: its type is FLOAT; make it UINT8 and cast it to FLOAT inside the network.\n"},
+    {"ColourIsCast",
+     first_operators(
+         {{"Shape", "rgb", "s"}, {"Identity", "rgb", "same"}, {"Cast", "same", "f"}, {"Mul", "f", "g"}}),
+     ""},
+    {"ColourInUint8",
+     first_operators(
+         {{"Identity", "rgb", "same"}, {"Transpose", "same", "t"}, {"Cast", "t", "f"}, {"Add", "rgb", "a"}}),
+     "rgb: the operator Transpose takes it as UINT8, in which TensorRT computes nothing; cast it to FLOAT "
+     "before.\n"},
     {"OutputAsHalf",
      [](onnx_file::Graph& graph) { tensor_type(graph.mutable_output(0)).set_elem_type(kHalf); },
      "pred: its type is HALF; make it FLOAT, with a cast inside the network if need be.\n"},
@@ -162,7 +183,7 @@ TEST(InspectOnnx, SaysWhatToChangeInAModel) {
     changed.change(*model.mutable_graph());
     const auto info = read(model);
     ASSERT_TRUE(info);
-    EXPECT_EQ(all_breaches(*info), changed.breaches);
+    EXPECT_EQ(all_violations(*info), changed.violations);
   }
 }
 
@@ -174,98 +195,76 @@ TEST(InspectOnnx, RefusesWhatIsNoModel) {
   EXPECT_FALSE(read_onnx(Bytes(file.begin(), file.end())));
 }
 
-constexpr const char* kDescription = R"(format = "enhance-depth-emulated-engine"
+// An engine of the emulated board with these profiles.
+std::string description(const std::string& profiles) {
+  return R"(format = "enhance-depth-emulated-engine"
 version = 1
-network = "guided-filter"
+network = "nothing"
 tensor = [
   { name = "rgb", direction = "input", type = "uint8", shape = [1, 3, -1, -1] },
   { name = "dep", direction = "input", type = "float", shape = [1, 1, -1, -1] },
-  { name = "pred", direction = "output", type = "float", shape = [1, 1, -1, -1] },
+  { name = "pred", direction = "output", type = "float", shape = [-1, -1] },
 ]
-)";
-
-std::optional<ModelInfo> read_description(const std::string& text) {
-  return read_engine_description(Bytes(text.begin(), text.end()), "engine.toml");
+)" + profiles;
 }
 
-TEST(InspectDescription, ChecksTheProfiles) {
-  const std::string fitting =
-      "[[profile]]\nrgb = { min = [1, 3, 1, 1], max = [1, 3, 480, 640] }\n"
-      "dep = { min = [1, 1, 480, 640], max = [1, 1, 480, 640] }\n";
-  const std::string too_small =
-      "[[profile]]\nrgb = { min = [1, 3, 1, 1], max = [1, 3, 480, 640] }\n"
-      "dep = { min = [1, 1, 1, 1], max = [1, 1, 480, 639] }\n";
-  const std::string of_another_rank =
-      "[[profile]]\nrgb = { min = [1, 1, 3], max = [480, 640, 3] }\n"
-      "dep = { min = [1, 1, 1, 1], max = [1, 1, 480, 640] }\n";
-  const std::string without_depth = "[[profile]]\nrgb = { min = [1, 3, 481, 1], max = [1, 3, 800, 800] }\n";
-  const std::string none =
-      "profiles: none admits 640 x 480 pixels, which the library sets up first; widen one or add one ";
-
-  EXPECT_EQ(all_breaches(*read_description(kDescription + fitting)), "");
-  EXPECT_EQ(all_breaches(*read_description(kDescription + too_small + fitting)), "");
-  EXPECT_EQ(all_breaches(*read_description(kDescription)),
-            "profiles: there is none; add one that admits 640 x 480 pixels.\n");
-  EXPECT_EQ(
-      all_breaches(*read_description(kDescription + too_small + of_another_rank + without_depth)),
-      none +
-          "(profile 0: dep from (1, 1, 1, 1) to (1, 1, 480, 639); profile 1: rgb from (1, 1, 3) to (480, "
-          "640, 3); profile 2: rgb from (1, 3, 481, 1) to (1, 3, 800, 800), no range for dep).\n");
+LoadedEngine load(const std::string& content) {
+  const TemporaryDirectory folder;
+  std::ofstream(folder / "model.engine") << content;
+  return load_engine(folder / "model.engine");
 }
 
-TEST(InspectDescription, SaysWhereATextCannotBeRead) {
-  const auto expect_refusal = [](const std::string& text, const std::string& reason) {
-    EXPECT_EQ(failure([&] { read_description(text); }),
-              "engine.toml cannot be read as an engine description: " + reason);
-  };
-  const std::string start = "format = \"enhance-depth-emulated-engine\"\n";
-  expect_refusal(start + "[[tensor]]\nname = \"rgb\"\n", "line 2: a text \"direction\" is missing.");
-  expect_refusal(start + "[[tensor]]\nname = \"rgb\"\ndirection = \"in\"\n",
-                 "line 2: \"direction\" is neither \"input\" nor \"output\".");
-  expect_refusal(
-      start + "[[tensor]]\nname = \"rgb\"\ndirection = \"input\"\ntype = \"uint8\"\nshape = [1,\n 3.5]\n",
-      "line 7: an extent is not a whole number.");
-  expect_refusal(start + "tensor = [1]\n", "line 2: \"tensor\" is not written [[tensor]].");
-  expect_refusal(start + "[[profile]]\nrgb = 1\n", "line 3: a profile's range is not a table.");
-  EXPECT_FALSE(read_description("format = \"another\""));
-  EXPECT_FALSE(read_description("# enhance-depth-emulated-engine\n"));
-}
-
-TEST(InspectEngine, ReadsTheTensorsFromTheLog) {
-  const std::string log =
-      "[07/14 10:33:25.190000][INFO][EnhanceDepth][validate_tensor_meta:52] TEST Tensor rgb: mode=INPUT, "
-      "shape=(-1, -1, 3), dtype=UINT8\n"
-      "something else\n"
-      "TEST Tensor pred: mode=OUTPUT, shape=(), dtype=UNKNOWN\n";
-  const std::vector<TensorInfo> tensors = tensors_in_log(log);
-  ASSERT_EQ(tensors.size(), 2U);
+TEST(InspectEngine, AsksTensorRtWhatAnEngineIs) {
+  const LoadedEngine loaded = load(description(
+      "[[profile]]\nrgb = { min = [1, 3, 1, 2], opt = [1, 3, 3, 4], max = [1, 3, 5, 6] }\n[[profile]]\n"));
+  ASSERT_TRUE(loaded.model);
+  const std::vector<TensorInfo>& tensors = loaded.model->tensors;
+  ASSERT_EQ(tensors.size(), 3U);
   EXPECT_EQ(tensors[0].name, "rgb");
   EXPECT_EQ(tensors[0].direction, Direction::kInput);
   EXPECT_EQ(tensors[0].type, "UINT8");
-  EXPECT_EQ(tensors[0].shape, (Shape{-1, -1, 3}));
-  EXPECT_EQ(tensors[1].direction, Direction::kOutput);
-  EXPECT_EQ(tensors[1].shape, Shape());
+  EXPECT_EQ(tensors[0].shape, (Shape{1, 3, -1, -1}));
+  EXPECT_EQ(tensors[2].direction, Direction::kOutput);
+  EXPECT_EQ(tensors[2].type, "FLOAT");
+  EXPECT_EQ(tensors[2].shape, (Shape{-1, -1}));
+  ASSERT_EQ(loaded.model->profiles->size(), 2U);
+  const ProfileInfo& profile = loaded.model->profiles->front();
+  ASSERT_EQ(profile.size(), 1U);
+  EXPECT_EQ(profile.at("rgb").min, (Shape{1, 3, 1, 2}));
+  EXPECT_EQ(profile.at("rgb").max, (Shape{1, 3, 5, 6}));
 }
 
-TEST(InspectEngine, LoadsAnEngineAndReportsWhatTheBoardSays) {
-  const TemporaryDirectory folder;
-  const auto path = folder.path() / "model.engine";
-  std::ofstream(path)
-      << kDescription
-      << "[[profile]]\nrgb = { min = [1, 3, 1, 1], opt = [1, 3, 1, 1], max = [1, 3, 480, 640] }\n"
-         "dep = { min = [1, 1, 1, 1], opt = [1, 1, 1, 1], max = [1, 1, 480, 640] }\n";
-  const LoadedEngine loaded = load_engine(path);
-  EXPECT_FALSE(loaded.failure);
-  EXPECT_EQ(loaded.model.tensors.size(), 3U);
-  EXPECT_EQ(all_breaches(loaded.model), "");
+TEST(InspectEngine, KeepsWhatTensorRtSaysShortAndFitToBeShown) {
+  const LoadedEngine refused = load("\"\\u001b[2J" + std::string(200'000, 'a') + "\" = 1\n");
+  EXPECT_FALSE(refused.model);
+  ASSERT_EQ(refused.messages.size(), 1U);
+  EXPECT_NE(refused.messages[0].find("does not say format"), std::string::npos) << refused.messages[0];
+  const LoadedEngine unknown = load(description("\"\\u001b[2J" + std::string(200'000, 'a') + "\" = 1\n"));
+  ASSERT_EQ(unknown.messages.size(), 1U);
+  EXPECT_LT(unknown.messages[0].size(), 600U);
+  EXPECT_NE(unknown.messages[0].find("\\x1b[2Jaaa"), std::string::npos) << unknown.messages[0];
+}
 
-  std::ofstream(path) << "ftrt";
-  const LoadedEngine refused = load_engine(path);
-  ASSERT_TRUE(refused.failure);
-  EXPECT_EQ(refused.failure->record().error_code, ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED);
-  EXPECT_TRUE(refused.model.tensors.empty());
-  ASSERT_EQ(refused.board_errors.size(), 1U);
-  EXPECT_EQ(refused.board_errors[0].rfind("TRT: ", 0), 0U);
+TEST(InspectEngine, ChecksTheProfiles) {
+  const auto range = [](const std::string& name, const std::string& min, const std::string& max) {
+    return name + " = { min = [" + min + "], opt = [" + min + "], max = [" + max + "] }\n";
+  };
+  const std::string rgb = range("rgb", "1, 3, 1, 1", "1, 3, 480, 640");
+  const std::string fitting = "[[profile]]\n" + rgb + range("dep", "1, 1, 480, 640", "1, 1, 480, 640");
+  const std::string too_small = "[[profile]]\n" + rgb + range("dep", "1, 1, 1, 1", "1, 1, 480, 639");
+  const std::string of_another_rank =
+      "[[profile]]\n" + range("rgb", "1, 1, 3", "480, 640, 3") + range("dep", "1, 1, 1, 1", "1, 1, 480, 640");
+  const std::string without_depth = "[[profile]]\n" + range("rgb", "1, 3, 481, 1", "1, 3, 800, 800");
+  const auto violations = [](const std::string& profiles) {
+    return all_violations(*load(description(profiles)).model);
+  };
+  EXPECT_EQ(violations(fitting), "");
+  EXPECT_EQ(violations(too_small + fitting), "");
+  EXPECT_EQ(violations(""), "profiles: there is none; add one that admits 640 x 480 pixels.\n");
+  EXPECT_EQ(violations(too_small + of_another_rank + without_depth),
+            "profiles: none admits 640 x 480 pixels, which the library sets up first; widen one or add one "
+            "(profile 0: dep from (1, 1, 1, 1) to (1, 1, 480, 639); profile 1: rgb from (1, 1, 3) to (480, "
+            "640, 3); profile 2: rgb from (1, 3, 481, 1) to (1, 3, 800, 800), no range for dep).\n");
 }
 
 }  // namespace

@@ -34,7 +34,10 @@ _enhance_depth() {
     bench)
       options+=' --engine --rgb-layout --size --frames --warm-up --json'
       ;;
-    inspect) files=all ;;  # the model
+    inspect)
+      options+=' --json'
+      files=all  # the model
+      ;;
     *) return ;;
   esac
 

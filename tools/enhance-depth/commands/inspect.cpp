@@ -6,13 +6,19 @@
 #include <memory>
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
+#include "commands/options.h"
 #include "commands/subcommands.h"
+#include "enhance_depth.h"
 #include "inspect/contract.h"
 #include "inspect/engine.h"
-#include "inspect/formats.h"
 #include "inspect/model.h"
+#include "inspect/onnx.h"
+#include "support/engine.h"
 #include "support/input_file.h"
+#include "support/json_file.h"
+#include "support/output_file.h"
 #include "support/terminal.h"
 #include "support/text.h"
 #include "support/tool_error.h"
@@ -22,11 +28,28 @@ namespace {
 
 namespace fs = std::filesystem;
 
+struct InspectOptions {
+  fs::path model;
+  fs::path json;
+};
+
+// Of a hostile file, whose tensors may be millions, the beginning tells enough.
+constexpr std::size_t kMostLines = 40;
+
+// Calls `show` for each item, up to kMostLines, and says how many are left out.
+template <typename Items, typename Show>
+void print_each(const Items& items, const Show& show) {
+  for (std::size_t i = 0; i < std::min(items.size(), kMostLines); ++i) show(i, items[i]);
+  if (items.size() > kMostLines) {
+    std::cout << "  ... and " << items.size() - kMostLines << " more\n";
+  }
+}
+
 void print_tensors(const std::vector<TensorInfo>& tensors) {
   std::size_t name_width = 6;
   std::size_t type_width = 4;
   for (const TensorInfo& tensor : tensors) {
-    name_width = std::max(name_width, tensor.name.size());
+    name_width = std::max(name_width, display_name(tensor.name).size());
     type_width = std::max(type_width, tensor.type.size());
   }
   const auto print_row = [&](const std::string& name, const char* direction, const std::string& type,
@@ -36,83 +59,136 @@ void print_tensors(const std::vector<TensorInfo>& tensors) {
               << "\n";
   };
   print_row("tensor", "direction", "type", "shape");
-  for (const TensorInfo& tensor : tensors) {
-    print_row(tensor.name, direction_name(tensor.direction), tensor.type,
+  print_each(tensors, [&](std::size_t, const TensorInfo& tensor) {
+    print_row(display_name(tensor.name), direction_name(tensor.direction), tensor.type,
               tensor.shape ? shape_text(*tensor.shape) : "not given");
-  }
+  });
 }
 
 void print_profiles(const std::vector<ProfileInfo>& profiles) {
-  for (std::size_t i = 0; i < profiles.size(); ++i) {
-    std::string ranges;
-    for (const auto& [name, range] : profiles[i]) {
-      ranges +=
-          (ranges.empty() ? "" : ", ") + name + " " + shape_text(range.min) + " to " + shape_text(range.max);
+  print_each(profiles, [](std::size_t i, const ProfileInfo& profile) {
+    std::cout << "  profile " << i << ":";
+    const char* separator = " ";
+    for (const auto& [name, range] : profile) {
+      std::cout << separator << display_name(name) << " " << shape_text(range.min) << " to "
+                << shape_text(range.max);
+      separator = ", ";
     }
-    std::cout << "  profile " << i << ": " << ranges << "\n";
-  }
+    std::cout << "\n";
+  });
 }
 
-void print_model(const fs::path& path, const ModelInfo& model) {
-  std::cout << highlighted(path.string() + ": " + model.format, Highlight::kHeading, StandardStream::kOutput)
+void print(const fs::path& path, const ModelInfo& model, const std::vector<Violation>& violations) {
+  std::cout << highlighted(printable(path.string()) + ": " + model.format, Highlight::kHeading,
+                           StandardStream::kOutput)
             << "\n";
   if (!model.tensors.empty()) print_tensors(model.tensors);
   if (model.profiles) print_profiles(*model.profiles);
-}
-
-int report_breaches(const std::vector<Breach>& breaches) {
-  if (breaches.empty()) {
+  if (violations.empty()) {
     std::cout << "It meets the contract.\n";
-    return kSuccess;
+    return;
   }
   std::cout << "It does not meet the contract:\n";
-  for (const Breach& breach : breaches) std::cout << "  " << breach.subject << ": " << breach.text << "\n";
-  return kModelDoesNotFit;
+  print_each(violations, [](std::size_t, const Violation& violation) {
+    std::cout << "  " << violation.subject << ": " << violation.text << "\n";
+  });
 }
 
-// Neither an ONNX model nor an engine description: only the board's TensorRT can tell.
-int inspect_engine(const fs::path& path) {
-  const LoadedEngine loaded = load_engine(path);
-  print_model(path, loaded.model);
-  for (const std::string& error : loaded.board_errors) std::cout << "  " << error << "\n";
-  const int status = loaded.model.tensors.empty() ? kSuccess : report_breaches(check_contract(loaded.model));
-  if (loaded.failure) throw EngineError(*loaded.failure);
-  std::cout << "The library loads it and runs it at 640 x 480 pixels.\n";
+template <typename Items, typename Convert>
+nlohmann::ordered_json json_list(const Items& items, const Convert& convert) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (std::size_t i = 0; i < std::min(items.size(), kMostLines); ++i) list.push_back(convert(items[i]));
+  return list;
+}
+
+nlohmann::ordered_json to_json(const TensorInfo& tensor) {
+  nlohmann::ordered_json json = {
+      {"name", tensor.name}, {"direction", direction_name(tensor.direction)}, {"type", tensor.type}};
+  json["shape"] = tensor.shape ? nlohmann::ordered_json(*tensor.shape) : nlohmann::ordered_json();
+  return json;
+}
+
+nlohmann::ordered_json to_json(const ProfileInfo& profile) {
+  nlohmann::ordered_json json = nlohmann::ordered_json::object();
+  for (const auto& [name, range] : profile) json[name] = {{"min", range.min}, {"max", range.max}};
+  return json;
+}
+
+// `model` is null for a file that TensorRT refuses as an engine; `messages` then says why.
+nlohmann::ordered_json to_json(const fs::path& path, const ModelInfo* model,
+                               const std::vector<Violation>& violations,
+                               const std::vector<std::string>& messages) {
+  nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
+                                 {"model", path.string()},
+                                 {"fits", model != nullptr && violations.empty()}};
+  json["format"] = model != nullptr ? nlohmann::ordered_json(model->format) : nlohmann::ordered_json();
+  json["tensors"] = nlohmann::ordered_json::array();
+  json["profiles"] = nullptr;
+  if (model != nullptr) {
+    json["tensors"] = json_list(model->tensors, [](const TensorInfo& tensor) { return to_json(tensor); });
+    if (model->profiles) {
+      json["profiles"] =
+          json_list(*model->profiles, [](const ProfileInfo& profile) { return to_json(profile); });
+    }
+  }
+  json["violations"] = json_list(violations, [](const Violation& violation) {
+    return nlohmann::ordered_json{{"subject", violation.subject}, {"text", violation.text}};
+  });
+  json["messages"] = messages;
+  return json;
+}
+
+int report(const InspectOptions& options, const ModelInfo& model, const std::vector<std::string>& messages) {
+  const std::vector<Violation> violations = check_contract(model);
+  if (!options.json.empty()) {
+    write_json(options.json, to_json(options.model, &model, violations, messages));
+  }
+  print(options.model, model, violations);
+  return violations.empty() ? kSuccess : kModelDoesNotFit;
+}
+
+int inspect_engine(const InspectOptions& options) {
+  const LoadedEngine loaded = load_engine(options.model);
+  if (!loaded.model) {
+    if (!options.json.empty()) {
+      write_json(options.json, to_json(options.model, nullptr, {}, loaded.messages));
+    }
+    const Engine engine(options.model);  // says which step failed, what TensorRT said, and what helps
+    throw ToolError(kEngineNotLoaded, printable(options.model.string()) + " was refused by TensorRT.");
+  }
+  const int status = report(options, *loaded.model, loaded.messages);
+  if (status == kSuccess) {
+    const Engine engine(options.model);
+    std::cout << "The library loads it and runs it at 640 x 480 pixels.\n";
+  }
   return status;
 }
 
-// Whether the file can be a description, which is text, or an ONNX model, which begins with the tag of a
-// field that is a number (0) or has a length (2). Nothing else, such as a large engine, need be read to its
-// end.
-bool begins_like_a_model(const fs::path& path) {
-  const Bytes beginning = read_beginning(path, 4096);
-  const bool is_text = std::find(beginning.begin(), beginning.end(), 0) == beginning.end();
-  return is_text || beginning[0] % 8 == 0 || beginning[0] % 8 == 2;
-}
-
-int inspect(const fs::path& path) {
+int inspect(const InspectOptions& options) {
+  require_distinct({options.json}, {options.model});
+  if (!options.json.empty()) require_writable(options.json, {});
   std::optional<ModelInfo> model;
-  if (begins_like_a_model(path)) {
-    const Bytes file = read_file(path, "model", std::numeric_limits<int>::max());  // protobuf's own limit
-    model = read_engine_description(file, path);
-    if (!model) model = read_onnx(file);
+  if (begins_like_onnx(read_beginning(options.model, 4096))) {
+    constexpr auto kProtobufLimit = std::numeric_limits<int>::max();
+    model = read_onnx(read_file(options.model, "model", kProtobufLimit));
   }
-  if (!model && lower_case(path.extension().string()) == ".onnx") {
-    throw UsageError(path.string() + " is not an ONNX model: it is damaged, or another file by that name.");
+  if (model) return report(options, *model, {});
+  if (lower_case(options.model.extension().string()) == ".onnx") {
+    throw UsageError(printable(options.model.string()) +
+                     " is not an ONNX model: it is damaged, or another file by that name.");
   }
-  if (!model) return inspect_engine(path);
-  print_model(path, *model);
-  return report_breaches(check_contract(*model));
+  return inspect_engine(options);
 }
 
 }  // namespace
 
 Action add_inspect(CLI::App& app) {
-  const auto path = std::make_shared<fs::path>();
-  app.add_option("model", *path, "ONNX model, engine description or serialized TensorRT engine")
+  const auto options = std::make_shared<InspectOptions>();
+  app.add_option("model", options->model, "ONNX model, engine description or serialized TensorRT engine")
       ->required()
       ->type_name("FILE");
-  return [path] { return inspect(*path); };
+  add_json(app, options->json);
+  return [options] { return inspect(*options); };
 }
 
 }  // namespace enhance_depth_tool

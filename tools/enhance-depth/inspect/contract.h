@@ -11,13 +11,13 @@ namespace enhance_depth_tool {
 
 // A way in which a model does not fit the library, in one line: what it concerns, what is wrong, what to
 // change.
-struct Breach {
-  std::string subject;  // a tensor's name, "tensors" or "profiles"
+struct Violation {
+  std::string subject;  // a tensor's display_name(), "tensors" or "profiles"
   std::string text;
 };
 
-// All breaches of a model, in the order of the contract; none when it fits.
-std::vector<Breach> check_contract(const ModelInfo& model);
+// All violations of a model, in the order of the contract; none when it fits.
+std::vector<Violation> check_contract(const ModelInfo& model);
 
 }  // namespace enhance_depth_tool
 

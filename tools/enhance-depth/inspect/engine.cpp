@@ -1,111 +1,131 @@
 #include "inspect/engine.h"
 
-#include <cerrno>
-#include <cstdio>
+#include <algorithm>
+#include <cstdint>
 #include <memory>
-#include <regex>
-#include <sstream>
-#include <system_error>
+#include <mutex>
 
-#include <unistd.h>
+#include <NvInferRuntime.h>
+
+#include "support/input_file.h"
+#include "support/text.h"
 
 namespace enhance_depth_tool {
 namespace {
 
-// Collects what the process writes to standard output and error until text() is called.
-class CapturedStreams {
+// Keeps TensorRT's errors, which it may report from several threads; drops warnings and information.
+class MessageCollector final : public nvinfer1::ILogger {
  public:
-  CapturedStreams() : file_(std::tmpfile()) {
-    if (!file_) throw std::system_error(errno, std::generic_category(), "no temporary file for the log");
-    redirect(STDOUT_FILENO, saved_output_);
-    redirect(STDERR_FILENO, saved_error_);
-  }
-  CapturedStreams(const CapturedStreams&) = delete;
-  CapturedStreams& operator=(const CapturedStreams&) = delete;
-  ~CapturedStreams() { restore(); }
-
-  std::string text() {
-    restore();
-    std::string content;
-    if (std::fseek(file_.get(), 0, SEEK_SET) != 0) return content;
-    char buffer[4096];
-    while (const std::size_t length = std::fread(buffer, 1, sizeof buffer, file_.get()))
-      content.append(buffer, length);
-    return content;
-  }
-
- private:
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
-  void redirect(int stream, int& saved) const {
-    std::fflush(nullptr);
-    saved = dup(stream);
-    if (saved >= 0) dup2(fileno(file_.get()), stream);
-  }
-
-  void restore() {
-    std::fflush(nullptr);
-    for (const auto& [stream, saved] :
-         {std::pair{STDOUT_FILENO, &saved_output_}, std::pair{STDERR_FILENO, &saved_error_}}) {
-      if (*saved < 0) continue;
-      dup2(*saved, stream);
-      close(*saved);
-      *saved = -1;
+  void log(Severity severity, const char* message) noexcept override {
+    constexpr std::size_t kMost = 10;
+    constexpr std::size_t kLongest = 500;
+    if (severity > Severity::kERROR || message == nullptr) return;
+    try {
+      const std::lock_guard lock(mutex_);
+      if (messages_.size() == kMost) return;
+      const std::size_t size = std::char_traits<char>::length(message);
+      messages_.push_back(printable({message, std::min(size, kLongest)}) + (size > kLongest ? "..." : ""));
+    } catch (const std::exception&) {
+      // Without memory for it the message is lost.
     }
   }
 
-  std::unique_ptr<std::FILE, Close> file_;
-  int saved_output_ = -1;
-  int saved_error_ = -1;
+  std::vector<std::string> take() {
+    const std::lock_guard lock(mutex_);
+    return std::move(messages_);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::string> messages_;
 };
 
-Shape parse_shape(const std::string& text) {
-  Shape shape;
-  std::istringstream stream(text);
-  for (std::string extent; std::getline(stream, extent, ',');) shape.push_back(std::stoll(extent));
-  return shape;
+// TensorRT gives null plus the offset of a base class for what it could not make: an address in the first
+// page is no object.
+template <typename Object>
+std::unique_ptr<Object> owned(Object* made) {
+  constexpr std::uintptr_t kFirstPage = 4096;
+  return std::unique_ptr<Object>(reinterpret_cast<std::uintptr_t>(made) < kFirstPage ? nullptr : made);
 }
 
-std::vector<std::string> errors_in_log(const std::string& log) {
-  std::vector<std::string> errors;
-  std::istringstream stream(log);
-  for (std::string line; std::getline(stream, line);) {
-    if (line.rfind("TRT: ", 0) == 0) errors.push_back(line);
+std::string type_name(nvinfer1::DataType type) {
+  switch (type) {
+    case nvinfer1::DataType::kFLOAT:
+      return "FLOAT";
+    case nvinfer1::DataType::kHALF:
+      return "HALF";
+    case nvinfer1::DataType::kINT8:
+      return "INT8";
+    case nvinfer1::DataType::kINT32:
+      return "INT32";
+    case nvinfer1::DataType::kBOOL:
+      return "BOOL";
+    case nvinfer1::DataType::kUINT8:
+      return "UINT8";
+    case nvinfer1::DataType::kFP8:
+      return "FP8";
+    case nvinfer1::DataType::kBF16:
+      return "BF16";
+    case nvinfer1::DataType::kINT64:
+      return "INT64";
+    case nvinfer1::DataType::kINT4:
+      return "INT4";
+    default:  // of a TensorRT that is newer than these headers
+      return "UNKNOWN (TensorRT type " + std::to_string(static_cast<int>(type)) + ")";
   }
-  return errors;
+}
+
+// None when TensorRT does not know the tensor.
+std::optional<Shape> to_shape(const nvinfer1::Dims& dims) {
+  if (dims.nbDims < 0 || dims.nbDims > nvinfer1::Dims::MAX_DIMS) return std::nullopt;
+  return Shape(dims.d, dims.d + dims.nbDims);
+}
+
+ProfileInfo describe_profile(const nvinfer1::ICudaEngine& engine, int index,
+                             const std::vector<TensorInfo>& tensors) {
+  ProfileInfo profile;
+  for (const TensorInfo& tensor : tensors) {
+    if (tensor.direction != Direction::kInput) continue;
+    const char* name = tensor.name.c_str();
+    const auto min = to_shape(engine.getProfileShape(name, index, nvinfer1::OptProfileSelector::kMIN));
+    const auto max = to_shape(engine.getProfileShape(name, index, nvinfer1::OptProfileSelector::kMAX));
+    if (min && max) profile[tensor.name] = {*min, *max};
+  }
+  return profile;
+}
+
+ModelInfo describe(const nvinfer1::ICudaEngine& engine) {
+  ModelInfo model;
+  model.format = "engine, as TensorRT reads it";
+  for (int i = 0; i < engine.getNbIOTensors(); ++i) {
+    const char* name = engine.getIOTensorName(i);
+    if (name == nullptr) continue;
+    TensorInfo tensor;
+    tensor.name = name;
+    tensor.direction = engine.getTensorIOMode(name) == nvinfer1::TensorIOMode::kINPUT ? Direction::kInput
+                                                                                      : Direction::kOutput;
+    tensor.type = type_name(engine.getTensorDataType(name));
+    tensor.shape = to_shape(engine.getTensorShape(name));
+    model.tensors.push_back(tensor);
+  }
+  model.profiles.emplace();
+  for (int i = 0; i < engine.getNbOptimizationProfiles(); ++i) {
+    model.profiles->push_back(describe_profile(engine, i, model.tensors));
+  }
+  return model;
 }
 
 }  // namespace
 
-std::vector<TensorInfo> tensors_in_log(const std::string& log) {
-  static const std::regex kLine(
-      R"(TEST Tensor (.+): mode=(INPUT|OUTPUT), shape=\(([-0-9, ]*)\), dtype=(\w+))");
-  std::vector<TensorInfo> tensors;
-  std::istringstream stream(log);
-  for (std::string line; std::getline(stream, line);) {
-    std::smatch match;
-    if (!std::regex_search(line, match, kLine)) continue;
-    tensors.push_back({match[1], match[2] == "INPUT" ? Direction::kInput : Direction::kOutput, match[4],
-                       parse_shape(match[3])});
-  }
-  return tensors;
-}
-
 LoadedEngine load_engine(const std::filesystem::path& path) {
+  constexpr std::uintmax_t kMostBytes = std::uintmax_t{16} << 30;
+  const Bytes file = read_file(path, "engine", kMostBytes);
+  MessageCollector collector;  // outlives all that reports to it
   LoadedEngine loaded;
-  CapturedStreams streams;
-  try {
-    const Engine engine(path);
-  } catch (const EngineError& error) {
-    loaded.failure = error;
-  }
-  const std::string log = streams.text();
-  loaded.model.format = "neither ONNX nor a description; loaded as a TensorRT engine";
-  loaded.model.tensors = tensors_in_log(log);
-  loaded.model.tensors_complete = false;
-  loaded.board_errors = errors_in_log(log);
+  const auto runtime = owned(nvinfer1::createInferRuntime(collector));
+  const auto engine = runtime ? owned(runtime->deserializeCudaEngine(file.data(), file.size())) : nullptr;
+  if (engine) loaded.model = describe(*engine);
+  loaded.messages = collector.take();
   return loaded;
 }
 

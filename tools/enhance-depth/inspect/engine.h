@@ -1,4 +1,4 @@
-// Engines that only the board's own libraries understand: what the library logs while it loads them.
+// Engines as TensorRT itself describes them, through its run-time interface.
 #ifndef ENHANCE_DEPTH_TOOL_INSPECT_ENGINE_H
 #define ENHANCE_DEPTH_TOOL_INSPECT_ENGINE_H
 
@@ -8,22 +8,17 @@
 #include <vector>
 
 #include "inspect/model.h"
-#include "support/engine.h"
 
 namespace enhance_depth_tool {
 
 struct LoadedEngine {
-  ModelInfo model;                        // the tensors that the library looked at
-  std::vector<std::string> board_errors;  // what TensorRT said of it
-  std::optional<EngineError> failure;     // none: the library accepts the engine
+  std::optional<ModelInfo> model;     // none: TensorRT refuses the file
+  std::vector<std::string> messages;  // the errors that TensorRT reported, the first few, fit to be shown
 };
 
-// Has the library load an engine. Standard output and error are redirected meanwhile.
+// Has TensorRT deserialize the engine and asks it for tensors and profiles. Throws a UsageError when the file
+// cannot be read.
 LoadedEngine load_engine(const std::filesystem::path& path);
-
-// The tensors in a log: of lines such as "... TEST Tensor rgb: mode=INPUT, shape=(1, 3, -1, -1),
-// dtype=UINT8".
-std::vector<TensorInfo> tensors_in_log(const std::string& log);
 
 }  // namespace enhance_depth_tool
 

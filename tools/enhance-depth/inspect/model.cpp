@@ -1,5 +1,10 @@
 #include "inspect/model.h"
 
+#include <algorithm>
+#include <cstddef>
+
+#include "support/text.h"
+
 namespace enhance_depth_tool {
 
 const char* direction_name(Direction direction) {
@@ -7,11 +12,18 @@ const char* direction_name(Direction direction) {
 }
 
 std::string shape_text(const Shape& shape) {
+  constexpr std::size_t kMost = 16;  // twice what TensorRT can have
   std::string text;
-  for (const std::int64_t extent : shape) {
-    text += (text.empty() ? "" : ", ") + std::to_string(extent);
+  for (std::size_t i = 0; i < std::min(shape.size(), kMost); ++i) {
+    text += (i == 0 ? "" : ", ") + std::to_string(shape[i]);
   }
-  return "(" + text + ")";
+  return "(" + text + (shape.size() > kMost ? ", ...)" : ")");
+}
+
+std::string display_name(const std::string& name) {
+  constexpr std::size_t kLongest = 80;
+  if (name.size() <= kLongest) return printable(name);
+  return printable(name.substr(0, kLongest)) + "...";
 }
 
 }  // namespace enhance_depth_tool

@@ -10,16 +10,19 @@
 
 namespace enhance_depth_tool {
 
-// Extents; a negative one is dynamic.
+// Dimensions; a negative one is dynamic.
 using Shape = std::vector<std::int64_t>;
 
 enum class Direction { kInput, kOutput };
 
 struct TensorInfo {
-  std::string name;
+  std::string name;  // as in the file: printable() before it is shown
   Direction direction = Direction::kInput;
   std::string type;            // as TensorRT calls it, for example FLOAT
   std::optional<Shape> shape;  // none when the file does not say
+  // The operator that computes with this input in its own type; empty when the first thing that happens to it
+  // is a cast, and when the file does not say.
+  std::string used_uncast_by;
 };
 
 struct ShapeRange {
@@ -33,13 +36,15 @@ using ProfileInfo = std::map<std::string, ShapeRange>;
 struct ModelInfo {
   std::string format;  // for people, for example "ONNX model"
   std::vector<TensorInfo> tensors;
-  bool tensors_complete = true;  // false: there may be more tensors than those above
-  // None where the file has none or does not tell: those of an engine come with building it.
+  // None where the file has none: those of an engine come with building it.
   std::optional<std::vector<ProfileInfo>> profiles;
 };
 
 const char* direction_name(Direction direction);  // input, output
-std::string shape_text(const Shape& shape);       // (1, 3, -1, -1)
+std::string shape_text(const Shape& shape);       // (1, 3, -1, -1); of a very long one the beginning
+
+// A name as people can read it: control characters escaped, of a very long one the beginning.
+std::string display_name(const std::string& name);
 
 }  // namespace enhance_depth_tool
 

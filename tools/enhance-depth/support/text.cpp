@@ -1,5 +1,6 @@
 #include "support/text.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cmath>
@@ -8,6 +9,27 @@
 
 namespace enhance_depth_tool {
 namespace {
+
+// The bytes of the UTF-8 character at the beginning of `text`, which is not empty; 0 when there is none.
+std::size_t character_length(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const std::size_t length = byte(0) < 0x80                       ? 1
+                             : byte(0) >= 0xc2 && byte(0) <= 0xdf ? 2
+                             : byte(0) >= 0xe0 && byte(0) <= 0xef ? 3
+                             : byte(0) >= 0xf0 && byte(0) <= 0xf4 ? 4
+                                                                  : 0;
+  if (length > text.size()) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xc0U) != 0x80U) return 0;
+  }
+  return length;
+}
+
+// Of C0, DEL, and C1, which UTF-8 writes as 0xc2 0x80 to 0xc2 0x9f.
+bool is_control(std::string_view character) {
+  const auto first = static_cast<unsigned char>(character[0]);
+  return first < 0x20 || first == 0x7f || (first == 0xc2 && static_cast<unsigned char>(character[1]) < 0xa0);
+}
 
 std::string two_digits(std::int64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); }
 
@@ -40,6 +62,25 @@ std::string count(std::int64_t number, const char* what) {
 
 std::string image_size(std::int64_t width, std::int64_t height) {
   return std::to_string(width) + " x " + std::to_string(height);
+}
+
+std::string printable(std::string_view text) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t length = character_length(text);
+    const std::string_view character = text.substr(0, std::max<std::size_t>(length, 1));
+    if (length > 0 && !is_control(character)) {
+      result += character;
+    } else {
+      for (const char c : character) {
+        const auto byte = static_cast<unsigned char>(c);
+        result.append("\\x").append({kDigits[byte / 16], kDigits[byte % 16]});
+      }
+    }
+    text.remove_prefix(character.size());
+  }
+  return result;
 }
 
 std::string lower_case(std::string text) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace enhance_depth_tool {
 
@@ -14,6 +15,10 @@ std::string milliseconds(double value);                           // 12.3 ms
 std::string duration(double seconds);                             // 12.3 s, 4 min 05 s, 2 h 07 min
 std::string count(std::int64_t number, const char* what);         // 1 frame, 2 frames
 std::string image_size(std::int64_t width, std::int64_t height);  // 640 x 480
+
+// `text` without what a terminal or a log would act on: control characters and bytes that are no UTF-8 become
+// \xNN. For names and messages that come from files.
+std::string printable(std::string_view text);
 
 std::string lower_case(std::string text);  // ASCII letters only
 
