@@ -7,20 +7,11 @@ set -eu
 tests=$(cd "$(dirname "$0")/.." && pwd)
 build=$(cd "$1" && pwd)
 environment=$build/onnx-parity
-ready=$environment/requirements.txt
 log=$build/onnx-parity.log
 # shellcheck source=tests/support/package_index.sh
 . "$tests/support/package_index.sh"
 
-if ! cmp -s "$tests/emulator/requirements.txt" "$ready"; then
-  rm -rf "$environment"
-  python3 -m venv "$environment"
-  if ! "$environment/bin/python" -m pip --disable-pip-version-check install --quiet \
-    -r "$tests/emulator/requirements.txt" >"$log" 2>&1; then
-    skip_without_index "$log" "ONNX Runtime is not to be had"
-  fi
-  cp "$tests/emulator/requirements.txt" "$ready"
-fi
+python_environment "$environment" "$tests/emulator/requirements.txt" "ONNX Runtime is not to be had"
 
 # The board's log goes to standard error, line after line for every engine.
 export LD_LIBRARY_PATH="$build/emulator${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"

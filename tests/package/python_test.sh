@@ -1,6 +1,6 @@
 #!/bin/sh
 # Builds the Python package's wheel, installs it into a virtual environment and runs its tests from there, so that what
-# is tested is what a user gets. Needs python3-venv, python3-numpy, python3-pytest and python3-setuptools.
+# is tested is what a user gets. Needs python3-venv, python3-numpy, python3-pil, python3-pytest and python3-setuptools.
 # Usage: tests/package/python_test.sh BUILD_DIR   (a native build with the emulated board)
 set -eu
 source=$(cd "$(dirname "$0")/../.." && pwd)
@@ -25,4 +25,5 @@ assert importlib.resources.files("enhance_depth").joinpath("py.typed").is_file()
 licences = [file for file in importlib.metadata.files("enhance_depth") if file.name == "LICENSE"]
 assert licences and "Apache License" in licences[0].read_text(), licences
 CHECK
-"$scratch/venv/bin/python" -m pytest -q -p no:cacheprovider --rootdir "$source/python" "$source/python/tests"
+"$scratch/venv/bin/python" -m pytest -q -p no:cacheprovider --rootdir "$source/python" "$source/python/tests" \
+  --ignore "$source/python/tests/extras"

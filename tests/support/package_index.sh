@@ -12,3 +12,14 @@ skip_without_index() {
   cat "$1" >&2
   exit 1
 }
+
+# python_environment FOLDER REQUIREMENTS WHAT: makes a virtual environment with exactly the packages of the file, unless it
+# is there already, and none of the system's. Ends the test like skip_without_index where they cannot be had.
+python_environment() {
+  cmp -s "$2" "$1/requirements.txt" && return
+  rm -rf "$1"
+  python3 -m venv "$1"
+  "$1/bin/python" -m pip --disable-pip-version-check install --quiet --require-hashes -r "$2" >"$1.log" 2>&1 ||
+    skip_without_index "$1.log" "$3"
+  cp "$2" "$1/requirements.txt"
+}

@@ -1,0 +1,90 @@
+"""The subcommands, one module each: add_arguments() and run()."""
+
+from __future__ import annotations
+
+import argparse
+import importlib
+import os
+import sys
+from types import ModuleType
+
+from .._errors import Error, LibraryNotFoundError
+from .._library import version
+from .._version import __version__
+from ..support.errors import Interrupted, UserError, interruptible, printable
+
+_COMMANDS = {
+    "refine": "refine one frame",
+    "bag": "refine the depth in a ROS 1 or ROS 2 bag",
+}
+_ENGINE_REFUSED = 3
+
+
+def main(arguments: list[str] | None = None) -> int:
+    """Runs a command line; returns its exit status.
+
+    0: all went well. 1: something could not be refined or written, or the run was interrupted. 2: the command line, or a
+    file that it names, cannot be used. 3: the library refused the engine.
+    """
+    try:
+        with interruptible():
+            parser, commands = _parser()
+            options = parser.parse_args(arguments)
+            status: int = commands[options.command].run(options)
+            return status
+    except UserError as error:
+        return _complain(str(error), error.status)
+    except LibraryNotFoundError as error:
+        return _complain(str(error), _ENGINE_REFUSED)
+    except Error as error:
+        return _complain(f"the engine cannot be used: {error}", _ENGINE_REFUSED)
+    except Interrupted as signal:
+        return _complain(f"ended by {signal}", 1)
+    except BrokenPipeError:  # whoever read the output has seen enough
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return 1
+    except OSError as error:
+        return _complain(f"{error.filename or 'a file'}: {error.strerror or error}", 1)
+
+
+def add_engine_arguments(parser: argparse.ArgumentParser, required: bool = True) -> None:
+    """What every command needs to make an Engine."""
+    parser.add_argument("--engine", required=required, metavar="FILE", help="the engine")
+    parser.add_argument(
+        "--rgb-layout",
+        choices=("planar", "interleaved"),
+        default="planar",
+        help='how the engine wants its colour image: planar for a tensor "rgb" of four extents, the default, '
+        "interleaved for one of three",
+    )
+    parser.add_argument("--library", metavar="FILE", help="the library's file, if not the one that is found by itself")
+
+
+def _parser() -> tuple[argparse.ArgumentParser, dict[str, ModuleType]]:
+    parser = argparse.ArgumentParser(
+        prog="python -m enhance_depth",
+        description="Refines the depth images of RGB-D cameras with a TensorRT engine.",
+    )
+    parser.add_argument("--version", action=_Version)
+    subparsers = parser.add_subparsers(dest="command", required=True, metavar="COMMAND")
+    commands = {}
+    for name, summary in _COMMANDS.items():
+        module = importlib.import_module(f".{name}", __name__)
+        subparser = subparsers.add_parser(name, help=summary, description=module.__doc__)
+        module.add_arguments(subparser)
+        commands[name] = module
+    return parser, commands
+
+
+class _Version(argparse.Action):
+    def __init__(self, option_strings: list[str], dest: str) -> None:
+        super().__init__(option_strings, dest, nargs=0, help="print the versions of package and library")
+
+    def __call__(self, parser: argparse.ArgumentParser, *_: object) -> None:
+        print(f"enhance_depth {__version__}, library {version()}")
+        parser.exit()
+
+
+def _complain(text: str, status: int) -> int:
+    print("enhance_depth:", "\n".join(map(printable, text.split("\n"))), file=sys.stderr)
+    return status

@@ -1,0 +1,1 @@
+"""What all commands need: errors for users, output files, image files, progress."""

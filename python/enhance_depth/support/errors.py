@@ -1,0 +1,53 @@
+"""Failures that the user can do something about: they end a command with a sentence, never with a traceback."""
+
+from __future__ import annotations
+
+import contextlib
+import signal
+from types import FrameType
+from typing import Iterator
+
+
+class UserError(Exception):
+    """What is wrong, where, and what to do. `status` is the exit status of the command."""
+
+    def __init__(self, text: str, status: int = 2) -> None:
+        super().__init__(text)
+        self.status = status
+
+
+class Interrupted(BaseException):
+    """A signal asked the command to end. Not an Exception, so that nothing on the way takes it for a failed frame."""
+
+    def __init__(self, number: int) -> None:
+        super().__init__(signal.Signals(number).name)
+
+
+@contextlib.contextmanager
+def interruptible() -> Iterator[None]:
+    """Within, SIGINT, SIGTERM and SIGHUP raise Interrupted, so that partial output is removed on the way out."""
+
+    def interrupt(number: int, _frame: FrameType | None) -> None:
+        raise Interrupted(number)
+
+    numbers = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+    # A signal that whoever started the command ignores, as nohup does, stays ignored.
+    before = {number: signal.getsignal(number) for number in numbers}
+    taken = [number for number in numbers if before[number] is not signal.SIG_IGN]
+    for number in taken:
+        signal.signal(number, interrupt)
+    try:
+        yield
+    finally:
+        for number in taken:
+            signal.signal(number, before[number])
+
+
+def needed(package: str, extra: str) -> UserError:
+    """For a package that an optional part of this one needs and that is not installed."""
+    return UserError(f"this command needs the package {package}: pip install 'enhance_depth[{extra}]'")
+
+
+def printable(text: str) -> str:
+    """The text with what a terminal would take for commands written out: names of files and topics may hold anything."""
+    return "".join(letter if letter.isprintable() else letter.encode("unicode_escape").decode() for letter in text)

@@ -1,0 +1,79 @@
+"""Output that is either whole or not there."""
+
+from __future__ import annotations
+
+import contextlib
+import os
+import pathlib
+import shutil
+import tempfile
+from typing import Iterator
+
+from .errors import UserError
+
+
+@contextlib.contextmanager
+def whole_or_absent(target: pathlib.Path) -> Iterator[pathlib.Path]:
+    """Gives a path of the target's name in a new folder beside it; moves what was written there into place at the end.
+
+    The folder has a name of its own, so that neither another run nor any file that exists is in the way, and is removed
+    on every way out. The target, a file or a folder, must not exist: not at the start, nor at the end.
+    """
+    refuse_existing(target)
+    try:
+        folder = pathlib.Path(tempfile.mkdtemp(prefix=f".{target.name[:100]}.", suffix=".part", dir=target.parent))
+    except OSError as error:
+        raise UserError(f"cannot write beside {target}: {error.strerror}") from error
+    try:
+        part = folder / target.name
+        yield part
+        _flush(part)
+        _move(part, target)
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
+
+
+@contextlib.contextmanager
+def replacing(target: pathlib.Path) -> Iterator[pathlib.Path]:
+    """Like whole_or_absent() for a file that may replace an earlier one of its name."""
+    try:
+        number, name = tempfile.mkstemp(prefix=f".{target.name[:100]}.", suffix=".part", dir=target.parent)
+    except OSError as error:
+        raise UserError(f"cannot write {target}: {error.strerror}") from error
+    os.close(number)
+    part = pathlib.Path(name)
+    try:
+        yield part
+        _flush(part)
+        part.chmod(0o666 & ~_umask())
+        part.replace(target)
+    finally:
+        part.unlink(missing_ok=True)
+
+
+def refuse_existing(target: pathlib.Path) -> None:
+    if target.exists() or target.is_symlink():
+        raise UserError(f"{target} exists already; name another output, or remove it")
+
+
+def _flush(path: pathlib.Path) -> None:
+    for file in [path] if path.is_file() else [entry for entry in path.rglob("*") if entry.is_file()]:
+        with file.open("rb") as opened:
+            os.fsync(opened.fileno())
+
+
+def _move(part: pathlib.Path, target: pathlib.Path) -> None:
+    # Renaming a file would replace one that appeared meanwhile; a link does not.
+    try:
+        if part.is_dir():
+            part.rename(target)
+        else:
+            os.link(part, target)
+    except OSError as error:
+        raise UserError(f"{target} cannot be put in its place: {error.strerror}", status=1) from error
+
+
+def _umask() -> int:
+    current = os.umask(0)
+    os.umask(current)
+    return current

@@ -1,0 +1,105 @@
+"""The command line without extras."""
+
+from __future__ import annotations
+
+import os
+import pathlib
+
+import numpy as np
+import pytest
+from PIL import Image
+
+from enhance_depth.commands import main
+
+from conftest import MakeEngine
+
+RGB = np.random.default_rng(3).integers(0, 256, (12, 16, 3), np.uint8)
+DEPTH = np.random.default_rng(4).integers(0, 9000, (12, 16), np.uint16)
+
+
+@pytest.fixture
+def files(tmp_path: pathlib.Path) -> dict[str, str]:
+    """Images of each kind, by name."""
+    kept = {
+        "color.png": RGB,
+        "gray.png": RGB[:, :, 0],
+        "small.png": RGB[:4],
+        "depth.png": DEPTH,
+    }
+    for name, pixels in kept.items():
+        Image.fromarray(pixels).save(tmp_path / name)
+    (tmp_path / "cut.png").write_bytes((tmp_path / "color.png").read_bytes()[:200])
+    (tmp_path / "text.png").write_text("no image")
+    return {name: str(tmp_path / name) for name in [*kept, "cut.png", "text.png", "none.png", "out.png", "out.tiff"]}
+
+
+def refine(engine: pathlib.Path, files: dict[str, str], color: str, depth: str, *more: str) -> int:
+    options = ["--engine", str(engine), "--color", files[color], "--depth", files[depth], *more]
+    return main(["refine", *options])
+
+
+def test_a_frame_is_refined_from_files_to_files(make_engine: MakeEngine, files: dict[str, str]) -> None:
+    out = ["--output", files["out.png"], "--confidence", files["out.tiff"]]
+    for _ in range(2):  # the second time over the first result
+        assert refine(make_engine(), files, "color.png", "depth.png", *out) == 0
+    expected = np.minimum(RGB.astype(np.int64) @ np.array([1, 2, 4]) + DEPTH, 65535)
+    image = Image.open(files["out.png"])
+    np.testing.assert_array_equal(np.asarray(image), expected)
+    assert pathlib.Path(files["out.png"]).read_bytes()[24:26] == bytes([16, 0]), "16 bits, one channel"
+    np.testing.assert_allclose(np.asarray(Image.open(files["out.tiff"])), RGB[:, :, 2] / 255.0, rtol=1e-6)
+    modes = [pathlib.Path(files[name]).stat().st_mode for name in ("out.png", "text.png")]
+    assert modes[0] == modes[1], "others may read it as any other file"
+
+
+@pytest.mark.parametrize(
+    ("color", "depth", "output", "status", "sentence"),
+    [
+        ("none.png", "depth.png", "out.png", 2, "none.png cannot be read: No such file or directory"),
+        ("text.png", "depth.png", "out.png", 2, "text.png cannot be read: it is neither a PNG nor a JPEG"),
+        ("cut.png", "depth.png", "out.png", 2, "cut.png is damaged: "),
+        (
+            "depth.png",
+            "color.png",
+            "out.png",
+            2,
+            "depth.png has 16 bits a channel, not 8; are colour and depth swapped?",
+        ),
+        ("color.png", "gray.png", "out.png", 2, "gray.png is no PNG with one channel of 16 bits"),
+        ("small.png", "depth.png", "out.png", 2, "small.png has 16 x 4 pixels and"),
+        ("color.png", "depth.png", "depth.png", 2, "is the input"),
+    ],
+)
+def test_files_that_do_not_fit_are_refused(
+    make_engine: MakeEngine,
+    files: dict[str, str],
+    capsys: pytest.CaptureFixture[str],
+    color: str,
+    depth: str,
+    output: str,
+    status: int,
+    sentence: str,
+) -> None:
+    engine = make_engine()
+    before = sorted(os.listdir(engine.parent))
+    assert refine(engine, files, color, depth, "--output", files[output]) == status
+    error = capsys.readouterr().err
+    assert error.startswith("enhance_depth: ") and sentence in error
+    assert sorted(os.listdir(engine.parent)) == before
+
+
+def test_an_engine_that_is_refused_has_its_own_status(
+    make_engine: MakeEngine, files: dict[str, str], capsys: pytest.CaptureFixture[str]
+) -> None:
+    assert refine(make_engine("fail"), files, "color.png", "depth.png", "--output", files["out.png"]) == 3
+    assert "enhance_depth: the engine cannot be used: " in capsys.readouterr().err
+    assert refine(pathlib.Path("a\x1b[2Jb"), files, "color.png", "depth.png", "--output", files["out.png"]) == 3
+    assert "a\\x1b[2Jb" in capsys.readouterr().err
+    out = ["--output", files["out.png"], "--confidence", files["out.tiff"]]
+    assert refine(make_engine(confidence=False), files, "color.png", "depth.png", *out) == 2
+    assert "delivers no confidence; leave out --confidence" in capsys.readouterr().err
+
+
+def test_versions_are_told(capsys: pytest.CaptureFixture[str]) -> None:
+    with pytest.raises(SystemExit, match="0"):
+        main(["--version"])
+    assert "library 0." in capsys.readouterr().out
