@@ -18,7 +18,6 @@
 #include "measure.h"
 #include "places.h"
 #include "scalar_conversion.h"
-#include "sse_conversion.h"
 #include "test_images.h"
 
 namespace enhance_depth_bench {
@@ -84,7 +83,6 @@ struct DepthToFloat {
   static constexpr int kOpenCvDestination = CV_32FC1;
   static constexpr Loop<Source, Destination> kLibrary = enhance_depth::convert_depth_u16_to_f32_neon;
   static constexpr Loop<Source, Destination> kScalar = scalar_depth_to_float;
-  static Loop<Source, Destination> sse() { return sse_loops().depth_to_float; }
 
   static std::vector<Source> make(std::size_t count, Values values) { return make_depth(count, values); }
   static Destination expected(Source value) { return value; }
@@ -99,7 +97,6 @@ struct PredictionToDepth {
   static constexpr int kOpenCvDestination = CV_16UC1;
   static constexpr Loop<Source, Destination> kLibrary = enhance_depth::convert_pred_f32_to_u16_neon;
   static constexpr Loop<Source, Destination> kScalar = scalar_prediction_to_depth;
-  static Loop<Source, Destination> sse() { return sse_loops().prediction_to_depth; }
 
   static std::vector<Source> make(std::size_t count, Values values) { return make_prediction(count, values); }
   static Destination expected(Source value) {
@@ -205,9 +202,6 @@ void register_variants(ImageSize size, Caches caches, Values values) {
   add_variant("library", Conversion::kLibrary, Conversion::expected);
   add_variant("scalar", Conversion::kScalar, Conversion::expected);
   add_variant("opencv", opencv<Conversion>, Conversion::expected_of_opencv);
-  if (Conversion::sse() != nullptr) {
-    add_variant("sse", Conversion::sse(), Conversion::expected);
-  }
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include "emulated_board/control.h"
 #include "enhance_depth.h"
 #include "frame_bench.h"
-#include "tool_bench.h"
 
 int main(int argc, char** argv) {
   // Everything measured runs on the calling thread.
@@ -22,7 +21,6 @@ int main(int argc, char** argv) {
   enhance_depth_bench::register_conversions();
   enhance_depth_bench::register_frames();
   enhance_depth_bench::register_setup();
-  enhance_depth_bench::register_tool_stages();
 
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {

@@ -2,7 +2,7 @@
 # Reads from the installed library what it promises: its symbols, what it needs, and how it is hardened. Works on the
 # library of any processor.
 #
-#   binary_checks.sh BUILD_FOLDER [OBJDUMP]
+#   binary_checks.sh BUILD_FOLDER [OBJDUMP [COMPILER]]
 set -uo pipefail
 
 directory=$(mktemp -d)
@@ -12,6 +12,7 @@ library=$(find "$directory" -name 'libenhance_depth.so.*.*' -type f)
 [[ -f $library ]] || { echo "binary_checks: $1 installs no library" >&2; exit 1; }
 
 objdump=${2:-objdump}
+compiler=${3:-c++}
 failures=0
 fail() {
   echo "FAILED: $*"
@@ -79,13 +80,28 @@ grep -q TEXTREL <<<"$dynamic" && fail "text relocations"
 grep -Eq 'RPATH|RUNPATH' <<<"$dynamic" && fail "a search path in the library"
 grep -qx __stack_chk_fail <<<"$imported" || fail "no stack protector"
 grep -v __stack_chk_fail <<<"$imported" | grep -q '^__.*_chk$' || fail "no fortified function (_FORTIFY_SOURCE)"
-# Branch protection: indirect calls land on a marked instruction. The C library's start files may be without it, and
-# with them the library's note, so the code is asked.
+# Control-flow protection: indirect calls land on a marked instruction, and the file says so in a note that the linker
+# writes if every object has it. A distribution's start files may be without it; then the note is asked of our objects.
 case $machine in
-  *AArch64*) landing='paciasp|bti' ;;
-  *X86-64*) landing='endbr64' ;;
-  *) landing='' ;;
+  *AArch64*) landing='paciasp|bti' note='BTI, PAC' ;;
+  *X86-64*) landing='endbr64' note='IBT, SHSTK' ;;
+  *) landing='' note='' ;;
 esac
+has_note() { readelf -nW "$1" 2>/dev/null | grep -q "feature: .*$note"; }
+unmarked_start_files=
+for name in crti.o crtbeginS.o crtendS.o crtn.o; do
+  has_note "$("$compiler" -print-file-name="$name")" || unmarked_start_files+=" $name"
+done
+if [[ -z $unmarked_start_files ]]; then
+  has_note "$library" || fail "no note of control-flow protection ($note)"
+else
+  echo "binary_checks: no note of control-flow protection ($note): the start files of this system lack it:$unmarked_start_files"
+fi
+objects=$(find "$1/src" -path '*enhance_depth_objects.dir*' -name '*.o')
+[[ -n $objects ]] || fail "no objects of the library in $1/src"
+for object in $objects; do
+  has_note "$object" || fail "no note of control-flow protection ($note) in $object"
+done
 for function in $exported; do
   first=$("$objdump" -d --no-show-raw-insn --disassemble="$function" "$library" | grep -A 1 "<$function.*>:" | tail -n 1)
   grep -Eq "$landing" <<<"$first" || fail "$function starts with \"$first\": no branch protection"

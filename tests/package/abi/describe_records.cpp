@@ -1,1 +1,0 @@
-#include "describe_records.c"
