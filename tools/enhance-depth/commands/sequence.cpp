@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "commands/options.h"
+#include "commands/recording_options.h"
 #include "commands/subcommands.h"
 #include "image/video_file.h"
 #include "sequence/folder_lock.h"
@@ -36,10 +37,7 @@ namespace fs = std::filesystem;
 
 struct SequenceOptions {
   EngineOptions engine;
-  fs::path input;
-  std::string color;
-  std::string depth;
-  double max_difference = 0.02;
+  RecordingOptions recording;
   fs::path output;
   bool confidence = false;
   bool preview = false;
@@ -49,16 +47,6 @@ struct SequenceOptions {
   DepthScale scale;
   fs::path json;
 };
-
-Recording find_recording(const SequenceOptions& options) {
-  if (!options.input.empty()) {
-    return open_recording(options.input, options.max_difference);
-  }
-  if (options.color.empty() || options.depth.empty()) {
-    throw UsageError("No recording is named. Give its folder, or its images with --color and --depth.");
-  }
-  return open_recording(options.color, options.depth);
-}
 
 // Throws a UsageError when the recording or the engine would be overwritten. Writes nothing.
 void check_outputs(const SequenceOptions& options, const Recording& recording, const SequenceOutput& output) {
@@ -135,7 +123,7 @@ void report(const RunSummary& summary, const SequenceOptions& options) {
 }
 
 int refine_sequence(const SequenceOptions& options) {
-  const Recording recording = find_recording(options);
+  const Recording recording = open_recording(options.recording);
   const SequenceOutput output(options.output, options.confidence, options.preview);
   check_outputs(options, recording, output);
   Engine engine(options.engine.engine);
@@ -144,8 +132,9 @@ int refine_sequence(const SequenceOptions& options) {
     engine.require_confidence(engine.process(Bytes(3 * depth.total()), depth));
   }
   // Of the folder and the places of its images only one was given.
-  const RunOrigin origin(options.engine, options.input / options.color, options.input / options.depth,
-                         options.scale, options.max_difference);
+  const RunOrigin origin(options.engine, options.recording.input / options.recording.color,
+                         options.recording.input / options.recording.depth, options.scale,
+                         options.recording.max_difference);
   const FolderLock lock = output.lock();
   output.check_earlier_results(origin, options.resume);
   output.create_folders();
@@ -210,27 +199,8 @@ int refine_sequence(const SequenceOptions& options) {
 Action add_sequence(CLI::App& app) {
   const auto options = std::make_shared<SequenceOptions>();
   add_engine_options(app, options->engine);
-  CLI::Option* input =
-      app.add_option("INPUT", options->input,
-                     "Recording: a folder with rgb.txt and depth.txt (TUM layout), or with the "
-                     "folders color (or rgb) and depth")
-          ->type_name("");
-  CLI::Option* color =
-      app.add_option("-c,--color", options->color, "Colour images: a folder, or a pattern in quotes")
-          ->type_name("PLACE")
-          ->excludes(input);
-  CLI::Option* depth =
-      app.add_option("-d,--depth", options->depth, "Depth images: a folder, or a pattern in quotes")
-          ->type_name("PLACE")
-          ->excludes(input);
-  color->needs(depth);
-  depth->needs(color);
+  add_recording_options(app, options->recording);
   app.add_option("-o,--output", options->output, "Folder for the results")->required()->type_name("DIR");
-  app.add_option("--max-difference", options->max_difference,
-                 "Largest difference of the time stamps of a pair, in seconds")
-      ->check(finite_in(0.0, 1e9))
-      ->type_name("SECONDS")
-      ->capture_default_str();
   app.add_flag("--confidence", options->confidence, "Write the confidence too, as 32-bit float TIFF");
   app.add_flag("--preview", options->preview, "Write a preview picture of every frame too");
   CLI::Option* video =
