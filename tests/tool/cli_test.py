@@ -464,6 +464,52 @@ class BenchTest(Case):
         self.expect_failure(large, 1, "(code 26)")
 
 
+class EvaluateTest(Case):
+    def setUp(self):
+        super().setUp()
+        for name in ("1", "2"):
+            self.write(f"rec/color/{name}.png", color_png(256, 192))
+            self.write(f"rec/depth/{name}.png", depth_png(256, 192))
+
+    def evaluate(self, *arguments):
+        return self.run_tool("evaluate", "--engine", ENGINE, "rec", *arguments)
+
+    def test_hides_pixels_and_measures_what_the_engine_makes_of_them(self):
+        result = self.evaluate("--engine", ENGINE, "--seed", 3, "--json", "e.json", "--csv", "e.csv", "--plot", "p.png",
+                               "--sheet", "s.png")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("Evaluated 2 frames, truth by hiding with seed 3", result.stdout)
+        run = json.loads((self.folder / "e.json").read_text())
+        first, second = (engine["figures"] for engine in run["engines"])
+        self.assertEqual(first["hidden"], second["hidden"])
+        self.assertLess(first["hidden"]["relative error [%]"], 3)  # the wall is smooth
+        self.assertGreater(first["hidden"]["filled [%]"], 50)
+        self.assertIn("hidden,relative error [%],", (self.folder / "e.csv").read_text())
+        for picture in ("p.png", "s.png"):
+            self.assertEqual((self.folder / picture).read_bytes()[:4], b"\x89PNG")
+
+    def test_compares_with_an_earlier_run(self):
+        self.assertEqual(self.evaluate("--json", "e.json").returncode, 0)
+        self.assertIn("All figures are within 1 %", self.evaluate("--compare", "e.json").stdout)
+        run = json.loads((self.folder / "e.json").read_text())
+        run["engines"][0]["figures"]["visible"]["change [mm]"] *= 1.5
+        self.write("e.json", json.dumps(run).encode())
+        differs = self.evaluate("--compare", "e.json")
+        self.assertEqual(differs.returncode, 1)
+        self.assertIn("visible, change [mm]", differs.stdout)
+        self.expect_failure(self.evaluate("--compare", "rec/color/1.png"), 2, "not written by evaluate")
+
+    def test_takes_a_given_truth(self):
+        self.write("truth/2.png", depth_png(256, 192, offset=10))
+        result = self.evaluate("--truth", "truth", "--json", "e.json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("Evaluated 1 frame, truth from truth", result.stdout)
+        figures = json.loads((self.folder / "e.json").read_text())["engines"][0]["figures"]["visible"]
+        self.assertAlmostEqual(figures["mean absolute error [mm]"], 10, delta=1)
+        self.write("truth/2.png", depth_png(64, 48))
+        self.expect_failure(self.evaluate("--truth", "truth"), 2, "truth/2.png", "rec/depth/2.png")
+
+
 class InspectTest(Case):
     def test_reads_no_more_of_a_large_file_than_it_needs(self):
         os.truncate(self.write("large.onnx", b"ftrt\0"), 3 << 30)

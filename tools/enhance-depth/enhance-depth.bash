@@ -20,7 +20,7 @@ _enhance_depth() {
   local options='--help' files=''
   case $subcommand in
     '')
-      mapfile -t COMPREPLY < <(compgen -W 'refine sequence bench inspect --help --version' -- "$current")
+      mapfile -t COMPREPLY < <(compgen -W 'refine sequence bench evaluate inspect --help --version' -- "$current")
       return
       ;;
     refine)
@@ -33,6 +33,11 @@ _enhance_depth() {
       ;;
     bench)
       options+=' --engine --rgb-layout --size --frames --warm-up --json'
+      ;;
+    evaluate)
+      options+=' --engine --color --depth --max-difference --truth --seed --depth-scale --json --csv --plot --sheet
+        --sheet-rows --compare --tolerance'
+      files=folders  # the recording
       ;;
     inspect)
       options+=' --json'
@@ -54,11 +59,12 @@ _enhance_depth() {
       mapfile -t COMPREPLY < <(compgen -W '1000 5000' -- "$current")
       return
       ;;
-    *:--max-difference | *:--frames | *:-n | *:--warm-up) return ;;
-    sequence:--output | sequence:-o | sequence:--color | sequence:-c | sequence:--depth | sequence:-d) files=folders ;;
+    *:--max-difference | *:--frames | *:-n | *:--warm-up | *:--seed | *:--sheet-rows | *:--tolerance) return ;;
+    sequence:--output | sequence:-o | sequence:--color | sequence:-c | sequence:--depth | sequence:-d | \
+      evaluate:--color | evaluate:-c | evaluate:--depth | evaluate:-d | evaluate:--truth) files=folders ;;
     sequence:--confidence | sequence:--preview) ;;
     *:--engine | *:-e | *:--color | *:-c | *:--depth | *:-d | *:--output | *:-o | *:--confidence | *:--preview | \
-      *:--video | *:--json) files=all ;;
+      *:--video | *:--json | *:--csv | *:--plot | *:--sheet | *:--compare) files=all ;;
   esac
 
   if [[ $current == -* ]]; then

@@ -38,6 +38,8 @@ constexpr Subcommand kSubcommands[] = {
      add_sequence},
     {"bench", "Measure how long the network and the library take",
      "enhance-depth bench --engine model.engine --size 1280x720 --frames 300", add_bench},
+    {"evaluate", "Measure how good the results of engines are",
+     "enhance-depth evaluate --engine a.engine --engine b.engine recording", add_evaluate},
     {"inspect", "Check whether an ONNX model or an engine fits", "enhance-depth inspect reference.onnx",
      add_inspect},
 };

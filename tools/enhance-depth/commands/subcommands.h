@@ -16,6 +16,7 @@ using Action = std::function<int()>;
 Action add_refine(CLI::App& app);
 Action add_sequence(CLI::App& app);
 Action add_bench(CLI::App& app);
+Action add_evaluate(CLI::App& app);
 Action add_inspect(CLI::App& app);
 
 }  // namespace enhance_depth_tool
