@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs the tests of the Python package's extras with the packages that they need: bags (rosbags, mcap). The environment
+# Runs the tests of the Python package's extras with the packages that they need: bags (rosbags, mcap) and clusters (ray). The environment
 # stays below the build folder. Needs python3-venv with Python 3.11 or later, and a package index the first time; where
 # none can be reached it says so and exits with 77, which counts as skipped; not with CI=true.
 # Usage: tests/package/python_extras_test.sh BUILD_DIR   (a native build with the emulated board and the tool)
@@ -10,7 +10,7 @@ build=$(cd "$1" && pwd)
 . "$source/tests/support/package_index.sh"
 
 environment=$build/python-extras
-python_environment "$environment" "$source/python/tests/extras/requirements.txt" "rosbags is not to be had"
+python_environment "$environment" "$source/python/tests/extras/requirements.txt" "rosbags and Ray are not to be had"
 
 export PYTHONPATH="$source/python" PYTHONDONTWRITEBYTECODE=1
 export LD_LIBRARY_PATH="$build/emulator${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"

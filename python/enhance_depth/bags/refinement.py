@@ -13,7 +13,8 @@ from rosbags.interfaces import Connection
 from .._engine import Engine
 from ..support.errors import UserError
 from ..support.output import whole_or_absent
-from . import messages, pairing, topics
+from ..support.pairing import pair
+from . import messages, topics
 from .registration import Camera, Registration
 from .storage import Bag, BagWriter, check_target
 from .topics import ImageTopic
@@ -91,7 +92,7 @@ class _Index:
         self.stamps_missing = not any(stamps[color.name]) or not any(stamps[depth.name])
         if self.stamps_missing:
             stamps = self.log_times
-        self.color_of = pairing.pair(stamps[depth.name], stamps[color.name], max_difference)
+        self.color_of = pair(stamps[depth.name], stamps[color.name], max_difference)
         self.depth_of = {color_index: depth_index for depth_index, color_index in self.color_of.items()}
         if not self.color_of:
             raise UserError(

@@ -16,6 +16,7 @@ from ..support.errors import Interrupted, UserError, interruptible, printable
 _COMMANDS = {
     "refine": "refine one frame",
     "bag": "refine the depth in a ROS 1 or ROS 2 bag",
+    "dataset": "refine many recordings, on one machine or a Ray cluster",
 }
 _ENGINE_REFUSED = 3
 

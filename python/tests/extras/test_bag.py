@@ -19,8 +19,9 @@ from rosbags.highlevel import AnyReader
 from rosbags.typesys import Stores, get_typestore
 
 import enhance_depth
-from enhance_depth.bags import messages, pairing, refinement
+from enhance_depth.bags import messages, refinement
 from enhance_depth.commands import main
+from enhance_depth.support.pairing import pair
 
 from bag_maker import COLOR, DEPTH, FRAME, START, STEP, BagMaker, Form
 
@@ -183,9 +184,9 @@ def test_pairs_are_found_by_stamp_wherever_they_are_in_the_bag(
 
 
 def test_each_image_has_the_nearest_partner_and_no_other() -> None:
-    assert pairing.pair([10, 20, 30], [19, 12, 50], 15) == {1: 0, 0: 1}
-    assert pairing.pair([10, 20], [15], 5) == {0: 0}
-    assert pairing.pair([10, 20], [15], 4) == {}
+    assert pair([10, 20, 30], [19, 12, 50], 15) == {1: 0, 0: 1}
+    assert pair([10, 20], [15], 5) == {0: 0}
+    assert pair([10, 20], [15], 4) == {}
 
 
 def test_images_without_stamps_are_paired_by_the_time_of_recording(

@@ -1,0 +1,109 @@
+"""Shares recordings among workers: this process alone, or the actors of a Ray cluster."""
+
+from __future__ import annotations
+
+import collections
+import importlib
+import os
+import socket
+from typing import Any, Iterator, Sequence
+
+from .._engine import Engine
+from .._errors import Error, LibraryNotFoundError
+from ..support.errors import UserError, needed
+from .recordings import Recording
+from .refinement import Outcome, Settings, refine_recording
+
+_ATTEMPTS = 3
+"""How often a recording may be under way when its worker ends, before it is held to be the reason."""
+
+
+class Worker:
+    """Refines one recording after another with one engine, which it loads when it first needs it."""
+
+    def __init__(self, settings: Settings) -> None:
+        self._settings = settings
+        self._engine: Engine | None = None
+
+    def refine(self, recording: Recording) -> Outcome:
+        try:
+            return refine_recording(recording, self._settings, self._load)
+        except (Error, LibraryNotFoundError) as error:
+            self._engine = None  # a device error may have spoilt it
+            return Outcome(recording.name, failures=[f"the engine cannot be used: {error}"])
+
+    def _load(self) -> Engine:
+        if self._engine is None:
+            settings = self._settings
+            self._engine = Engine(settings.engine, rgb_layout=settings.rgb_layout, library=settings.library)
+        return self._engine
+
+
+def refine_here(recordings: Sequence[Recording], settings: Settings) -> Iterator[Outcome]:
+    """In this process."""
+    worker = Worker(settings)
+    yield from map(worker.refine, recordings)
+
+
+def refine_on_ray(
+    recordings: Sequence[Recording], settings: Settings, workers: int | None, address: str | None
+) -> Iterator[Outcome]:
+    """On the cluster at `address`, or on one that is started here for the time being.
+
+    `workers` is by default as many as there are GPUs, each of which then has one to itself, or 1 without any. A recording
+    whose worker ends, with its machine or alone, is given to another, which goes on with what is there of it.
+    """
+    try:
+        ray: Any = importlib.import_module("ray")
+    except ImportError as error:
+        raise needed("ray", "ray") from error
+    _start(ray, address, workers)
+    try:
+        gpus = int(ray.cluster_resources().get("GPU", 0))
+        count = min(workers or gpus or 1, len(recordings))
+        # With more workers than GPUs they share them.
+        share = min(1.0, gpus / count) if gpus else 0.0
+        actor = ray.remote(num_cpus=1, num_gpus=share, max_restarts=-1)(Worker)
+        yield from _share(ray, [actor.remote(settings) for _ in range(count)], recordings)
+    finally:
+        ray.shutdown()
+
+
+def _start(ray: Any, address: str | None, workers: int | None) -> None:
+    host, _, port = (address or "").rpartition(":")
+    if host and port.isdigit() and "/" not in host:  # Ray itself asks for minutes where nothing listens
+        try:
+            socket.create_connection((host, int(port)), timeout=10).close()
+        except OSError as error:
+            raise UserError(f"the Ray cluster at {address} cannot be joined: {error.strerror or error}", 1) from error
+    # Nobody asked for reports on the use of a cluster to be sent anywhere.
+    os.environ.setdefault("RAY_USAGE_STATS_ENABLED", "0")
+    try:
+        if address:
+            ray.init(address=address, logging_level="ERROR", log_to_driver=False)
+        else:
+            ray.init(num_cpus=workers, include_dashboard=False, logging_level="ERROR", log_to_driver=False)
+    except (ConnectionError, RuntimeError, ValueError) as error:
+        where = f"the Ray cluster at {address} cannot be joined" if address else "Ray cannot be started here"
+        raise UserError(f"{where}: {str(error).splitlines()[0]}", status=1) from error
+
+
+def _share(ray: Any, idle: list[Any], recordings: Sequence[Recording]) -> Iterator[Outcome]:
+    waiting = collections.deque((recording, 1) for recording in recordings)
+    running: dict[Any, tuple[Any, Recording, int]] = {}
+    while waiting or running:
+        while waiting and idle:
+            recording, attempt = waiting.popleft()
+            worker = idle.pop()
+            running[worker.refine.remote(recording)] = (worker, recording, attempt)
+        (done,), _ = ray.wait(list(running))
+        worker, recording, attempt = running.pop(done)
+        idle.append(worker)  # Ray starts one that ended again, on another machine if need be
+        try:
+            yield ray.get(done)
+        except ray.exceptions.RayActorError as error:
+            if attempt < _ATTEMPTS:
+                waiting.append((recording, attempt + 1))
+            else:
+                reason = str(error).splitlines()[0]
+                yield Outcome(recording.name, failures=[f"its worker ended {_ATTEMPTS} times: {reason}"])

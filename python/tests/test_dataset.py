@@ -1,0 +1,221 @@
+"""Many recordings, in one process."""
+
+from __future__ import annotations
+
+import os
+import pathlib
+import shutil
+from typing import Any
+
+import numpy as np
+import pytest
+from PIL import Image
+
+from enhance_depth.commands import main
+from enhance_depth.datasets import pool
+from enhance_depth.datasets.recordings import Recording, find_recordings, frames_of
+from enhance_depth.datasets.refinement import Settings
+
+from conftest import MakeEngine
+
+SIZE = (6, 8)
+
+
+def write_image(path: pathlib.Path, seed: int) -> np.ndarray:
+    path.parent.mkdir(parents=True, exist_ok=True)
+    random = np.random.default_rng(seed)
+    is_color = path.parent.name != "depth"
+    pixels = random.integers(0, 256, (*SIZE, 3), np.uint8) if is_color else random.integers(1, 9000, SIZE, np.uint16)
+    Image.fromarray(pixels).save(path)
+    return pixels
+
+
+@pytest.fixture
+def root(tmp_path: pathlib.Path) -> pathlib.Path:
+    """Recordings of each layout: paired by name, by order, by stamp."""
+    root = tmp_path / "recordings"
+    for name in ("a", "b", "d"):
+        write_image(root / "named" / "rgb" / f"{name}.png", ord(name))
+    for name in ("b", "c", "d"):
+        write_image(root / "named" / "depth" / f"{name}.png", ord(name))
+    for order, name in enumerate(("2", "10")):
+        write_image(root / "deep" / "ordered" / "color" / f"c{name}.png", order)
+        write_image(root / "deep" / "ordered" / "depth" / f"d{name}.png", order)
+    for number in range(3):
+        write_image(root / "tum" / "rgb" / f"{number}.png", number)
+        write_image(root / "tum" / "depth" / f"{number}.png", number)
+    (root / "tum" / "rgb.txt").write_text("# colour\n1.5 rgb/0.png\n2.501 rgb/1.png\n9 rgb/2.png\n")
+    (root / "tum" / "depth.txt").write_text("# depth\n1.49 depth/1.png\n2.5 depth/0.png\n3.0 depth/2.png\n")
+    write_image(root / ".hidden" / "color" / "0.png", 0)
+    write_image(root / ".hidden" / "depth" / "0.png", 0)
+    return root
+
+
+def run(*arguments: object) -> int:
+    return main(["dataset", *map(str, arguments), "--workers", "0"])
+
+
+def test_recordings_are_found_and_their_images_paired(root: pathlib.Path) -> None:
+    pairs = {
+        recording.name: [(frame.color.name, frame.depth.name) for frame in frames_of(recording, 0.02)]
+        for recording in find_recordings(root)
+    }
+    assert pairs == {
+        "deep/ordered": [("c2.png", "d2.png"), ("c10.png", "d10.png")],
+        "named": [("b.png", "b.png"), ("d.png", "d.png")],
+        "tum": [("0.png", "1.png"), ("1.png", "0.png")],
+    }
+
+
+def test_each_recording_gets_its_results(make_engine: MakeEngine, root: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    out = tmp_path / "out"
+    assert run(root, out, "--engine", make_engine(), "--confidence") == 0
+    files = {path.relative_to(out).as_posix() for path in out.rglob("*") if path.is_file()}
+    frames = {"deep/ordered": ["d2", "d10"], "named": ["b", "d"], "tum": ["0", "1"]}
+    expected = {f"{name}/depth/{frame}.png" for name in frames for frame in frames[name]}
+    expected |= {f"{name}/confidence/{frame}.tiff" for name in frames for frame in frames[name]}
+    assert files == expected | {f"{name}/run.json" for name in frames} | {"tum/rgb.txt", "tum/depth.txt"}
+    assert (out / "tum" / "depth.txt").read_text() == "1.49 depth/1.png\n2.5 depth/0.png\n"
+    assert (out / "tum" / "rgb.txt").read_text() == f"1.5 {root}/tum/rgb/0.png\n2.501 {root}/tum/rgb/1.png\n"
+    color = np.asarray(Image.open(root / "tum" / "rgb" / "0.png")).astype(np.int64)
+    depth = np.asarray(Image.open(root / "tum" / "depth" / "1.png"))
+    refined = np.asarray(Image.open(out / "tum" / "depth" / "1.png"))
+    np.testing.assert_array_equal(refined, np.minimum(color @ np.array([1, 2, 4]) + depth, 65535))
+
+
+def test_what_is_done_is_not_done_again_and_the_rest_is_made_up_for(
+    make_engine: MakeEngine, root: pathlib.Path, tmp_path: pathlib.Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    out, engine = tmp_path / "out", make_engine()
+    good = (root / "named" / "rgb" / "d.png").read_bytes()
+    write_image(root / "named" / "rgb" / "d.png", 0)
+    (root / "named" / "rgb" / "d.png").write_bytes(good[:60])
+    assert run(root, out, "--engine", engine) == 1
+    said = capsys.readouterr()
+    assert "named: " in said.err and "d.png is damaged" in said.err
+    assert "Refined 2 of 3 recordings" in said.out and "failed        1 recordings" in said.out
+    assert not (out / "named").exists()
+    kept = {path: path.stat() for path in out.rglob("*.png")}
+    assert len(kept) == 5
+
+    # Other images are not the same recording; the very same ones are.
+    (root / "named" / "rgb" / "d.png").write_bytes(good)
+    assert run(root, out, "--engine", engine) == 1
+    assert "was made with another images; name another output" in capsys.readouterr().err
+    shutil.rmtree(out / ".named.partial")
+    assert run(root, out, "--engine", engine) == 0
+    assert "done before   2 recordings, 4 frames" in capsys.readouterr().out
+    for path, before in kept.items():
+        if ".named.partial" not in path.parts:
+            assert (path.stat().st_ino, path.stat().st_mtime_ns) == (before.st_ino, before.st_mtime_ns)
+
+    other = tmp_path / "other.engine.toml"
+    other.write_text(engine.read_text() + "# another\n")
+    assert run(root, out, "--engine", other) == 1
+    assert capsys.readouterr().err.count("was made with another engine") == 3
+
+
+def test_a_recording_goes_on_where_it_ended(
+    make_engine: MakeEngine, root: pathlib.Path, tmp_path: pathlib.Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    out, engine = tmp_path / "out", make_engine()
+    assert run(root, out, "--engine", engine) == 0
+    (out / "named").rename(out / ".named.partial")
+    (out / ".named.partial" / "depth" / "d.png").unlink()
+    left = (out / ".named.partial" / "depth" / "b.png").stat()
+    assert run(root, out, "--engine", engine) == 0
+    assert "done before   2 recordings, 5 frames" in (said := capsys.readouterr().out) and "frames        1, " in said
+    assert sorted(os.listdir(out / "named" / "depth")) == ["b.png", "d.png"]
+    assert (out / "named" / "depth" / "b.png").stat().st_mtime_ns == left.st_mtime_ns
+    assert not list(out.rglob(".*"))
+
+
+@pytest.mark.parametrize(
+    ("arguments", "sentence"),
+    [
+        (["{root}", "{root}/out"], "the results would be among the recordings"),
+        (["{root}/none", "{out}"], "none is no folder"),
+        (["{root}/tum/rgb", "{out}"], "holds no recordings"),
+        (["{root}", "{out}", "--engine", "none"], "the engine none cannot be read: No such file"),
+        (["{root}", "{out}", "--max-difference", "nan"], "--max-difference is nan"),
+        (["{root}", "{out}", "--address", "auto"], "give one of them"),
+    ],
+)
+def test_what_cannot_be_done_is_refused(
+    make_engine: MakeEngine,
+    root: pathlib.Path,
+    tmp_path: pathlib.Path,
+    capsys: pytest.CaptureFixture[str],
+    arguments: list[str],
+    sentence: str,
+) -> None:
+    given = [argument.format(root=root, out=tmp_path / "out") for argument in arguments]
+    assert run("--engine", make_engine(), *given) == 2
+    assert sentence in capsys.readouterr().err
+    assert not (tmp_path / "out").exists()
+
+
+def test_recordings_that_cannot_be_paired_or_used_fail_alone(
+    make_engine: MakeEngine, root: pathlib.Path, tmp_path: pathlib.Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    out = tmp_path / "out"
+    write_image(root / "deep" / "ordered" / "depth" / "d11.png", 5)
+    (root / "tum" / "rgb.txt").write_text("now rgb/0.png\n")
+    (out / "named").mkdir(parents=True)
+    assert run(root, out, "--engine", make_engine()) == 1
+    errors = capsys.readouterr().err
+    assert "deep/ordered: " in errors and "has 2 colour and 3 depth images, no two of one name" in errors
+    assert "tum: " in errors and "rgb.txt:1 is no time stamp and file name: 'now rgb/0.png'" in errors
+    assert "named is there and no result of an earlier run" in errors
+
+
+def test_an_engine_that_is_refused_fails_each_recording(
+    make_engine: MakeEngine, root: pathlib.Path, tmp_path: pathlib.Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    assert run(root, tmp_path / "out", "--engine", make_engine("fail")) == 1
+    assert capsys.readouterr().err.count("the engine cannot be used") == 3
+
+
+class FakeRay:
+    """A cluster whose workers end whenever they are given the recording "bad"."""
+
+    class exceptions:
+        class RayActorError(Exception):
+            pass
+
+    def wait(self, running: list[Any]) -> tuple[list[Any], list[Any]]:
+        return running[:1], running[1:]
+
+    def get(self, task: "tuple[str, object]") -> str:
+        if task[0] == "bad":
+            raise self.exceptions.RayActorError("killed\nby someone")
+        return task[0]
+
+
+def test_a_recording_that_ends_its_worker_again_and_again_is_given_up(tmp_path: pathlib.Path) -> None:
+    class FakeWorker:
+        class refine:
+            @staticmethod
+            def remote(recording: Recording) -> "tuple[str, object]":
+                given.append(recording.name)
+                return recording.name, object()
+
+    given: list[str] = []
+    recordings = [Recording(name, tmp_path, False) for name in ("one", "bad", "two")]
+    *others, last = pool._share(FakeRay(), [FakeWorker(), FakeWorker()], recordings)
+    assert sorted(map(str, others)) == ["one", "two"] and given.count("bad") == 3
+    assert last.name == "bad" and last.failures == ["its worker ended 3 times: killed"]
+
+
+def test_a_second_run_waits_for_the_first(
+    make_engine: MakeEngine, root: pathlib.Path, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    from enhance_depth.datasets import refinement
+
+    monkeypatch.setattr(refinement, "_SECONDS_TO_WAIT_FOR_ANOTHER_RUN", 0)
+    settings = Settings(tmp_path / "out", str(make_engine()), "digest")
+    recording = find_recordings(root)[1]
+    (tmp_path / "out").mkdir()
+    with refinement._only_run(tmp_path / "out" / recording.name):
+        outcome = refinement.refine_recording(recording, settings, lambda: pytest.fail("not alone"))
+    assert outcome.failures == ["another run is at work on it"]
