@@ -50,7 +50,7 @@ void print(const LogLine& line) {
   std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-// The errors that the program has to give back, by address; lives until the process ends.
+// The errors that the program has to give back, by address; lives until the library is unloaded.
 struct HandedOut {
   std::mutex mutex;
   std::unordered_map<const ob_error*, std::unique_ptr<ob_error>> errors;
@@ -60,6 +60,8 @@ HandedOut& handed_out() {
   static HandedOut& the_errors = *new HandedOut;
   return the_errors;
 }
+
+[[gnu::destructor]] void remove_handed_out() { delete &handed_out(); }
 
 void hand_out_error(ob_error** place) {
   if (place == nullptr) return;

@@ -45,6 +45,7 @@ void reset() {
     state.invalid_releases = 0;
     state.update_active();
   }
+  install_driver(true);
   forget_camera_log();
   restart_numbering();
 }
@@ -101,6 +102,8 @@ LiveObjects live_objects() {
   objects.camera_errors = live_count(ObjectKind::kCameraError);
   return objects;
 }
+
+std::size_t free_device_memory() { return device_use().free_bytes; }
 
 void send_tensorrt_message(int severity, const char* message) {
   nvinfer1::ILogger* logger = newest_logger();

@@ -17,6 +17,13 @@ Watch& watch() {
   return the_watch;
 }
 
+namespace {
+
+// Behind everything else: the program's static objects may use the board until then.
+[[gnu::destructor]] void remove_watch() { delete &watch(); }
+
+}  // namespace
+
 InsideBoard::InsideBoard() noexcept { ++inside_depth; }
 InsideBoard::~InsideBoard() { --inside_depth; }
 

@@ -19,6 +19,8 @@ CapturedLog& captured() {
   return the_log;
 }
 
+[[gnu::destructor]] void remove_captured_log() { delete &captured(); }
+
 }  // namespace
 
 bool capture_log_line(const LogLine& line) {

@@ -25,6 +25,8 @@ Loggers& loggers() {
   return the_loggers;
 }
 
+[[gnu::destructor]] void remove_loggers() { delete &loggers(); }
+
 }  // namespace
 
 int live_count(ObjectKind kind) { return live(kind); }

@@ -35,7 +35,7 @@ struct Watch {
   void update_active() { active = recording || !plans.empty(); }
 };
 
-// Lives until the process ends, so that the board can still be used while static objects are destroyed.
+// Lives until the library is unloaded: the board can still be used while static objects are destroyed.
 Watch& watch();
 
 }  // namespace emulated_board

@@ -10,6 +10,7 @@
 #include "core/call.h"
 #include "device/device.h"
 #include "device/device_access.h"
+#include "device/driver.h"
 #include "device/handles.h"
 
 namespace {
@@ -32,12 +33,16 @@ template <typename Describe, typename Body>
 cudaError_t cuda_call(Function function, cudaError_t usual_error, WhenFailing when_failing,
                       const Describe& describe, const Body& body) noexcept {
   const emulated_board::InsideBoard inside_board;
+  const cudaError_t driver = emulated_board::driver_status();
+  // Not even recorded: another thread of the parent may have held the lock for that.
+  if (driver == cudaErrorInitializationError) return driver;
   emulated_board::Injection injection;
   try {
     injection = emulated_board::arrive(function, describe);
   } catch (...) {
     injection = {true, cudaErrorMemoryAllocation};  // it could not be recorded
   }
+  if (driver != cudaSuccess) return driver;
   const auto injected = static_cast<cudaError_t>(injection.status_or(usual_error));
   if (injection.fails && when_failing == WhenFailing::kNothing) return injected;
   try {

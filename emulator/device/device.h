@@ -15,7 +15,7 @@ struct Device {
   WorkQueue queue;
 };
 
-// Lives until the process ends.
+// Lives until the library is unloaded.
 Device& device();
 
 }  // namespace emulated_board

@@ -5,11 +5,13 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <cuda_runtime_api.h>
 
 #include "device/device_memory.h"
+#include "device/work_queue.h"
 
 namespace emulated_board {
 
@@ -19,12 +21,38 @@ DeviceRange device_range(const void* address);
 
 bool stream_exists(cudaStream_t stream);
 
-// Queues work on a stream; false when there is no such stream. What the work returns surfaces at the next
+// Queues work on a stream; nothing when there is no such stream. What the work returns surfaces at the next
 // synchronise.
-bool queue_work(cudaStream_t stream, std::function<cudaError_t()> work);
+std::optional<QueueMark> queue_work(cudaStream_t stream, std::function<cudaError_t()> work);
+
+// Marks the stream as it is now; nothing when there is no such stream. What can be asked of a mark: see
+// WorkQueue.
+std::optional<QueueMark> mark_stream(cudaStream_t stream);
+bool waited_for(const QueueMark& mark);
+bool runs_after(const QueueMark& mark, cudaStream_t stream);
 
 // "stream 1", for call summaries.
 std::string stream_name(cudaStream_t stream);
+
+// Device memory that TensorRT takes for itself, as an amount without an address.
+class MemoryInUse {
+ public:
+  MemoryInUse() = default;
+  // Takes no lock when nothing is left to release: the end of queued work may be the end of this, too.
+  ~MemoryInUse() {
+    if (size_ != 0) release();
+  }
+  MemoryInUse(const MemoryInUse&) = delete;
+  MemoryInUse& operator=(const MemoryInUse&) = delete;
+
+  // False, and nothing is taken, when that much is not left.
+  bool take(std::size_t size);
+  void give_back(std::size_t size) noexcept;
+  void release() noexcept;
+
+ private:
+  std::size_t size_ = 0;
+};
 
 // What is alive on the device.
 struct DeviceUse {
@@ -32,6 +60,7 @@ struct DeviceUse {
   int events = 0;
   int allocations = 0;
   std::size_t allocated_bytes = 0;
+  std::size_t free_bytes = 0;
 };
 DeviceUse device_use();
 

@@ -25,18 +25,23 @@ bool margin_intact(const std::byte* margin) {
                      [](std::byte value) { return value == std::byte{kMarginByte}; });
 }
 
-std::uintptr_t reserve_addresses() {
-  void* base = mmap(nullptr, kAddressSpace, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (base == MAP_FAILED) return 0;
-  const auto address = reinterpret_cast<std::uintptr_t>(base);
+}  // namespace
+
+std::uintptr_t DeviceMemory::AddressRange::reserve() {
+  void* start = mmap(nullptr, kAddressSpace, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (start == MAP_FAILED) return 0;
+  start_ = start;
+  const auto address = reinterpret_cast<std::uintptr_t>(start);
   return (address + kGranularity - 1) / kGranularity * kGranularity;
 }
 
-}  // namespace
+DeviceMemory::AddressRange::~AddressRange() {
+  if (start_ != nullptr) munmap(start_, kAddressSpace);
+}
 
 void* DeviceMemory::allocate(std::size_t size) {
-  if (size > kCapacity - allocated_bytes_) return nullptr;
-  if (base_ == 0) next_ = base_ = reserve_addresses();
+  if (size > free_bytes()) return nullptr;
+  if (base_ == 0) next_ = base_ = addresses_.reserve();
   if (base_ == 0) return nullptr;
   const std::uintptr_t address = find_gap(span_of(size));
   if (address == 0) return nullptr;
@@ -92,6 +97,12 @@ DeviceRange DeviceMemory::find(const void* address) const {
   const std::size_t offset = wanted - found->first;
   if (offset >= found->second.size) return {};
   return {found->second.storage.get() + kMargin + offset, found->second.size - offset};
+}
+
+bool DeviceMemory::set_aside(std::size_t size) {
+  if (size > free_bytes()) return false;
+  set_aside_bytes_ += size;
+  return true;
 }
 
 bool DeviceMemory::reserved(const void* address) const {

@@ -40,30 +40,50 @@ int WorkQueue::create_event() {
 
 bool WorkQueue::destroy_event(int event) { return events_.erase(event) != 0; }
 
+template <typename What>
+void WorkQueue::queue(int stream, What&& what) {
+  commands_.emplace_back(stream, next_sequence_, std::forward<What>(what));
+  if (stream == kDefaultStream) latest_of_default_ = next_sequence_;
+  ++next_sequence_;
+}
+
 void WorkQueue::queue_copy(int stream, std::byte* to, const std::byte* from, std::size_t size) {
-  commands_.emplace_back(stream, Copy{to, from, size, {}});
+  queue(stream, Copy{to, from, size, {}});
 }
 
 void WorkQueue::queue_captured_copy(int stream, std::byte* to, const std::byte* from, std::size_t size) {
   StagingBuffer captured = staging_.take(size);
   std::memcpy(captured.data.get(), from, size);
   const std::byte* source = captured.data.get();
-  commands_.emplace_back(stream, Copy{to, source, size, std::move(captured)});
+  queue(stream, Copy{to, source, size, std::move(captured)});
 }
 
-void WorkQueue::queue_work(int stream, std::function<cudaError_t()> work) {
-  commands_.emplace_back(stream, std::move(work));
+QueueMark WorkQueue::queue_work(int stream, std::function<cudaError_t()> work) {
+  queue(stream, std::move(work));
+  return {stream, commands_.back().sequence};
 }
 
 void WorkQueue::queue_event(int stream, int event) {
-  commands_.emplace_back(stream, Record{event, next_sequence_});
+  queue(stream, Record{event});
   Event& recorded = events_.at(event);
   recorded.stream = stream;
-  recorded.latest = next_sequence_++;
+  recorded.latest = commands_.back().sequence;
+}
+
+bool WorkQueue::waited_for(const QueueMark& mark) const {
+  if (mark.sequence <= waited_on_all_) return true;
+  const auto found = streams_.find(mark.stream);
+  return found != streams_.end() && mark.sequence <= found->second.waited;
+}
+
+bool WorkQueue::runs_after(const QueueMark& mark, int stream) const {
+  return stream == mark.stream || stream == kDefaultStream || mark.stream == kDefaultStream ||
+         mark.sequence < latest_of_default_ || waited_for(mark);
 }
 
 cudaError_t WorkQueue::synchronize_stream(int stream) {
   run(stream, commands_.size());
+  streams_.find(stream)->second.waited = next_sequence_ - 1;
   return take_failure(stream);
 }
 
@@ -72,18 +92,19 @@ cudaError_t WorkQueue::synchronize_event(int event) {
   const int stream = recorded.stream;
   if (recorded.done != recorded.latest) {
     const auto command =
-        std::find_if(commands_.begin(), commands_.end(), [&recorded](const Command& candidate) {
-          const auto* record = std::get_if<Record>(&candidate.what);
-          return record != nullptr && record->sequence == recorded.latest;
-        });
-    if (command != commands_.end()) run(stream, static_cast<std::size_t>(command - commands_.begin()) + 1);
+        std::find_if(commands_.begin(), commands_.end(),
+                     [&recorded](const Command& candidate) { return candidate.sequence == recorded.latest; });
+    run(stream, static_cast<std::size_t>(command - commands_.begin()) + 1);
   }
+  const auto found = streams_.find(stream);
+  if (found != streams_.end()) found->second.waited = std::max(found->second.waited, recorded.latest);
   return take_failure(stream);
 }
 
 cudaError_t WorkQueue::synchronize_device() {
   for (Command& command : commands_) execute(command);
   commands_.clear();
+  waited_on_all_ = next_sequence_ - 1;
   cudaError_t failure = cudaSuccess;
   for (auto& [number, stream] : streams_) {
     if (failure == cudaSuccess && !stream.told) failure = stream.failure;
@@ -105,6 +126,7 @@ void WorkQueue::run(int stream, std::size_t count) {
   while (own > 0 && commands_[own - 1].stream != stream) --own;
   std::size_t all = own;
   while (all > 0 && commands_[all - 1].stream != kDefaultStream) --all;
+  if (all > 0) waited_on_all_ = std::max(waited_on_all_, commands_[all - 1].sequence);
 
   std::size_t kept = 0;
   for (std::size_t i = 0; i < commands_.size(); ++i) {
@@ -126,8 +148,8 @@ void WorkQueue::execute(Command& command) noexcept {
   } else if (const auto* record = std::get_if<Record>(&command.what)) {
     // An event that was recorded anew on another stream may meet its records in any order.
     const auto event = events_.find(record->event);
-    if (event == events_.end() || record->sequence < event->second.done) return;
-    event->second.done = record->sequence;
+    if (event == events_.end() || command.sequence < event->second.done) return;
+    event->second.done = command.sequence;
     event->second.time = std::chrono::steady_clock::now();
   } else if (failure == cudaSuccess) {
     try {

@@ -22,6 +22,12 @@
 
 namespace emulated_board {
 
+// A moment in the life of a stream: behind what had been queued on it until then.
+struct QueueMark {
+  int stream = kDefaultStream;
+  unsigned long sequence = 0;  // among all commands and marks of the queue; 0: before them all
+};
+
 class WorkQueue {
  public:
   // Numbers from 1, in the order of creation; of destroyed streams or events they are invalid from then on.
@@ -37,8 +43,15 @@ class WorkQueue {
   // Each takes a stream that exists. Throws std::bad_alloc, and then nothing was queued.
   void queue_copy(int stream, std::byte* to, const std::byte* from, std::size_t size);
   void queue_captured_copy(int stream, std::byte* to, const std::byte* from, std::size_t size);
-  void queue_work(int stream, std::function<cudaError_t()> work);
+  QueueMark queue_work(int stream, std::function<cudaError_t()> work);
   void queue_event(int stream, int event);
+
+  QueueMark mark(int stream) { return {stream, next_sequence_++}; }
+  // Whether somebody has waited for the work before the mark.
+  bool waited_for(const QueueMark& mark) const;
+  // Whether what is queued on `stream` now runs after the work before the mark, because somebody has waited
+  // for that or because the streams themselves keep the order.
+  bool runs_after(const QueueMark& mark, int stream) const;
 
   // Run what the stream, the event's latest record or the whole device waits for. After a failure the
   // stream's copies and work are dropped until a wait for that stream, or for an event on it, returns the
@@ -64,27 +77,31 @@ class WorkQueue {
   };
   struct Record {
     int event;
-    unsigned long sequence;
   };
   struct Command {
     // Built in place: GCC 12 warns, wrongly, about what moving a whole variant might read.
     template <typename What>
-    Command(int on_stream, What&& to_do) : stream(on_stream), what(std::forward<What>(to_do)) {}
+    Command(int on_stream, unsigned long number, What&& to_do)
+        : stream(on_stream), sequence(number), what(std::forward<What>(to_do)) {}
     int stream;
+    unsigned long sequence;
     std::variant<Copy, Record, std::function<cudaError_t()>> what;
   };
   struct Stream {
     cudaError_t failure = cudaSuccess;  // of its work, until a wait for the stream takes it
     bool told = false;                  // a wait for the device has seen the failure
     bool destroyed = false;             // kept for what is still queued, until a wait for the device
+    unsigned long waited = 0;           // the latest command up to which its work was waited for
   };
   struct Event {
     int stream = kDefaultStream;
-    unsigned long latest = 0;  // sequence number of the latest record queued; 0: never
-    unsigned long done = 0;    // and the highest of those that have run
+    unsigned long latest = 0;  // the latest record queued; 0: never
+    unsigned long done = 0;    // and the latest of those that have run
     std::chrono::steady_clock::time_point time;
   };
 
+  template <typename What>
+  void queue(int stream, What&& what);
   // Runs the first `count` commands of the stream and all that those wait for.
   void run(int stream, std::size_t count);
   void execute(Command& command) noexcept;
@@ -96,7 +113,9 @@ class WorkQueue {
   std::map<int, Event> events_;
   int next_stream_ = 1;
   int next_event_ = 1;
-  unsigned long next_sequence_ = 1;
+  unsigned long next_sequence_ = 1;      // commands and marks are numbered in the order of queueing
+  unsigned long latest_of_default_ = 0;  // the latest command queued on the default stream
+  unsigned long waited_on_all_ = 0;  // the latest command up to which the work of all streams was waited for
   StagingPool staging_;
 };
 

@@ -1,9 +1,11 @@
 #include "nvinfer/context.h"
 
 #include <algorithm>
+#include <thread>
 #include <utility>
 
 #include "device/device_access.h"
+#include "device/driver.h"
 #include "nvinfer/report.h"
 #include "nvinfer/tensors.h"
 
@@ -19,8 +21,18 @@ constexpr int kPlaneRank = 2;
 
 std::string address_text(const void* address) { return address == nullptr ? "null" : "an address"; }
 
+// Device memory that a context takes, whatever its shapes.
+constexpr std::size_t kContextMemory = std::size_t{8} << 20;
+
+// What every address of a tensor has to be a multiple of.
+constexpr std::uintptr_t kAlignment = 256;
+
 void check_stream(cudaStream_t stream) {
   if (!stream_exists(stream)) throw ApiUsageError("there is no such stream");
+}
+
+bool share_memory(const BoundTensor& one, const BoundTensor& other) {
+  return one.data < other.data + other.bytes && other.data < one.data + one.bytes;
 }
 
 }  // namespace
@@ -29,13 +41,35 @@ ExecutionContext::ExecutionContext(std::shared_ptr<EngineData> engine) : engine_
   mImpl = this;
   bindings_.resize(engine_->description.tensors.size());
   forget_shapes();
+  engine_->take_memory(kContextMemory);
   ++engine_->contexts;
 }
 
 ExecutionContext::~ExecutionContext() noexcept {
   const InsideBoard inside_board;
   tensorrt_destructor(Function::kContextDestroy, engine_->logger);
+  if (run_pending()) {
+    report_error(engine_->logger, Function::kContextDestroy, kApiUsageError,
+                 "the context is destroyed while a run of it is queued: wait for its stream first");
+  }
+  state_->destroyed = true;
+  engine_->memory.give_back(kContextMemory);
   --engine_->contexts;
+}
+
+ExecutionContext::Use::Use(ExecutionContext& context) : context_(context) {
+  check_driver();
+  if (context_.in_use_.exchange(true)) {
+    context_.state_->corrupted = true;
+    throw ApiUsageError("the context is used by two threads at once");
+  }
+  std::this_thread::yield();  // another thread that comes now is noticed, also on one core
+}
+
+ExecutionContext::Use::~Use() { context_.in_use_ = false; }
+
+bool ExecutionContext::run_pending() const {
+  return driver_status() == cudaSuccess && last_run_ && !waited_for(*last_run_);
 }
 
 std::size_t ExecutionContext::index_of(const char* name) const {
@@ -50,6 +84,7 @@ void ExecutionContext::forget_shapes() {
 bool ExecutionContext::setOptimizationProfileAsync(std::int32_t profile, cudaStream_t stream) noexcept {
   const auto describe = [&] { return "profile " + std::to_string(profile) + ", " + stream_name(stream); };
   return tensorrt_call(Function::kContextSetProfile, engine_->logger, false, describe, [&] {
+    const Use use(*this);
     const std::size_t profiles = engine_->description.profiles.size();
     if (profile < 0 || static_cast<std::size_t>(profile) >= profiles) {
       throw ApiUsageError("profile " + std::to_string(profile) + " of " + std::to_string(profiles) +
@@ -58,6 +93,7 @@ bool ExecutionContext::setOptimizationProfileAsync(std::int32_t profile, cudaStr
     check_stream(stream);
     if (profile != profile_) forget_shapes();  // those belong to the profile under which they were set
     profile_ = profile;
+    profile_set_ = mark_stream(stream);
     return true;
   });
 }
@@ -90,17 +126,24 @@ void ExecutionContext::check_input_shape(const TensorDescription& tensor, const 
     throw ApiUsageError(what + "is not within " + profile_name + ", from " + to_text(min) + " to " +
                         to_text(max));
   }
+  std::this_thread::yield();  // another thread that comes now is noticed, also on one core
 }
 
 bool ExecutionContext::setInputShape(char const* name, Dims const& dims) noexcept {
   const auto describe = [&] { return name_text(name) + " " + to_text(dims); };
   return tensorrt_call(Function::kContextSetInputShape, engine_->logger, false, describe, [&] {
+    const Use use(*this);
     const std::size_t index = index_of(name);
     const TensorDescription& tensor = engine_->description.tensors[index];
     if (tensor.mode != TensorIOMode::kINPUT)
       throw ApiUsageError("\"" + tensor.name + "\" is not an input tensor");
     check_input_shape(tensor, dims);
-    bindings_[index].shape = dims;
+    Dims& shape = bindings_[index].shape;
+    if (!std::equal(dims.d, dims.d + dims.nbDims, shape.d) && run_pending()) {
+      throw ApiUsageError("the shape of \"" + tensor.name +
+                          "\" is changed while a run of the context is queued: wait for its stream first");
+    }
+    shape = dims;
     return true;
   });
 }
@@ -134,9 +177,14 @@ Dims ExecutionContext::getTensorShape(char const* name) const noexcept {
 bool ExecutionContext::setTensorAddress(char const* name, void* data) noexcept {
   const auto describe = [&] { return name_text(name) + ", " + address_text(data); };
   return tensorrt_call(Function::kContextSetTensorAddress, engine_->logger, false, describe, [&] {
+    const Use use(*this);
     const std::size_t index = index_of(name);
     if (data == nullptr && engine_->description.tensors[index].mode == TensorIOMode::kINPUT) {
       throw ApiUsageError("the address for input \"" + name_text(name) + "\" is null");
+    }
+    if (reinterpret_cast<std::uintptr_t>(data) % kAlignment != 0) {
+      throw ApiUsageError("the address for \"" + name_text(name) + "\" is not aligned to " +
+                          std::to_string(kAlignment) + " bytes");
     }
     bindings_[index].address = data;
     return true;
@@ -173,17 +221,45 @@ BoundTensor ExecutionContext::bind(std::size_t index) const {
   return bound;
 }
 
+void ExecutionContext::check_overlap(const std::vector<BoundTensor>& tensors) {
+  for (const BoundTensor& output : tensors) {
+    if (!output.output || output.bytes == 0) continue;
+    for (const BoundTensor& other : tensors) {
+      if (&other != &output && other.bytes != 0 && share_memory(output, other)) {
+        throw ApiUsageError("output \"" + std::string(output.name) + "\" shares memory with \"" +
+                            std::string(other.name) + "\"");
+      }
+    }
+  }
+}
+
+void ExecutionContext::check_order(cudaStream_t stream) const {
+  if (engine_->destroyed) throw ApiUsageError("the engine of the context is destroyed");
+  if (profile_set_ && !runs_after(*profile_set_, stream)) {
+    throw ApiUsageError("the profile was set on another stream, which nobody has waited for since");
+  }
+  if (last_run_ && !runs_after(*last_run_, stream)) {
+    throw ApiUsageError("a run of the context is queued on another stream: wait for that first");
+  }
+}
+
 bool ExecutionContext::enqueueV3(cudaStream_t stream) noexcept {
   const auto describe = [&] { return stream_name(stream); };
   return tensorrt_call(Function::kContextEnqueue, engine_->logger, false, describe, [&] {
+    const Use use(*this);
     check_stream(stream);
+    check_order(stream);
     std::vector<BoundTensor> tensors;
     tensors.reserve(bindings_.size());
     for (std::size_t i = 0; i < bindings_.size(); ++i) tensors.push_back(bind(i));
-    // The run keeps what it needs: the context and the engine may be gone when it comes to it.
-    return queue_work(stream, [engine = engine_, bound = std::move(tensors)] {
+    check_overlap(tensors);
+    const auto queued = queue_work(stream, [engine = engine_, state = state_, bound = std::move(tensors)] {
+      if (state->destroyed || engine->destroyed) return cudaErrorIllegalAddress;  // what the run uses is gone
+      if (state->corrupted) return cudaErrorLaunchFailure;
       return engine->description.network->run(bound);
     });
+    if (queued) last_run_ = queued;
+    return queued.has_value();
   });
 }
 

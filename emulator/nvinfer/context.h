@@ -1,8 +1,12 @@
-// The execution context: shapes and addresses of one user of an engine.
+// The execution context: shapes and addresses of one user of an engine, and what is queued for it. Notices
+// misuse that a real board answers with wrong results: a context belongs to one thread at a time, its runs to
+// one stream at a time, and its shapes and itself stay as they are while a run is queued.
 #ifndef EMULATED_BOARD_NVINFER_CONTEXT_H
 #define EMULATED_BOARD_NVINFER_CONTEXT_H
 
+#include <atomic>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <NvInferRuntime.h>
@@ -30,15 +34,39 @@ class ExecutionContext final : public nvinfer1::IExecutionContext, public nvinfe
     nvinfer1::Dims shape{};  // of an input: as set, else as the engine declares it
     void* address = nullptr;
   };
+  // What the queued runs ask of their context when it comes to them.
+  struct State {
+    std::atomic<bool> destroyed{false};
+    std::atomic<bool> corrupted{false};  // by two threads at once
+  };
+  // Held in every function that changes the context. Throws Failure when another thread holds one, or when
+  // this process cannot use the device.
+  class Use {
+   public:
+    explicit Use(ExecutionContext& context);
+    ~Use();
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+
+   private:
+    ExecutionContext& context_;
+  };
+  bool run_pending() const;
   std::size_t index_of(const char* name) const;
   nvinfer1::Dims current_shape(std::size_t index) const;
   void forget_shapes();
   void check_input_shape(const TensorDescription& tensor, const nvinfer1::Dims& shape) const;
   BoundTensor bind(std::size_t index) const;
+  void check_order(cudaStream_t stream) const;
+  static void check_overlap(const std::vector<BoundTensor>& tensors);
 
   std::shared_ptr<EngineData> engine_;
   std::vector<Binding> bindings_;
   std::int32_t profile_ = 0;
+  std::optional<QueueMark> profile_set_;  // where the profile was chosen
+  std::optional<QueueMark> last_run_;
+  std::atomic<bool> in_use_{false};
+  std::shared_ptr<State> state_ = std::make_shared<State>();
   CountedObject counted_{ObjectKind::kContext};
 };
 

@@ -42,13 +42,25 @@ const TensorDescription& EngineData::tensor(const char* name) const {
   return *found;
 }
 
-Engine::Engine(std::shared_ptr<EngineData> data) : data_(std::move(data)) { mImpl = this; }
+void EngineData::take_memory(std::size_t size) {
+  if (!memory.take(size)) {
+    throw Failure(kOutOfMemory, "Requested size was " + std::to_string(size) + " bytes.");
+  }
+}
+
+Engine::Engine(std::shared_ptr<EngineData> data) : data_(std::move(data)) {
+  mImpl = this;
+  ++data_->runtime->engines;
+}
 
 Engine::~Engine() noexcept {
   const InsideBoard inside_board;
   tensorrt_destructor(Function::kEngineDestroy, data_->logger);
+  data_->destroyed = true;
+  data_->memory.release();
+  --data_->runtime->engines;
   if (data_->contexts != 0) {
-    report_error(data_->logger, Function::kEngineDestroy, ErrorCode::kApiUsage,
+    report_error(data_->logger, Function::kEngineDestroy, kApiUsageError,
                  "the engine is destroyed before its execution contexts");
   }
 }
@@ -58,7 +70,10 @@ nvinfer1::IExecutionContext* Engine::createExecutionContext(
   return tensorrt_call(
       Function::kEngineCreateContext, data_->logger, static_cast<nvinfer1::IExecutionContext*>(nullptr),
       [&] { return "strategy " + std::to_string(static_cast<int>(strategy)); },
-      [&]() -> nvinfer1::IExecutionContext* { return std::make_unique<ExecutionContext>(data_).release(); });
+      [&]() -> nvinfer1::IExecutionContext* {
+        check_driver();
+        return std::make_unique<ExecutionContext>(data_).release();
+      });
 }
 
 std::int32_t Engine::getNbOptimizationProfiles() const noexcept {

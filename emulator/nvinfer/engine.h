@@ -8,18 +8,35 @@
 #include <NvInferRuntime.h>
 
 #include "core/live_objects.h"
+#include "device/device_access.h"
 #include "nvinfer/engine_description.h"
 
 namespace emulated_board::nvinfer {
 
-// What an engine and its contexts share.
+// What a runtime and its engines share.
+struct RuntimeData {
+  nvinfer1::ILogger& logger;
+  std::atomic<int> engines{0};
+
+  explicit RuntimeData(nvinfer1::ILogger& runtime_logger) : logger(runtime_logger) {}
+};
+
+// What an engine, its contexts and their queued runs share.
 struct EngineData {
+  std::shared_ptr<RuntimeData> runtime;
   nvinfer1::ILogger& logger;
   EngineDescription description;
   std::atomic<int> contexts{0};
+  std::atomic<bool> destroyed{false};
+  MemoryInUse memory;  // the engine's and its contexts'; the engine's end releases it all
 
-  EngineData(nvinfer1::ILogger& engine_logger, EngineDescription engine_description)
-      : logger(engine_logger), description(std::move(engine_description)) {}
+  EngineData(std::shared_ptr<RuntimeData> engine_runtime, EngineDescription engine_description)
+      : runtime(std::move(engine_runtime)),
+        logger(runtime->logger),
+        description(std::move(engine_description)) {}
+
+  // Takes device memory. Throws Failure when that much is not left.
+  void take_memory(std::size_t size);
 
   // Throws ApiUsageError for an unknown or null name.
   const TensorDescription& tensor(const char* name) const;

@@ -1,20 +1,11 @@
 #include "nvinfer/report.h"
 
+#include "device/driver.h"
+#include "device/error_text.h"
+
 namespace emulated_board::nvinfer {
 
 namespace {
-
-const char* error_name(ErrorCode code) {
-  switch (code) {
-    case ErrorCode::kSerialization:
-      return "Serialization";
-    case ErrorCode::kApiUsage:
-      return "API Usage Error";
-    case ErrorCode::kInternal:
-      break;
-  }
-  return "Internal Error";
-}
 
 void send(nvinfer1::ILogger& logger, const char* text) noexcept {
   const OutsideBoard outside_board;
@@ -23,16 +14,20 @@ void send(nvinfer1::ILogger& logger, const char* text) noexcept {
 
 }  // namespace
 
-void report_error(nvinfer1::ILogger& logger, Function function, ErrorCode code,
+void report_error(nvinfer1::ILogger& logger, Function function, const ErrorCode& code,
                   const std::string& why) noexcept {
   try {
-    const std::string text = std::string(name_of(function)) + ": Error Code " +
-                             std::to_string(static_cast<int>(code)) + ": " + error_name(code) + " (" + why +
-                             ")";
+    const std::string text = std::string(name_of(function)) + ": Error Code " + std::to_string(code.number) +
+                             ": " + code.name + " (" + why + ")";
     send(logger, text.c_str());
   } catch (const std::exception&) {
     send(logger, "Error Code 9: Internal Error (out of memory)");
   }
+}
+
+void check_driver() {
+  const cudaError_t status = driver_status();
+  if (status != cudaSuccess) throw Failure(kCudaError, error_text(status));
 }
 
 void tensorrt_destructor(Function function, nvinfer1::ILogger& logger) noexcept {

@@ -13,18 +13,39 @@
 namespace emulated_board::nvinfer {
 
 // The number and the name that TensorRT's messages give.
-enum class ErrorCode { kSerialization = 1, kApiUsage = 3, kInternal = 9 };
+struct ErrorCode {
+  int number;
+  const char* name;
+};
+inline constexpr ErrorCode kSerializationError{1, "Serialization"};
+inline constexpr ErrorCode kCudaError{1, "Cuda Runtime"};
+inline constexpr ErrorCode kOutOfMemory{2, "OutOfMemory"};
+inline constexpr ErrorCode kApiUsageError{3, "API Usage Error"};
+inline constexpr ErrorCode kInternalError{9, "Internal Error"};
 
 // "IExecutionContext::enqueueV3: Error Code 3: API Usage Error (why)" to the logger, at severity kERROR.
 // Without memory for the text a plain one is sent.
-void report_error(nvinfer1::ILogger& logger, Function function, ErrorCode code,
+void report_error(nvinfer1::ILogger& logger, Function function, const ErrorCode& code,
                   const std::string& why) noexcept;
 
 // Thrown inside a TensorRT function, reported by its frame.
-class ApiUsageError : public std::runtime_error {
+class Failure : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  Failure(const ErrorCode& error_code, const std::string& why)
+      : std::runtime_error(why), code_(&error_code) {}
+  const ErrorCode& code() const { return *code_; }
+
+ private:
+  const ErrorCode* code_;
 };
+
+class ApiUsageError : public Failure {
+ public:
+  explicit ApiUsageError(const std::string& why) : Failure(kApiUsageError, why) {}
+};
+
+// Throws Failure when this process cannot use the device. What touches the device asks first.
+void check_driver();
 
 // Runs `body` as one call of TensorRT: counted, recorded, failing when that is planned. What goes wrong is
 // told to the logger, and the result is `failure`. No exception leaves.
@@ -34,15 +55,15 @@ Result tensorrt_call(Function function, nvinfer1::ILogger& logger, Result failur
   const InsideBoard inside_board;
   try {
     if (arrive(function, describe).fails) {
-      report_error(logger, function, ErrorCode::kInternal,
+      report_error(logger, function, kInternalError,
                    "planned by the program through the emulated board's control");
       return failure;
     }
     return body();
-  } catch (const ApiUsageError& error) {
-    report_error(logger, function, ErrorCode::kApiUsage, error.what());
+  } catch (const Failure& failed) {
+    report_error(logger, function, failed.code(), failed.what());
   } catch (const std::exception& error) {
-    report_error(logger, function, ErrorCode::kInternal, error.what());
+    report_error(logger, function, kInternalError, error.what());
   }
   return failure;
 }

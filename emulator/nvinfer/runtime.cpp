@@ -18,36 +18,49 @@ namespace emulated_board::nvinfer {
 
 namespace {
 
+// Device memory that an engine takes beside its serialized form.
+constexpr std::size_t kEngineMemory = std::size_t{1} << 20;
+
 class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime {
  public:
-  explicit Runtime(nvinfer1::ILogger& logger) : logger_(logger) { mImpl = this; }
+  explicit Runtime(nvinfer1::ILogger& logger)
+      : data_(std::make_shared<RuntimeData>(logger)), registered_logger_(logger) {
+    mImpl = this;
+  }
+
   ~Runtime() noexcept override {
     const InsideBoard inside_board;
-    tensorrt_destructor(Function::kRuntimeDestroy, logger_.get());
+    tensorrt_destructor(Function::kRuntimeDestroy, data_->logger);
+    if (data_->engines != 0) {
+      report_error(data_->logger, Function::kRuntimeDestroy, kApiUsageError,
+                   "the runtime is destroyed before its engines");
+    }
   }
 
   nvinfer1::IRuntime* getPImpl() noexcept override { return this; }
 
   nvinfer1::ICudaEngine* deserializeCudaEngine(void const* blob, std::size_t size) noexcept override {
-    nvinfer1::ILogger& logger = logger_.get();
     const auto describe = [&] { return std::to_string(size) + " bytes"; };
-    return tensorrt_call(Function::kRuntimeDeserialize, logger, static_cast<nvinfer1::ICudaEngine*>(nullptr),
-                         describe, [&]() -> nvinfer1::ICudaEngine* {
-                           if (blob == nullptr) throw ApiUsageError("the engine's address is null");
-                           auto parsed = parse_engine_description({static_cast<const char*>(blob), size});
-                           if (const auto* error = std::get_if<DescriptionError>(&parsed)) {
-                             report_error(logger, Function::kRuntimeDeserialize, ErrorCode::kSerialization,
-                                          "the engine was not understood: " + error->message);
-                             return nullptr;
-                           }
-                           auto data = std::make_shared<EngineData>(
-                               logger, std::get<EngineDescription>(std::move(parsed)));
-                           return std::make_unique<Engine>(std::move(data)).release();
-                         });
+    return tensorrt_call(Function::kRuntimeDeserialize, data_->logger,
+                         static_cast<nvinfer1::ICudaEngine*>(nullptr), describe,
+                         [&] { return deserialize(static_cast<const char*>(blob), size); });
   }
 
  private:
-  RegisteredLogger logger_;
+  nvinfer1::ICudaEngine* deserialize(const char* blob, std::size_t size) const {
+    check_driver();
+    if (blob == nullptr) throw ApiUsageError("the engine's address is null");
+    auto parsed = parse_engine_description({blob, size});
+    if (const auto* error = std::get_if<DescriptionError>(&parsed)) {
+      throw Failure(kSerializationError, "the engine was not understood: " + error->message);
+    }
+    auto engine = std::make_shared<EngineData>(data_, std::get<EngineDescription>(std::move(parsed)));
+    engine->take_memory(kEngineMemory + size);
+    return std::make_unique<Engine>(std::move(engine)).release();
+  }
+
+  std::shared_ptr<RuntimeData> data_;
+  RegisteredLogger registered_logger_;
   CountedObject counted_{ObjectKind::kRuntime};
 };
 
@@ -62,6 +75,10 @@ class StandardErrorLogger final : public nvinfer1::ILogger {
 // The inline createInferRuntime() passes its headers' version as one number.
 constexpr std::int32_t major_version(std::int32_t version) { return version / 10000; }
 
+// What there is in place of a runtime when none could be made: TensorRT's own function casts the null pointer
+// of one class to another without looking at it.
+void* const kNoRuntime = reinterpret_cast<void*>(0x228);  // NOLINT
+
 }  // namespace
 
 }  // namespace emulated_board::nvinfer
@@ -73,14 +90,14 @@ extern "C" void* createInferRuntime_INTERNAL(void* logger, std::int32_t version)
   nvinfer1::ILogger& program_logger =
       *(logger != nullptr ? static_cast<nvinfer1::ILogger*>(logger) : &standard_error);
   const auto describe = [&] { return "version " + std::to_string(version); };
-  return tensorrt_call(
-      Function::kCreateInferRuntime, program_logger, static_cast<void*>(nullptr), describe, [&]() -> void* {
-        if (logger == nullptr) throw ApiUsageError("the logger is null");
-        if (major_version(version) != NV_TENSORRT_MAJOR) {
-          throw ApiUsageError("the program was built for version " + std::to_string(version) +
-                              "; this is TensorRT " + std::to_string(NV_TENSORRT_MAJOR));
-        }
-        // As the pointer to which createInferRuntime() casts it back.
-        return static_cast<nvinfer1::IRuntime*>(std::make_unique<Runtime>(program_logger).release());
-      });
+  return tensorrt_call(Function::kCreateInferRuntime, program_logger, kNoRuntime, describe, [&]() -> void* {
+    if (logger == nullptr) throw ApiUsageError("the logger is null");
+    if (major_version(version) != NV_TENSORRT_MAJOR) {
+      throw ApiUsageError("the program was built for version " + std::to_string(version) +
+                          "; this is TensorRT " + std::to_string(NV_TENSORRT_MAJOR));
+    }
+    check_driver();
+    // As the pointer to which createInferRuntime() casts it back.
+    return static_cast<nvinfer1::IRuntime*>(std::make_unique<Runtime>(program_logger).release());
+  });
 }

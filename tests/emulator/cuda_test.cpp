@@ -75,6 +75,7 @@ TEST(EmulatedCudaDeathTest, TheHostCannotTouchDeviceMemory) {
 }
 
 TEST(EmulatedCudaDeathTest, WritingOutsideAnAllocationIsFoundOutWhenItIsFreed) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process that was not forked from one that uses CUDA
   for (const int offset : {-1, 100}) {
     EXPECT_DEATH(
         {
@@ -210,6 +211,42 @@ TEST(EmulatedCuda, AnEventIsTimedWhenTheWorkBeforeItHasRun) {
   EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, stop), cudaSuccess);
   EXPECT_GE(elapsed, 20.0F);
   EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, never), cudaErrorInvalidResourceHandle);
+}
+
+TEST(EmulatedCuda, AnEventStandsForItsLatestRecordOnWhicheverStream) {
+  const Stream first;
+  const Stream second;
+  const Event event;
+  const Event start;
+  float elapsed = 0.0F;
+  std::string ran;
+  const auto queue = [&](cudaStream_t stream, char letter) {
+    ASSERT_TRUE(emulated_board::queue_work(stream, [&ran, letter] {
+      ran += letter;
+      return cudaSuccess;
+    }));
+  };
+  ASSERT_EQ(cudaEventRecord(start, nullptr), cudaSuccess);
+  queue(first, '1');
+  ASSERT_EQ(cudaEventRecord(event, first), cudaSuccess);
+  queue(second, '2');
+  ASSERT_EQ(cudaEventRecord(event, second), cudaSuccess);
+  ASSERT_EQ(cudaStreamSynchronize(first), cudaSuccess);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, event), cudaErrorNotReady) << "the record on the first";
+  EXPECT_EQ(cudaEventSynchronize(event), cudaSuccess);
+  EXPECT_EQ(ran, "12");
+
+  queue(first, '1');
+  ASSERT_EQ(cudaEventRecord(event, first), cudaSuccess);
+  ASSERT_EQ(cudaEventRecord(event, second), cudaSuccess);
+  EXPECT_EQ(cudaEventSynchronize(event), cudaSuccess);
+  EXPECT_EQ(ran, "12") << "only the second stream was waited for";
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, event), cudaSuccess);
+  const float at_the_latest_record = elapsed;
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  ASSERT_EQ(cudaStreamSynchronize(first), cudaSuccess);
+  EXPECT_EQ(cudaEventElapsedTime(&elapsed, start, event), cudaSuccess);
+  EXPECT_EQ(elapsed, at_the_latest_record) << "an earlier record that runs later changes nothing";
 }
 
 TEST(EmulatedCuda, FailedWorkSurfacesOnceToItsStreamAndToTheDeviceAndDropsWhatFollowsIt) {

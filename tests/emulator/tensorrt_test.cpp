@@ -16,105 +16,11 @@
 
 namespace {
 
-using emulated_board_tests::engine_with;
-using emulated_board_tests::kEngine;
+using namespace emulated_board_tests;
 using nvinfer1::DataType;
 using nvinfer1::Dims;
 using nvinfer1::OptProfileSelector;
 using nvinfer1::TensorIOMode;
-
-class Logger final : public nvinfer1::ILogger {
- public:
-  void log(Severity severity, char const* message) noexcept override {
-    EXPECT_FALSE(emulated_board::inside());
-    severities.push_back(severity);
-    last = message;
-  }
-  std::vector<Severity> severities;
-  std::string last;
-};
-
-Dims dims(std::initializer_list<std::int64_t> extents) {
-  Dims shape{};
-  for (const std::int64_t extent : extents) shape.d[shape.nbDims++] = extent;
-  return shape;
-}
-
-std::vector<std::int64_t> extents(const Dims& shape) {
-  if (shape.nbDims < 0) return {-999};
-  return {shape.d, shape.d + shape.nbDims};
-}
-using Extents = std::vector<std::int64_t>;
-
-// An engine with all that it takes to run it.
-class EmulatedTensorRT : public ::testing::Test {
- protected:
-  void SetUp() override {
-    emulated_board::reset();
-    ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
-    runtime.reset(nvinfer1::createInferRuntime(logger));
-    ASSERT_NE(runtime, nullptr);
-  }
-  void TearDown() override {
-    emulated_board::reset();
-    context.reset();
-    engine.reset();
-    runtime.reset();
-    for (void* allocation : allocations) EXPECT_EQ(cudaFree(allocation), cudaSuccess);
-    EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
-    EXPECT_EQ(emulated_board::live_objects(), emulated_board::LiveObjects{});
-  }
-
-  void load(const std::string& text) {
-    engine.reset(runtime->deserializeCudaEngine(text.data(), text.size()));
-    ASSERT_NE(engine, nullptr) << logger.last;
-    context.reset(engine->createExecutionContext());
-    ASSERT_NE(context, nullptr);
-  }
-
-  // Shapes for an image, and memory for all tensors.
-  void prepare(std::int64_t height, std::int64_t width) {
-    ASSERT_TRUE(context->setInputShape("rgb", dims({1, 3, height, width})));
-    ASSERT_TRUE(context->setInputShape("dep", dims({1, 1, height, width})));
-    for (int i = 0; i < engine->getNbIOTensors(); ++i) {
-      const char* name = engine->getIOTensorName(i);
-      std::size_t size = engine->getTensorDataType(name) == DataType::kFLOAT ? 4 : 1;
-      for (const std::int64_t extent : extents(context->getTensorShape(name)))
-        size *= static_cast<std::size_t>(extent);
-      tensors[name] = {allocate(size), size};
-      ASSERT_TRUE(context->setTensorAddress(name, tensors[name].first));
-    }
-  }
-  void* allocate(std::size_t size) {
-    void* data = nullptr;
-    EXPECT_EQ(cudaMalloc(&data, size), cudaSuccess);
-    allocations.push_back(data);
-    return data;
-  }
-  template <typename Element>
-  void upload(const char* name, const std::vector<Element>& values) {
-    ASSERT_EQ(values.size() * sizeof(Element), tensors[name].second);
-    ASSERT_EQ(cudaMemcpyAsync(tensors[name].first, values.data(), tensors[name].second,
-                              cudaMemcpyHostToDevice, stream),
-              cudaSuccess);
-  }
-  std::vector<float> download(const char* name) {
-    std::vector<float> values(tensors[name].second / sizeof(float));
-    EXPECT_EQ(cudaMemcpyAsync(values.data(), tensors[name].first, tensors[name].second,
-                              cudaMemcpyDeviceToHost, stream),
-              cudaSuccess);
-    EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
-    return values;
-  }
-
-  Logger logger;
-  cudaStream_t stream = nullptr;
-  std::unique_ptr<nvinfer1::IRuntime> runtime;
-  std::unique_ptr<nvinfer1::ICudaEngine> engine;
-  std::unique_ptr<nvinfer1::IExecutionContext> context;
-  std::vector<void*> allocations;
-  std::map<std::string, std::pair<void*, std::size_t>> tensors;  // address and bytes
-};
 
 TEST_F(EmulatedTensorRT, AnEngineIsWhatItsDescriptionSays) {
   load(std::string(kEngine));
@@ -154,15 +60,19 @@ TEST_F(EmulatedTensorRT, WhatIsNoEngineDoesNotDeserialize) {
 TEST_F(EmulatedTensorRT, OnlyItsOwnMajorVersionGetsARuntime) {
   constexpr std::int32_t kFirstOfMajor = NV_TENSORRT_MAJOR * 10000;
   constexpr std::int32_t kFirstOfNextMajor = kFirstOfMajor + 10000;
-  EXPECT_EQ(createInferRuntime_INTERNAL(&logger, kFirstOfMajor - 1), nullptr);
-  EXPECT_EQ(createInferRuntime_INTERNAL(&logger, kFirstOfNextMajor), nullptr);
+  // The address of a failure is that of the real TensorRT: null and an offset.
+  const auto create = [](nvinfer1::ILogger* its_logger, std::int32_t version) {
+    return reinterpret_cast<std::uintptr_t>(createInferRuntime_INTERNAL(its_logger, version));
+  };
+  EXPECT_EQ(create(&logger, kFirstOfMajor - 1), 0x228U);
+  EXPECT_EQ(create(&logger, kFirstOfNextMajor), 0x228U);
   EXPECT_NE(logger.last.find("built for version " + std::to_string(kFirstOfNextMajor)), std::string::npos)
       << logger.last;
   std::unique_ptr<nvinfer1::IRuntime> later(
       static_cast<nvinfer1::IRuntime*>(createInferRuntime_INTERNAL(&logger, kFirstOfNextMajor - 1)));
   EXPECT_NE(later, nullptr);
   testing::internal::CaptureStderr();
-  EXPECT_EQ(createInferRuntime_INTERNAL(nullptr, NV_TENSORRT_VERSION), nullptr);
+  EXPECT_EQ(create(nullptr, NV_TENSORRT_VERSION), 0x228U);
   EXPECT_NE(testing::internal::GetCapturedStderr().find("logger"), std::string::npos);
 }
 
@@ -234,12 +144,14 @@ TEST_F(EmulatedTensorRT, ARunNeedsShapesAndDeviceMemoryForAllTensors) {
   refused("tensor \"rgb\" has no complete shape");
   prepare(4, 5);
   EXPECT_TRUE(context->enqueueV3(stream));
+  ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
   EXPECT_FALSE(context->enqueueV3(reinterpret_cast<cudaStream_t>(this)));
   EXPECT_FALSE(context->setTensorAddress("dep", nullptr));
   EXPECT_FALSE(context->setTensorAddress("depth", tensors["dep"].first));
   ASSERT_TRUE(context->setTensorAddress("pred", nullptr));
   refused("tensor \"pred\" has no address");
-  ASSERT_TRUE(context->setTensorAddress("pred", &tensors));
+  alignas(256) char host_memory[256];
+  ASSERT_TRUE(context->setTensorAddress("pred", host_memory));
   refused("the address of tensor \"pred\" is not device memory");
   ASSERT_TRUE(context->setTensorAddress("pred", allocate(4 * 5 * 4 - 1)));
   refused("tensor \"pred\" needs 80 bytes; at its address there are 79");
@@ -251,9 +163,6 @@ TEST_F(EmulatedTensorRT, ANetworkRunsWhenItsStreamIsWaitedFor) {
   upload<std::uint8_t>("rgb", {1, 2, 3, 4, 50, 60, 70, 80, 101, 102, 103, 255});
   upload<float>("dep", {1000, 2000, 3000, 4000});
   ASSERT_TRUE(context->enqueueV3(stream));
-  // All may go before the run: what is queued keeps what it needs.
-  context.reset();
-  engine.reset();
   EXPECT_EQ(download("pred"), (std::vector<float>{1000 + 1 + 100 + 404, 2000 + 2 + 120 + 408,
                                                   3000 + 3 + 140 + 412, 4000 + 4 + 160 + 1020}));
   EXPECT_EQ(download("confidence_output")[3], 1.0F);
@@ -304,12 +213,6 @@ TEST_F(EmulatedTensorRT, TheReferenceNetworkIsTheGuidedFilter) {
   ASSERT_TRUE(context->enqueueV3(stream));
   EXPECT_EQ(download("pred"), refined);
   EXPECT_EQ(download("confidence_output"), confidence);
-}
-
-TEST_F(EmulatedTensorRT, AnEngineThatGoesBeforeItsContextIsToldSo) {
-  load(std::string(kEngine));
-  engine.reset();
-  EXPECT_NE(logger.last.find("destroyed before its execution contexts"), std::string::npos) << logger.last;
 }
 
 TEST_F(EmulatedTensorRT, MessagesGoToTheNewestLiveRuntime) {

@@ -18,7 +18,7 @@ TEST(CudaCheck, GivesOneFormToEveryFailure) {
   EXPECT_FALSE(check_cuda(cudaErrorMemoryAllocation, "cudaMalloc(dep)", message));
   EXPECT_EQ(message, "cudaMalloc(dep) failed: out of memory");
   EXPECT_FALSE(check_cuda(static_cast<cudaError>(1000), std::string("other"), message));
-  EXPECT_EQ(message, "other failed: unrecognized error code");
+  EXPECT_EQ(message, "other failed: the emulated board has no text for error 1000");
 }
 
 class Timer : public test_support::BoardTest {};

@@ -34,9 +34,15 @@ void fail_call(std::string_view function, int nth, int status = kDefaultStatus);
 // The same for the `nth` call and every later one.
 void fail_calls_from(std::string_view function, int nth, int status = kDefaultStatus);
 
-// Forgets all planned failures, what was recorded and the call counts; recording and capturing stay on or
-// off. Live objects stay; when no stream, or no event, is alive and nothing is queued, the next one is
-// number 1 again.
+// Takes the CUDA driver away, or puts it back. Without it, as on a machine that has no GPU, every function of
+// CUDA but cudaGetErrorString does nothing and returns cudaErrorInsufficientDriver (35), and TensorRT creates
+// nothing and runs nothing. To be called before anything is created: without a driver nothing is released
+// either.
+void install_driver(bool there_is_one);
+
+// Puts the driver back and forgets all planned failures, what was recorded and the call counts; recording and
+// capturing stay on or off. Live objects stay; when no stream, or no event, is alive and nothing is queued,
+// the next one is number 1 again.
 void reset();
 
 // How often a planned failure was produced since reset().
@@ -73,6 +79,10 @@ struct LiveObjects {
   bool operator==(const LiveObjects& other) const;
 };
 LiveObjects live_objects();
+
+// Bytes of device memory that are left. TensorRT takes some as well: an engine 1 MiB and as much as its
+// serialized form, an execution context 8 MiB.
+std::size_t free_device_memory();
 
 // Releases since reset() of what was not there: cudaFree, cudaStreamDestroy, cudaEventDestroy and
 // ob_delete_error with a value that was released before or never handed out. Null is nothing to release for

@@ -1,0 +1,13 @@
+// What CUDA calls its errors.
+#ifndef EMULATED_BOARD_DEVICE_ERROR_TEXT_H
+#define EMULATED_BOARD_DEVICE_ERROR_TEXT_H
+
+namespace emulated_board {
+
+// The real runtime's text for each error that the board has by itself; of any other number, that the board
+// has no text for it. Valid until the library is unloaded.
+const char* error_text(int error) noexcept;
+
+}  // namespace emulated_board
+
+#endif  // EMULATED_BOARD_DEVICE_ERROR_TEXT_H
