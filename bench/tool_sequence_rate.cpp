@@ -50,10 +50,10 @@ int measure(const std::string& engine_path, const std::string& recording_path, s
 
   const double reading = rate("reading", frames, [](const FrameFiles& frame) {
     arrange_rgb(read_color(frame.color), RgbLayout::kPlanar);
-    read_depth(frame.depth);
+    read_depth(frame.depth, {});
   });
   const std::vector<std::uint8_t> rgb = arrange_rgb(read_color(frames[0].color), RgbLayout::kPlanar);
-  const cv::Mat depth = read_depth(frames[0].depth);
+  const cv::Mat depth = read_depth(frames[0].depth, {});
   engine.configure(depth.size());
   const double refining = rate("refining", frames, [&](const FrameFiles&) { engine.process(rgb, depth); });
   const Refined refined = engine.process(rgb, depth);

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
+#include <zlib.h>
 
 #include "image/image_header.h"
 #include "support.h"
@@ -35,44 +36,116 @@ Bytes first(const Bytes& bytes, std::size_t size) {
   return {bytes.begin(), bytes.begin() + static_cast<long>(size)};
 }
 
-TEST(ToolImageIo, ReadsWhatItAccepts) {
+Bytes bytes_of(const std::string& text) { return {text.begin(), text.end()}; }
+
+// An NPY file of version 1 with this dictionary.
+Bytes npy(const std::string& dictionary, const std::string& pixels) {
+  const std::string length = {static_cast<char>(dictionary.size()), '\0'};
+  return bytes_of("\x93NUMPY\x01" + std::string(1, '\0') + length + dictionary + pixels);
+}
+
+double difference(const cv::Mat& a, const cv::Mat& b) {
+  return a.type() == b.type() && a.size() == b.size() ? cv::norm(a, b, cv::NORM_INF) : 1e9;
+}
+
+cv::Mat depth_of(const Bytes& file, double units_per_metre = 1000.0) {
+  return decode_depth(file, "d", {units_per_metre});
+}
+
+TEST(ToolImageIo, ReadsColourOfEveryFormat) {
   const cv::Mat color = pattern(7, 5, CV_8UC3);
-  const cv::Mat depth = pattern(7, 5, CV_16UC1);
-  EXPECT_EQ(cv::norm(decode_color(encoded(".png", color), "c"), color, cv::NORM_INF), 0.0);
+  const cv::Mat grey = pattern(7, 5, CV_8UC1);
+  cv::Mat three_times;
+  cv::merge(std::vector<cv::Mat>{grey, grey, grey}, three_times);
+  for (const char* extension : {".png", ".ppm", ".tiff"}) {
+    SCOPED_TRACE(extension);
+    EXPECT_EQ(difference(decode_color(encoded(extension, color), "c"), color), 0.0);
+    const char* grey_extension = extension == std::string(".ppm") ? ".pgm" : extension;
+    EXPECT_EQ(difference(decode_color(encoded(grey_extension, grey), "c"), three_times), 0.0);
+  }
   EXPECT_EQ(decode_color(encoded(".jpg", color), "c").size(), color.size());
-  EXPECT_EQ(cv::norm(decode_depth(encode_depth(depth), "d"), depth, cv::NORM_INF), 0.0);
+  EXPECT_EQ(decode_color(encoded(".jpg", grey), "c").type(), CV_8UC3);
+  EXPECT_TRUE(is_grey(three_times));
+  EXPECT_FALSE(is_grey(color));
+  EXPECT_EQ(difference(decode_color(bytes_of("P6#c\n 1\t#\n1\r255\n\1\2\3"), "c"),
+                       cv::Mat(1, 1, CV_8UC3, cv::Scalar(3, 2, 1))),
+            0.0);
+}
+
+TEST(ToolImageIo, ReadsDepthOfEveryFormat) {
+  const cv::Mat depth = pattern(7, 5, CV_16UC1);
+  for (const char* extension : {".png", ".pgm", ".tiff"}) {
+    EXPECT_EQ(difference(depth_of(encoded(extension, depth)), depth), 0.0) << extension;
+  }
+  const cv::Mat expected = (cv::Mat_<std::uint16_t>(1, 2) << 0x0102, 0xfffe);
+  const std::string tail = ", 'fortran_order': False, 'shape': (1, 2), }\n";
+  EXPECT_EQ(difference(depth_of(bytes_of("P5 2 1 65535\n\1\2\xff\xfe")), expected), 0.0);
+  EXPECT_EQ(difference(depth_of(npy("{'descr': '<u2'" + tail, "\2\1\xfe\xff")), expected), 0.0);
+  EXPECT_EQ(difference(depth_of(npy("{'descr': '>u2'" + tail, "\1\2\xff\xfe")), expected), 0.0);
+  EXPECT_EQ(depth_of(npy("{'shape':(2,1, 1),'fortran_order':False,'descr':'<u2'}", "abcd")).size(),
+            cv::Size(1, 2));
+}
+
+TEST(ToolImageIo, TakesFloatsForMetres) {
+  const float nan = std::nanf("");
+  const float infinity = std::numeric_limits<float>::infinity();
+  const std::vector<float> metres = {0.0F, 1.0F, 0.0014F, 0.0016F, -1.0F, nan, infinity, 65.535F, 65.536F};
+  const cv::Mat image(1, static_cast<int>(metres.size()), CV_32FC1, const_cast<float*>(metres.data()));
+  const cv::Mat expected = (cv::Mat_<std::uint16_t>(1, 9) << 0, 1000, 1, 2, 0, 0, 0, 65535, 0);
+  EXPECT_EQ(difference(depth_of(encode_confidence(image)), expected), 0.0);
+  EXPECT_EQ(depth_of(encode_confidence(image), 5000.0).at<std::uint16_t>(1), 5000);
+  const std::string shape = ", 'fortran_order': False, 'shape': (1, 1), }";
+  EXPECT_EQ(depth_of(npy("{'descr': '<f4'" + shape, std::string("\0\0\x20\x40", 4))).at<std::uint16_t>(0),
+            2500);
+  EXPECT_EQ(
+      depth_of(npy("{'descr': '>f8'" + shape, std::string("\x40\4\0\0\0\0\0\0", 8))).at<std::uint16_t>(0),
+      2500);
 }
 
 TEST(ToolImageIo, RefusesOtherImagesWithTheReasonAndTheRemedy) {
+  const std::string color =
+      " Colour must be an 8-bit RGB or grey image as PNG, JPEG, PPM, PGM or TIFF; ImageMagick makes one "
+      "with: "
+      "convert FILE -alpha off -depth 8 color.png.";
+  const std::string depth =
+      " Depth must be a 16-bit image with one channel as PNG, PGM, TIFF or NPY, or floats in metres as TIFF "
+      "or "
+      "NPY; Python makes one with: numpy.save(\"depth.npy\", depth.astype(\"uint16\"))";
+  const std::string shape = ", 'fortran_order': False, 'shape': (1, 1), }";
+  Bytes damaged = encode_depth(pattern(9, 6, CV_16UC1));
+  damaged[damaged.size() / 2] ^= 1U;
   const struct {
-    const char* what;
     bool is_color;
     Bytes file;
-    const char* expected;
+    std::string expected;
   } kCases[] = {
-      {"empty", true, {}, "f is empty. Copy or record it again."},
-      {"text", true, Bytes(100, 'x'),
-       "f is neither PNG nor JPEG. Colour must be an 8-bit RGB image as PNG or JPEG."},
-      {"another format", false, encoded(".tiff", pattern(4, 4, CV_16UC1)),
-       "f is neither PNG nor JPEG. Depth must be a 16-bit PNG with one channel."},
-      {"grey colour", true, encoded(".png", pattern(4, 4, CV_8UC1)),
-       "f is an 8-bit PNG with 1 channel. Colour must be an 8-bit RGB image as PNG or JPEG."},
-      {"deep colour", true, encoded(".png", pattern(4, 4, CV_16UC3)),
-       "f is a 16-bit PNG with 3 channels. Colour must be an 8-bit RGB image as PNG or JPEG."},
-      {"transparent colour", true, encoded(".png", pattern(4, 4, CV_8UC4)),
-       "f is an 8-bit PNG with 4 channels. Colour must be an 8-bit RGB image as PNG or JPEG. Remove the "
-       "alpha channel."},
-      {"depth as a picture", false, encoded(".png", pattern(4, 4, CV_8UC3)),
-       "f is an 8-bit PNG with 3 channels. Depth must be a 16-bit PNG with one channel. Give the camera's "
-       "depth values, not a picture made of them."},
-      {"depth as a JPEG", false, encoded(".jpg", pattern(4, 4, CV_8UC1)),
-       "f is an 8-bit JPEG with 1 channel. Depth must be a 16-bit PNG with one channel. Give the camera's "
-       "depth values, not a picture made of them."},
+      {true, {}, "f is empty. Copy or record it again."},
+      {false, damaged, "f is cut short or damaged. Copy or record it again."},
+      {true, Bytes(100, 'x'), "f is no image that is known here." + color},
+      {false, bytes_of("\x76\x2f\x31\x01rest"), "f is an OpenEXR image." + depth + "."},
+      {true, bytes_of("RIFFsizeWEBP"), "f is a WebP image." + color},
+      {true, encoded(".png", pattern(4, 4, CV_16UC3)), "f is a 16-bit PNG with 3 channels." + color},
+      {true, encoded(".png", pattern(4, 4, CV_8UC4)), "f is an 8-bit PNG with 4 channels." + color},
+      {true, encoded(".tiff", pattern(4, 4, CV_16UC3)), "f is a 16-bit TIFF with 3 channels." + color},
+      {true, bytes_of("P6 1 1 127\n123"), "f goes from 0 to 127 and not to 255." + color},
+      {false, encoded(".png", pattern(4, 4, CV_8UC3)),
+       "f is an 8-bit PNG with 3 channels." + depth +
+           ". Give the camera's depth values, not a picture made of them."},
+      {false, encoded(".jpg", pattern(4, 4, CV_8UC1)),
+       "f is an 8-bit JPEG with 1 channel." + depth +
+           ". Give the camera's depth values, not a picture made of them."},
+      {false, npy("{'descr': '<i4'" + shape, "1234"),
+       "f is a 32-bit signed NPY with 1 channel." + depth + "."},
+      {false, npy("{'descr': '<f2'" + shape, "12"), "f is a 16-bit float NPY with 1 channel." + depth + "."},
+      {false, npy("{'descr': '<c8'" + shape, "12345678"),
+       "f is an array of a kind that is not read." + depth + "."},
+      {false, npy("{'descr': '<u2', 'fortran_order': True, 'shape': (1, 1), }", "12"),
+       "f is stored by columns; save it with numpy.ascontiguousarray()." + depth + "."},
   };
   for (const auto& item : kCases) {
-    SCOPED_TRACE(item.what);
-    EXPECT_EQ(failure([&] { item.is_color ? decode_color(item.file, "f") : decode_depth(item.file, "f"); }),
-              item.expected);
+    SCOPED_TRACE(item.expected);
+    EXPECT_EQ(failure([&] { item.is_color ? decode_color(item.file, "f") : depth_of(item.file); }),
+              item.is_color ? item.expected : "d" + item.expected.substr(1));
   }
 }
 
@@ -85,29 +158,74 @@ TEST(ToolImageIo, RefusesAPaletteWithATransparentColour) {
                      0x00, 0x40, 0xe6, 0xd8, 0x66, 0x00, 0x00, 0x00, 0x0a, 0x49, 0x44, 0x41, 0x54, 0x78,
                      0x9c, 0x63, 0x60, 0x00, 0x00, 0x00, 0x02, 0x00, 0x01, 0x48, 0xaf, 0xa4, 0x71, 0x00,
                      0x00, 0x00, 0x00, 0x49, 0x45, 0x4e, 0x44, 0xae, 0x42, 0x60, 0x82};
-  EXPECT_EQ(failure([&] { decode_color(png, "f"); }),
-            "f is not stored as plain pixels. Colour must be an 8-bit RGB image as PNG or JPEG.");
+  EXPECT_EQ(
+      failure([&] { decode_color(png, "f"); }),
+      "f is not stored as plain pixels. Colour must be an 8-bit RGB or grey image as PNG, JPEG, PPM, PGM or "
+      "TIFF; ImageMagick makes one with: convert FILE -alpha off -depth 8 color.png.");
 }
 
 TEST(ToolImageIo, RefusesEveryCutOffFile) {
-  const Bytes png = encode_depth(pattern(9, 6, CV_16UC1));
-  for (std::size_t size = 0; size < png.size(); ++size) {
-    EXPECT_NE(failure([&] { decode_depth(first(png, size), "f"); }), "none") << size << " bytes";
-  }
-  const Bytes jpeg = encoded(".jpg", pattern(9, 6, CV_8UC3));
-  for (std::size_t size = 0; size < jpeg.size(); ++size) {
-    EXPECT_NE(failure([&] { decode_color(first(jpeg, size), "f"); }), "none") << size << " bytes";
+  const cv::Mat color = pattern(9, 6, CV_8UC3);
+  for (const char* extension : {".png", ".jpg", ".ppm", ".tiff"}) {
+    const Bytes file = encoded(extension, color);
+    for (std::size_t size = 0; size + 1 < file.size(); ++size) {
+      ASSERT_NE(failure([&] { decode_color(first(file, size), "f"); }), "none") << extension << ", " << size;
+    }
   }
 }
 
-TEST(ToolImageIo, RefusesHugeImagesBeforeTheyAreDecoded) {
+// A file whose header promises more than kLongestSide in one direction, before anything is allocated for it.
+TEST(ToolImageIo, BoundsBothSidesOfAnImageBeforeItIsDecoded) {
   Bytes png = encode_depth(pattern(4, 4, CV_16UC1));
-  constexpr std::size_t kWidth = 16;  // of the four bytes of the width
-  std::memcpy(png.data() + kWidth, "\x7f\xff\xff\xff", 4);
-  EXPECT_EQ(failure([&] { decode_depth(png, "f"); }),
-            "f has 2147483647 x 4 pixels; at most 8192 x 8192 are accepted. Scale it down.");
-  std::memcpy(png.data() + kWidth, "\0\0\0\0", 4);
-  EXPECT_NE(failure([&] { decode_depth(png, "f"); }), "none");
+  const auto set_size = [&](std::uint32_t width, std::uint32_t height) {
+    for (std::size_t i = 0; i < 4; ++i) {
+      png[16 + i] = static_cast<std::uint8_t>(width >> (24 - 8 * i));
+      png[20 + i] = static_cast<std::uint8_t>(height >> (24 - 8 * i));
+    }
+    const auto sum = static_cast<std::uint32_t>(crc32(0, png.data() + 12, 17));
+    for (std::size_t i = 0; i < 4; ++i) png[29 + i] = static_cast<std::uint8_t>(sum >> (24 - 8 * i));
+    return failure([&] { depth_of(png); });
+  };
+  EXPECT_EQ(set_size(0x7fffffff, 4),
+            "d has 2147483647 x 4 pixels; at most 8192 x 8192 are accepted. Scale it down.");
+  EXPECT_EQ(set_size(8193, 2), "d has 8193 x 2 pixels; at most 8192 x 8192 are accepted. Scale it down.");
+  EXPECT_EQ(set_size(2, 8193), "d has 2 x 8193 pixels; at most 8192 x 8192 are accepted. Scale it down.");
+  EXPECT_EQ(set_size(0, 4), "d has 0 x 4 pixels; at most 8192 x 8192 are accepted. Scale it down.");
+  EXPECT_NE(failure([&] { depth_of(bytes_of("P5 99999 99999 65535\n")); }), "none");
+  EXPECT_EQ(depth_of(encoded(".pgm", cv::Mat(8192, 8192, CV_16UC1, cv::Scalar(7)))).size(),
+            cv::Size(8192, 8192));
+}
+
+// A decoder takes a marker without a length for just that; whoever takes the next two bytes for one misses
+// the frame.
+TEST(ToolImageIo, SeesTheJpegFrameThatTheDecoderSees) {
+  const Bytes jpeg = encoded(".jpg", pattern(9, 6, CV_8UC3));
+  for (const std::string between : {"\xff\x01", "\xff\xd3", "\xff\xff", "\xff\xfe\1\1garbage"}) {
+    Bytes file = jpeg;
+    file.insert(file.begin() + 2, between.begin(), between.end());
+    const ImageHeader header = read_image_header(file.data(), file.size());
+    const bool has_length = between.size() > 2;  // a comment of 257 bytes, which swallows the frame
+    EXPECT_EQ(header.fault, has_length ? kDamaged : "") << between;
+    EXPECT_EQ(header.width, has_length ? 0 : 9) << between;
+  }
+  Bytes second_frame = jpeg;
+  const std::string frame("\xff\xc0\0\x0b\x08\0\1\0\1\1\1\x11\0", 13);
+  second_frame.insert(second_frame.begin() + 2, frame.begin(), frame.end());
+  EXPECT_EQ(failure([&] { decode_color(second_frame, "f"); }),
+            "f is cut short or damaged. Copy or record it again.");
+}
+
+TEST(ToolImageIo, BoundsTheScansOfAJpeg) {
+  Bytes jpeg;
+  cv::imencode(".jpg", pattern(9, 6, CV_8UC3), jpeg, {cv::IMWRITE_JPEG_PROGRESSIVE, 1});
+  EXPECT_EQ(failure([&] { decode_color(jpeg, "f"); }), "none");
+  jpeg.resize(jpeg.size() - 2);
+  const std::string scan("\xff\xda\0\x08\1\1\0\1\1\1", 10);
+  for (int i = 0; i < 60; ++i) jpeg.insert(jpeg.end(), scan.begin(), scan.end());
+  jpeg.insert(jpeg.end(), {0xff, 0xd9});
+  EXPECT_NE(
+      failure([&] { decode_color(jpeg, "f"); }).find("f has more than 64 scans, which no camera writes."),
+      std::string::npos);
 }
 
 TEST(ToolImageIo, SaysWhyAFileCannotBeRead) {
@@ -144,14 +262,16 @@ TEST(ToolImageIo, ArrangesRedGreenAndBlueForBothLayouts) {
 
 // Every single-byte change of a header must leave the reader within the file and the decoder without a crash.
 TEST(ToolImageIo, SurvivesChangedHeaders) {
-  for (const Bytes& file : {encode_depth(pattern(5, 4, CV_16UC1)), encoded(".jpg", pattern(5, 4, CV_8UC3))}) {
+  const std::string array = "{'descr': '<u2', 'fortran_order': False, 'shape': (5, 4), }";
+  for (const Bytes& file : {encode_depth(pattern(5, 4, CV_16UC1)), encoded(".jpg", pattern(5, 4, CV_8UC3)),
+                            encoded(".tiff", pattern(5, 4, CV_16UC1)),
+                            encoded(".pgm", pattern(5, 4, CV_16UC1)), npy(array, std::string(40, 'p'))}) {
     for (std::size_t at = 0; at < std::min<std::size_t>(file.size(), 200); ++at) {
       for (int value : {0x00, 0x01, 0x7f, 0xff}) {
         Bytes changed = file;
         changed[at] = static_cast<std::uint8_t>(value);
-        read_image_header(changed.data(), changed.size());
         failure([&] { decode_color(changed, "f"); });
-        failure([&] { decode_depth(changed, "f"); });
+        failure([&] { depth_of(changed); });
       }
     }
   }

@@ -100,7 +100,7 @@ int refine(const RefineOptions& options) {
   const Stopwatch stopwatch;
   check_paths(options);
   const cv::Mat color = read_color(options.color);
-  const cv::Mat depth = read_depth(options.depth);
+  const cv::Mat depth = read_depth(options.depth, options.scale);
   require_same_size(color, options.color.string(), depth, options.depth.string());
 
   Engine engine(options.engine.engine);

@@ -70,13 +70,13 @@ std::vector<FrameFiles> frames_to_do(const Recording& recording, const SequenceO
 
 // One range for the previews of all frames: that of the first depth that has any. It depends on the recording
 // alone, so that a resumed run makes the same pictures.
-ValueRange preview_range(const Recording& recording, const InterruptGuard& interrupt) {
+ValueRange preview_range(const Recording& recording, DepthScale scale, const InterruptGuard& interrupt) {
   for (const FrameFiles& frame : recording.frames) {
     if (interrupt.interrupted()) {
       break;
     }
     try {
-      const cv::Mat depth = read_depth(frame.depth);
+      const cv::Mat depth = read_depth(frame.depth, scale);
       if (cv::countNonZero(depth) > 0) {
         return depth_range({depth});
       }
@@ -157,7 +157,7 @@ int refine_sequence(const SequenceOptions& options) {
   const InterruptGuard interrupt;  // until the summary is out
   const Stopwatch stopwatch;
   const bool with_pictures = options.preview || video;
-  const ValueRange range = with_pictures ? preview_range(recording, interrupt) : ValueRange{};
+  const ValueRange range = with_pictures ? preview_range(recording, options.scale, interrupt) : ValueRange{};
   {
     Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()},
                       static_cast<std::int64_t>(frames.size()), [&] { return stopwatch.seconds(); });

@@ -1,23 +1,39 @@
 #include "image/image_header.h"
 
-#include <algorithm>
-#include <array>
+#include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include <zlib.h>
 
 namespace enhance_depth_tool {
 namespace {
 
-constexpr std::array<std::uint8_t, 8> kPngSignature = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
-constexpr std::array<std::uint8_t, 3> kJpegSignature = {0xff, 0xd8, 0xff};
+using namespace std::string_view_literals;
 
-template <std::size_t N>
-bool starts_with(const std::uint8_t* data, std::size_t size, const std::array<std::uint8_t, N>& signature) {
-  return size >= N && std::equal(signature.begin(), signature.end(), data);
+constexpr std::string_view kPngSignature = "\x89PNG\r\n\x1a\n"sv;
+
+bool starts_with(const std::uint8_t* data, std::size_t size, std::string_view signature) {
+  return size >= signature.size() && std::memcmp(data, signature.data(), signature.size()) == 0;
 }
 
-std::uint32_t big_endian(const std::uint8_t* data, int bytes) {
+// The IHDR chunk comes first: length, "IHDR", width, height, bit depth, colour type.
+void read_png_header(const std::uint8_t* data, std::size_t size, ImageHeader& header) {
+  constexpr std::size_t kHeaderEnd = 33;
+  constexpr int kChannelsOfColorType[] = {1, 0, 3, 3, 2, 0, 4};  // grey, RGB, palette, grey and alpha, RGBA
+  constexpr int kPalette = 3;
+  header.fault = kDamaged;
+  if (size < kHeaderEnd || data[25] >= std::size(kChannelsOfColorType)) return;
+  header.width = read_big_endian(data + 16, 4);
+  header.height = read_big_endian(data + 20, 4);
+  header.bits = data[25] == kPalette ? 8 : data[24];
+  header.channels = kChannelsOfColorType[data[25]];
+  if (header.channels != 0 && is_intact_png(data, size)) header.fault.clear();
+}
+
+}  // namespace
+
+std::uint32_t read_big_endian(const std::uint8_t* data, int bytes) {
   std::uint32_t value = 0;
   for (int i = 0; i < bytes; ++i) {
     value = value << 8 | data[i];
@@ -25,99 +41,72 @@ std::uint32_t big_endian(const std::uint8_t* data, int bytes) {
   return value;
 }
 
-// The IHDR chunk comes first: length, "IHDR", width, height, bit depth, colour type.
-void read_png_header(const std::uint8_t* data, std::size_t size, ImageHeader& header) {
-  constexpr std::size_t kHeaderEnd = 33;
-  if (size < kHeaderEnd) {
-    return;
-  }
-  header.width = big_endian(data + 16, 4);
-  header.height = big_endian(data + 20, 4);
-  header.bits = data[24];
-  switch (data[25]) {
-    case 0:
-      header.channels = 1;
-      break;  // grey
-    case 2:
-      header.channels = 3;
-      break;  // RGB
-    case 3:   // palette of 8-bit RGB
-      header.channels = 3;
-      header.bits = 8;
-      break;
-    case 4:
-      header.channels = 2;
-      break;  // grey and alpha
-    case 6:
-      header.channels = 4;
-      break;  // RGB and alpha
-    default:
-      return;
-  }
-  header.complete = true;
-}
-
-bool is_start_of_frame(std::uint8_t marker) {
-  // 0xc4, 0xc8 and 0xcc lie in the same range and mean something else.
-  return marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
-}
-
-// Walks the segments up to the start of the scan; the start-of-frame segment has the size. A decoder fills up
-// what a cut file lacks without a word, so the end-of-image marker is looked for too.
-void read_jpeg_header(const std::uint8_t* data, std::size_t size, ImageHeader& header) {
-  constexpr std::uint8_t kStartOfScan = 0xda;
-  std::size_t at = 2;
-  while (at + 4 <= size && data[at] == 0xff) {
-    const std::uint8_t marker = data[at + 1];
-    if (marker == 0xff) {  // fill byte
-      ++at;
-      continue;
-    }
-    const std::size_t length = big_endian(data + at + 2, 2);
-    if (is_start_of_frame(marker) && at + 10 <= size) {
-      header.bits = data[at + 4];
-      header.height = big_endian(data + at + 5, 2);
-      header.width = big_endian(data + at + 7, 2);
-      header.channels = data[at + 9];
-    }
-    at += 2 + length;
-    if (marker == kStartOfScan || length < 2) {
-      break;
-    }
-  }
-  constexpr std::uint8_t kEndOfImage[] = {0xff, 0xd9};
-  const auto* end = data + size;
-  header.complete = header.channels != 0 && at < size &&
-                    std::search(data + at, end, std::begin(kEndOfImage), std::end(kEndOfImage)) != end;
-}
-
-}  // namespace
-
 ImageHeader read_image_header(const std::uint8_t* data, std::size_t size) {
+  const struct {
+    std::string_view signature;
+    ImageFormat format;
+    void (*read)(const std::uint8_t* data, std::size_t size, ImageHeader& header);
+  } kFormats[] = {
+      {kPngSignature, ImageFormat::kPng, read_png_header},
+      {"\xff\xd8\xff"sv, ImageFormat::kJpeg, read_jpeg_header},
+      {"II*\0"sv, ImageFormat::kTiff, read_tiff_header},
+      {"MM\0*"sv, ImageFormat::kTiff, read_tiff_header},
+      {"P5"sv, ImageFormat::kPnm, read_pnm_header},
+      {"P6"sv, ImageFormat::kPnm, read_pnm_header},
+      {"\x93NUMPY"sv, ImageFormat::kNpy, read_npy_header},
+  };
   ImageHeader header;
-  if (starts_with(data, size, kPngSignature)) {
-    header.format = ImageFormat::kPng;
-    read_png_header(data, size, header);
-  } else if (starts_with(data, size, kJpegSignature)) {
-    header.format = ImageFormat::kJpeg;
-    read_jpeg_header(data, size, header);
+  for (const auto& candidate : kFormats) {
+    if (!starts_with(data, size, candidate.signature)) continue;
+    header.format = candidate.format;
+    candidate.read(data, size, header);
+    break;
   }
   return header;
+}
+
+std::string name_of_other_format(const std::uint8_t* data, std::size_t size) {
+  const std::pair<std::string_view, const char*> kFormats[] = {
+      {"BM"sv, "a BMP image"},
+      {"GIF8"sv, "a GIF image"},
+      {"\x76\x2f\x31\x01"sv, "an OpenEXR image"},
+      {"PF"sv, "a PFM image"},
+      {"Pf"sv, "a PFM image"},
+      {"P1"sv, "a text form of PNM"},
+      {"P2"sv, "a text form of PNM"},
+      {"P3"sv, "a text form of PNM"},
+      {"P4"sv, "a bilevel PNM image"},
+      {"P7"sv, "a PAM image"},
+      {"II+\0"sv, "a BigTIFF image"},
+      {"MM\0+"sv, "a BigTIFF image"},
+      {"PK\3\4"sv, "a ZIP archive, such as NumPy's NPZ"},
+      {"\x89HDF"sv, "an HDF5 file, such as MATLAB's MAT"},
+      {"MATLAB"sv, "a MATLAB file"},
+      {"\0\0\0\fjP  "sv, "a JPEG 2000 image"},
+  };
+  for (const auto& [signature, name] : kFormats) {
+    if (starts_with(data, size, signature)) return name;
+  }
+  if (size >= 12 && starts_with(data, size, "RIFF"sv) && starts_with(data + 8, size - 8, "WEBP"sv)) {
+    return "a WebP image";
+  }
+  return size >= 12 && starts_with(data + 4, size - 4, "ftyp"sv) ? "a HEIF image or a video" : "";
 }
 
 bool is_intact_png(const std::uint8_t* data, std::size_t size) {
   // A chunk: length of its data, four letters, data, checksum of letters and data.
   constexpr std::size_t kAround = 12;
+  constexpr std::uint32_t kEnd = 0x49454e44;  // "IEND"
   for (std::size_t at = kPngSignature.size(); at + kAround <= size;) {
-    const std::size_t length = big_endian(data + at, 4);
+    const std::size_t length = read_big_endian(data + at, 4);
     if (length > size - at - kAround) {
       return false;
     }
     const std::uint8_t* letters = data + at + 4;
-    if (crc32(0, letters, static_cast<uInt>(4 + length)) != big_endian(letters + 4 + length, 4)) {
+    if (crc32(0, letters, static_cast<uInt>(4 + length)) != read_big_endian(letters + 4 + length, 4)) {
       return false;
     }
-    if (big_endian(letters, 4) == 0x49454e44) {  // IEND
+    if (read_big_endian(letters, 4) == kEnd) {
       return true;
     }
     at += kAround + length;

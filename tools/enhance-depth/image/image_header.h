@@ -1,30 +1,51 @@
-// What a PNG or JPEG file says about its image, read before anything is decoded: it tells why a file is
-// refused, and it keeps a small file with a huge image from exhausting memory.
+// What an image file says about its image, read before anything is decoded: it tells why a file is refused,
+// and it keeps a small file from exhausting memory or patience in a decoder.
 #ifndef ENHANCE_DEPTH_TOOL_IMAGE_HEADER_H
 #define ENHANCE_DEPTH_TOOL_IMAGE_HEADER_H
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace enhance_depth_tool {
 
-enum class ImageFormat { kPng, kJpeg, kOther };
+enum class ImageFormat { kPng, kJpeg, kTiff, kPnm, kNpy, kOther };
+
+enum class SampleType { kUnsigned, kSigned, kFloat };
 
 struct ImageHeader {
   ImageFormat format = ImageFormat::kOther;
-  bool complete = false;  // the fields below could be read, and a JPEG file has its end-of-image marker
   std::int64_t width = 0;
   std::int64_t height = 0;
   int bits = 0;      // per channel
   int channels = 0;  // of the decoded image: 3 for a palette
+  SampleType sample_type = SampleType::kUnsigned;
+  // Why the file cannot be decoded, as a clause after its name, for example "is damaged"; empty when nothing
+  // speaks against it.
+  std::string fault;
+
+  // Of the formats whose pixels are stored as they are, kPnm and kNpy:
+  std::size_t pixels_at = 0;  // offset in the file
+  bool big_endian = false;
 };
 
-// Never reads outside [data, data + size) and never fails: what it cannot make out is kOther or not complete.
+// Never reads outside [data, data + size) and never fails: what it cannot make out is kOther or has a fault.
 ImageHeader read_image_header(const std::uint8_t* data, std::size_t size);
+
+// The format that `data` seems to have, of those that are not read; empty when it is not known. For people.
+std::string name_of_other_format(const std::uint8_t* data, std::size_t size);
 
 // Whether the checksum of every chunk of a PNG file is right, and the last one is there. The decoder would
 // write its own words about it into the middle of the tool's.
 bool is_intact_png(const std::uint8_t* data, std::size_t size);
+
+// For the readers of single formats; each is given a file that begins as its format does.
+inline constexpr const char* kDamaged = "is cut short or damaged";
+std::uint32_t read_big_endian(const std::uint8_t* data, int bytes);
+void read_jpeg_header(const std::uint8_t* data, std::size_t size, ImageHeader& header);
+void read_tiff_header(const std::uint8_t* data, std::size_t size, ImageHeader& header);
+void read_pnm_header(const std::uint8_t* data, std::size_t size, ImageHeader& header);
+void read_npy_header(const std::uint8_t* data, std::size_t size, ImageHeader& header);
 
 }  // namespace enhance_depth_tool
 

@@ -1,5 +1,9 @@
 #include "image/image_io.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
 #include <opencv2/imgcodecs.hpp>
 
 #include "image/image_header.h"
@@ -9,13 +13,34 @@
 namespace enhance_depth_tool {
 namespace {
 
-constexpr const char* kColorNeeded = "Colour must be an 8-bit RGB image as PNG or JPEG.";
-constexpr const char* kDepthNeeded = "Depth must be a 16-bit PNG with one channel.";
+constexpr const char* kColorNeeded =
+    "Colour must be an 8-bit RGB or grey image as PNG, JPEG, PPM, PGM or TIFF; ImageMagick makes one with: "
+    "convert FILE -alpha off -depth 8 color.png";
+constexpr const char* kDepthNeeded =
+    "Depth must be a 16-bit image with one channel as PNG, PGM, TIFF or NPY, or floats in metres as TIFF or "
+    "NPY; Python makes one with: numpy.save(\"depth.npy\", depth.astype(\"uint16\"))";
+
+const char* format_name(ImageFormat format) {
+  switch (format) {
+    case ImageFormat::kPng:
+      return "PNG";
+    case ImageFormat::kJpeg:
+      return "JPEG";
+    case ImageFormat::kTiff:
+      return "TIFF";
+    case ImageFormat::kPnm:
+      return "PNM";
+    default:
+      return "NPY";
+  }
+}
 
 std::string kind_text(const ImageHeader& header) {
-  return (header.bits == 8 ? "an 8-bit " : "a " + std::to_string(header.bits) + "-bit ") +
-         (header.format == ImageFormat::kPng ? "PNG" : "JPEG") + " with " + std::to_string(header.channels) +
-         (header.channels == 1 ? " channel" : " channels");
+  const char* type = header.sample_type == SampleType::kFloat    ? "float "
+                     : header.sample_type == SampleType::kSigned ? "signed "
+                                                                 : "";
+  return (header.bits == 8 ? "an 8-bit " : "a " + std::to_string(header.bits) + "-bit ") + type +
+         format_name(header.format) + " with " + count(header.channels, "channel");
 }
 
 // The checks that both kinds of image have in common.
@@ -25,34 +50,87 @@ ImageHeader checked_header(const Bytes& file, const std::string& name, const cha
   }
   const ImageHeader header = read_image_header(file.data(), file.size());
   if (header.format == ImageFormat::kOther) {
-    throw UsageError(name + " is neither PNG nor JPEG. " + needed);
+    const std::string other = name_of_other_format(file.data(), file.size());
+    throw UsageError(name + " is " + (other.empty() ? "no image that is known here" : other) + ". " + needed +
+                     ".");
   }
-  if (!header.complete) {
-    throw UsageError(name + " is cut short or damaged. Copy or record it again.");
+  if (header.fault == kDamaged) {
+    throw UsageError(name + " " + kDamaged + ". Copy or record it again.");
   }
-  if (header.width < 1 || header.height < 1 || header.width > kMaxPixels / header.height) {
+  if (!header.fault.empty()) {
+    throw UsageError(name + " " + header.fault + ". " + needed + ".");
+  }
+  if (header.width < 1 || header.height < 1 || header.width > kLongestSide || header.height > kLongestSide) {
     throw UsageError(name + " has " + image_size(header.width, header.height) + " pixels; at most " +
-                     image_size(8192, 8192) + " are accepted. Scale it down.");
+                     image_size(kLongestSide, kLongestSide) + " are accepted. Scale it down.");
   }
   return header;
 }
 
-cv::Mat decode(const Bytes& file, const std::string& name, ImageFormat format, int type, const char* needed) {
-  cv::Mat image;
-  if (format != ImageFormat::kPng || is_intact_png(file.data(), file.size())) {
-    try {
-      image = cv::imdecode(file, cv::IMREAD_UNCHANGED);
-    } catch (const cv::Exception&) {
-      image.release();
+// The pixels of a file that stores them as they are; empty when the file ends before they do.
+cv::Mat plain_pixels(const Bytes& file, const ImageHeader& header) {
+  const int depth = header.sample_type == SampleType::kFloat ? (header.bits == 32 ? CV_32F : CV_64F)
+                    : header.bits == 16                      ? CV_16U
+                                                             : CV_8U;
+  cv::Mat image(static_cast<int>(header.height), static_cast<int>(header.width),
+                CV_MAKETYPE(depth, header.channels));
+  const std::size_t bytes = image.total() * image.elemSize();
+  if (header.pixels_at > file.size() || file.size() - header.pixels_at < bytes) return {};
+  std::memcpy(image.data, file.data() + header.pixels_at, bytes);
+  if (header.big_endian) {
+    const std::size_t length = image.elemSize1();
+    for (std::uint8_t* value = image.data; value != image.data + bytes; value += length) {
+      std::reverse(value, value + length);
     }
   }
-  if (image.empty()) {
-    throw UsageError(name + " is damaged. Copy or record it again.");
-  }
-  if (image.type() != type) {  // such as a palette with a transparent colour
-    throw UsageError(name + " is not stored as plain pixels. " + needed);
+  if (image.channels() == 3) {
+    const cv::Mat rgb = image.clone();
+    constexpr int kSwapRedAndBlue[] = {0, 2, 1, 1, 2, 0};
+    cv::mixChannels(&rgb, 1, &image, 1, kSwapRedAndBlue, 3);
   }
   return image;
+}
+
+cv::Mat decode(const Bytes& file, const std::string& name, const ImageHeader& header) {
+  cv::Mat image;
+  try {
+    const bool plain = header.format == ImageFormat::kPnm || header.format == ImageFormat::kNpy;
+    image = plain ? plain_pixels(file, header) : cv::imdecode(file, cv::IMREAD_UNCHANGED);
+  } catch (const cv::Exception&) {
+    image.release();
+  }
+  if (image.empty() || image.cols != header.width || image.rows != header.height) {
+    throw UsageError(name + " " + kDamaged + ". Copy or record it again.");
+  }
+  return image;
+}
+
+bool is_depth(const ImageHeader& header) {
+  const bool by_floats = header.sample_type == SampleType::kFloat && (header.bits == 32 || header.bits == 64);
+  const bool by_units = header.sample_type == SampleType::kUnsigned && header.bits == 16;
+  return header.format != ImageFormat::kJpeg && header.channels == 1 && (by_floats || by_units);
+}
+
+bool is_color(const ImageHeader& header) {
+  // Four channels in a JPEG are CMYK, which the decoder turns into RGB.
+  const bool cmyk = header.channels == 4 && header.format == ImageFormat::kJpeg;
+  return header.format != ImageFormat::kNpy && header.bits == 8 &&
+         header.sample_type == SampleType::kUnsigned &&
+         (header.channels == 3 || header.channels == 1 || cmyk);
+}
+
+cv::Mat from_metres(const cv::Mat& metres, DepthScale scale) {
+  cv::Mat values;
+  metres.convertTo(values, CV_64F, scale.units_per_metre);
+  cv::Mat depth(metres.size(), CV_16UC1);
+  for (int row = 0; row < depth.rows; ++row) {
+    std::transform(values.ptr<double>(row), values.ptr<double>(row) + depth.cols,
+                   depth.ptr<std::uint16_t>(row), [](double units) -> std::uint16_t {
+                     const double rounded = std::floor(units + 0.5);
+                     return rounded > 0.0 && rounded <= 65535.0 ? static_cast<std::uint16_t>(rounded) : 0;
+                   });
+  }
+  return depth;
 }
 
 Bytes encode(const std::string& extension, const cv::Mat& image, const std::vector<int>& parameters) {
@@ -67,30 +145,54 @@ Bytes encode(const std::string& extension, const cv::Mat& image, const std::vect
 
 cv::Mat decode_color(const Bytes& file, const std::string& name) {
   const ImageHeader header = checked_header(file, name, kColorNeeded);
-  // Four channels in a JPEG are CMYK, which the decoder turns into RGB.
-  const bool color = header.channels == 3 || (header.channels == 4 && header.format == ImageFormat::kJpeg);
-  if (header.bits != 8 || !color) {
-    throw UsageError(name + " is " + kind_text(header) + ". " + kColorNeeded +
-                     (header.channels == 4 ? " Remove the alpha channel." : ""));
+  if (!is_color(header)) {
+    throw UsageError(name + " is " + kind_text(header) + ". " + kColorNeeded + ".");
   }
-  return decode(file, name, header.format, CV_8UC3, kColorNeeded);
+  cv::Mat image = decode(file, name, header);
+  if (image.type() == CV_8UC1) {
+    const cv::Mat channels[] = {image, image, image};
+    cv::merge(channels, 3, image);
+  }
+  if (image.type() != CV_8UC3) {  // such as a palette with a transparent colour
+    throw UsageError(name + " is not stored as plain pixels. " + kColorNeeded + ".");
+  }
+  return image;
 }
 
-cv::Mat decode_depth(const Bytes& file, const std::string& name) {
+cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scale) {
   const ImageHeader header = checked_header(file, name, kDepthNeeded);
-  if (header.format != ImageFormat::kPng || header.bits != 16 || header.channels != 1) {
-    throw UsageError(name + " is " + kind_text(header) + ". " + kDepthNeeded +
-                     " Give the camera's depth values, not a picture made of them.");
+  if (!is_depth(header)) {
+    throw UsageError(
+        name + " is " + kind_text(header) + ". " + kDepthNeeded +
+        (header.bits == 8 ? ". Give the camera's depth values, not a picture made of them." : "."));
   }
-  return decode(file, name, header.format, CV_16UC1, kDepthNeeded);
+  const cv::Mat image = decode(file, name, header);
+  if (image.type() == CV_16UC1) return image;
+  if (image.type() == CV_32FC1 || image.type() == CV_64FC1) return from_metres(image, scale);
+  throw UsageError(name + " is not stored as plain pixels. " + kDepthNeeded + ".");
 }
 
 cv::Mat read_color(const std::filesystem::path& path) {
   return decode_color(read_file(path, "image", kMaxFileBytes), path.string());
 }
 
-cv::Mat read_depth(const std::filesystem::path& path) {
-  return decode_depth(read_file(path, "image", kMaxFileBytes), path.string());
+cv::Mat read_depth(const std::filesystem::path& path, DepthScale scale) {
+  return decode_depth(read_file(path, "image", kMaxFileBytes), path.string(), scale);
+}
+
+bool holds_color(const Bytes& file) {
+  const ImageHeader header = read_image_header(file.data(), file.size());
+  return header.fault.empty() && is_color(header) && header.channels > 1;
+}
+
+bool holds_depth(const Bytes& file) {
+  const ImageHeader header = read_image_header(file.data(), file.size());
+  return header.fault.empty() && is_depth(header);
+}
+
+bool is_grey(const cv::Mat& color) {
+  return std::all_of(color.begin<cv::Vec3b>(), color.end<cv::Vec3b>(),
+                     [](const cv::Vec3b& pixel) { return pixel[0] == pixel[1] && pixel[1] == pixel[2]; });
 }
 
 void require_same_size(const cv::Mat& color, const std::string& color_name, const cv::Mat& depth,

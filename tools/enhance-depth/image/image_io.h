@@ -1,6 +1,7 @@
-// Images in and out of files. Input is 8-bit colour (PNG, JPEG) and 16-bit depth (PNG); anything else is
-// refused with a UsageError that names the file, the reason and the remedy. An image is taken as it is
-// stored: orientation notes of a JPEG file are not applied, because depth images carry none.
+// Images in and out of files. Input is colour (8-bit PNG, JPEG, PPM, PGM, TIFF) and depth (16-bit PNG, PGM,
+// TIFF, NPY, and floats in metres as TIFF or NPY); anything else is refused with a UsageError that names the
+// file, the reason and the remedy. An image is taken as it is stored: orientation notes of a JPEG file are
+// not applied, because depth images carry none.
 #ifndef ENHANCE_DEPTH_TOOL_IMAGE_IO_H
 #define ENHANCE_DEPTH_TOOL_IMAGE_IO_H
 
@@ -10,22 +11,35 @@
 
 #include <opencv2/core.hpp>
 
+#include "image/depth_scale.h"
 #include "support/input_file.h"
 
 namespace enhance_depth_tool {
 
-// More than any RGB-D camera delivers, and far below the library's limit of 2 GiB for an image.
-inline constexpr std::int64_t kMaxPixels = std::int64_t{8192} * 8192;
+// More than any RGB-D camera delivers, in either direction, and far below the library's limit of 2 GiB for an
+// image.
+inline constexpr int kLongestSide = 8192;
 
-// A file that is larger is no image within kMaxPixels.
+// A file that is larger is no image within kLongestSide.
 inline constexpr std::uintmax_t kMaxFileBytes = std::uintmax_t{1} << 30;
 
-// CV_8UC3 in BGR order, and CV_16UC1. `name` stands for the file in errors.
+// CV_8UC3 in BGR order; a grey image becomes three equal channels. `name` stands for the file in errors.
 cv::Mat decode_color(const Bytes& file, const std::string& name);
-cv::Mat decode_depth(const Bytes& file, const std::string& name);
+
+// CV_16UC1. Metres become units of `scale`, rounded; what is not a positive number or does not fit into 16
+// bits becomes 0, no depth.
+cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scale);
 
 cv::Mat read_color(const std::filesystem::path& path);
-cv::Mat read_depth(const std::filesystem::path& path);
+cv::Mat read_depth(const std::filesystem::path& path, DepthScale scale);
+
+// Whether a file can be nothing but a colour image, or nothing but a depth image: tells a mix-up from other
+// mistakes.
+bool holds_color(const Bytes& file);
+bool holds_depth(const Bytes& file);
+
+// Whether the three channels of a CV_8UC3 image are equal everywhere.
+bool is_grey(const cv::Mat& color);
 
 // Throws a UsageError unless the two images have one size.
 void require_same_size(const cv::Mat& color, const std::string& color_name, const cv::Mat& depth,
@@ -33,7 +47,7 @@ void require_same_size(const cv::Mat& color, const std::string& color_name, cons
 
 Bytes encode_depth(const cv::Mat& depth);            // CV_16UC1 as PNG
 Bytes encode_confidence(const cv::Mat& confidence);  // CV_32FC1 as uncompressed TIFF, every bit kept
-Bytes encode_picture(const cv::Mat& picture, const std::filesystem::path& path);  // as the name's ending says
+Bytes encode_picture(const cv::Mat& picture, const std::filesystem::path& path);  // as the extension says
 
 }  // namespace enhance_depth_tool
 

@@ -53,7 +53,7 @@ FrameJob SequenceRun::read(const FrameFiles& files) const {
   const Stopwatch stopwatch;
   try {
     job.color = read_color(files.color);
-    job.depth = read_depth(files.depth);
+    job.depth = read_depth(files.depth, settings_.scale);
     require_same_size(job.color, files.color.string(), job.depth, files.depth.string());
     job.rgb = arrange_rgb(job.color, settings_.rgb_layout);
   } catch (const ToolError& error) {
