@@ -116,6 +116,19 @@ class RefineTest(Case):
         self.expect_failure(self.run_tool("sequence", "--bogus"), 2, "not expected: --bogus")
         self.assertFalse((self.folder / "out.png").exists())
 
+    def test_asks_the_engine_for_its_colour_layout(self):
+        self.assertEqual(self.refine().returncode, 0)
+        planar = (self.folder / "out.png").read_bytes()
+        text = re.sub(r"\[1, 3, -1, -1\]", "[-1, -1, 3]", ENGINE.read_text())
+        text = re.sub(r"(?<=rgb = )(.*)", lambda m: re.sub(r"\[1, 3, (\d+), (\d+)\]", r"[\1, \2, 3]", m[0]), text)
+        engine = self.write("interleaved.toml", text.encode())
+        self.assertEqual(self.refine(engine=engine).returncode, 0)
+        self.assertEqual((self.folder / "out.png").read_bytes(), planar)
+        self.assertEqual(self.refine("--rgb-layout", "interleaved", engine=engine).returncode, 0)
+        for options, colour in (((engine, "planar"), "interleaved, (H, W, 3)"), ((ENGINE, "interleaved"), "planar, (1, 3, H, W)")):
+            self.expect_failure(self.refine("--rgb-layout", options[1], engine=options[0], output="no.png"), 2,
+                                f"--rgb-layout contradicts the engine {options[0]}, whose colour is {colour}. Leave")
+
     def test_reports_an_engine_that_cannot_be_loaded(self):
         self.write("bad.engine", b"not an engine")
         self.expect_failure(self.refine(engine="bad.engine"), 3, "The engine bad.engine cannot be loaded", "(code 13)",
@@ -414,7 +427,7 @@ class SequenceTest(Case):
         before = self.content("out")
         shutil.copytree(self.folder / "rec", self.folder / "other")
         engine = self.write("other.toml", ENGINE.read_bytes() + b"# another")
-        for arguments, differences in ((("other",), "recording"), (("--rgb-layout", "interleaved"), "rgb layout"),
+        for arguments, differences in ((("other",), "recording"),
                                        (("--engine", engine, "--depth-scale", 5000), "depth scale, engine"),
                                        (("--max-difference", 0.01), "max difference")):
             self.expect_failure(self.sequence(*arguments), 2, "out/depth is there already", "--resume")

@@ -40,7 +40,7 @@ struct Times {
   std::vector<double> around;  // library less network
 };
 
-Times measure(const BenchOptions& options, Engine& engine) {
+Times measure(const BenchOptions& options, RgbLayout layout, Engine& engine) {
   struct Input {
     std::vector<std::uint8_t> rgb;
     cv::Mat depth;
@@ -50,7 +50,7 @@ Times measure(const BenchOptions& options, Engine& engine) {
   std::array<Input, 4> inputs;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     const SyntheticFrame frame = make_synthetic_frame(options.size, i);
-    inputs[i] = {arrange_rgb(frame.color, options.engine.rgb_layout), frame.depth};
+    inputs[i] = {arrange_rgb(frame.color, layout), frame.depth};
   }
   Times times;
   for (int i = 0; i < options.warm_up + options.frames; ++i) {
@@ -70,10 +70,11 @@ int bench(const BenchOptions& options) {
   if (!options.json.empty()) {
     require_writable(options.json, {});
   }
+  const RgbLayout layout = choose_rgb_layout(options.engine);
   const Stopwatch stopwatch;
   Engine engine(options.engine.engine);
   const double load_ms = stopwatch.milliseconds();
-  const Times times = measure(options, engine);
+  const Times times = measure(options, layout, engine);
   const double median_ms = percentiles(times.library).median;
 
   std::cout << highlighted("Refined " + count(options.frames, "frame") + " of " +

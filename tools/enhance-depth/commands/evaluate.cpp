@@ -89,7 +89,7 @@ std::vector<TrueFrame> frames_with_truth(const EvaluateOptions& options, const R
   return frames;
 }
 
-JudgedFrame judged(const TrueFrame& frame, const cv::Mat& depth, std::uint64_t seed) {
+JudgedFrame judged(const TrueFrame& frame, const cv::Mat& depth, DepthScale scale, std::uint64_t seed) {
   JudgedFrame result;
   if (frame.truth.empty()) {
     HiddenPixels hidden = hide_pixels(depth, seed, frame.files.name);
@@ -97,7 +97,7 @@ JudgedFrame judged(const TrueFrame& frame, const cv::Mat& depth, std::uint64_t s
     result.input = hidden.depth;
     result.hidden_as = hidden.hidden;
   } else {
-    result.truth = read_depth(frame.truth);
+    result.truth = read_depth(frame.truth, scale);
     require_same_size(result.truth, frame.truth.string(), depth, frame.files.depth.string());
     result.input = depth;
   }
@@ -165,10 +165,12 @@ int report(const EvaluateOptions& options, std::size_t frames, const std::vector
 int evaluate(const EvaluateOptions& options) {
   const std::vector<TrueFrame> frames = frames_with_truth(options, open_recording(options.recording));
   check_paths(options, frames);
+  std::vector<RgbLayout> layouts;
   std::vector<std::unique_ptr<Engine>> engines;
   std::vector<Evaluation> evaluations;
   std::vector<std::string> names;
   for (const fs::path& engine : options.engines) {
+    layouts.push_back(choose_rgb_layout({engine, std::nullopt}));
     engines.push_back(std::make_unique<Engine>(engine));
     names.push_back(engine.filename().string());
     evaluations.emplace_back(names.back());
@@ -186,15 +188,14 @@ int evaluate(const EvaluateOptions& options) {
         break;
       }
       const cv::Mat color = read_color(frame.files.color);
-      const cv::Mat depth = read_depth(frame.files.depth);
+      const cv::Mat depth = read_depth(frame.files.depth, options.scale);
       require_same_size(color, frame.files.color.string(), depth, frame.files.depth.string());
-      const JudgedFrame judged_frame = judged(frame, depth, options.seed);
+      const JudgedFrame judged_frame = judged(frame, depth, options.scale, options.seed);
       std::vector<cv::Mat> predictions;
       double error_of_first = 0.0;
       for (std::size_t i = 0; i < engines.size(); ++i) {
         engines[i]->configure(depth.size());
-        const Refined refined =
-            engines[i]->process(arrange_rgb(color, RgbLayout::kPlanar), judged_frame.input);
+        const Refined refined = engines[i]->process(arrange_rgb(color, layouts[i]), judged_frame.input);
         const double error =
             evaluations[i].add(judged_frame, refined.depth, refined.confidence, refined.library_ms);
         error_of_first = i == 0 ? error : error_of_first;

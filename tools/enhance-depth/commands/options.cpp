@@ -7,6 +7,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include "inspect/engine.h"
+#include "support/input_file.h"
+#include "support/tool_error.h"
+
 namespace enhance_depth_tool {
 
 std::function<std::string(const std::string&)> finite_in(double low, double high) {
@@ -30,10 +34,22 @@ void add_engine_options(CLI::App& app, EngineOptions& options) {
   };
   app.add_option_function<std::string>(
          "--rgb-layout", set_layout,
-         "Colour layout of the engine: planar (all red, all green, all blue) or "
-         "interleaved (default planar)")
+         "Colour layout that the engine has to have: planar (all red, all green, all blue) or interleaved. "
+         "Without this option it is the engine's own")
       ->check(CLI::IsMember({"planar", "interleaved"}).description(""))
       ->type_name("LAYOUT");
+}
+
+RgbLayout choose_rgb_layout(const EngineOptions& options) {
+  if (type_of(options.engine) != std::filesystem::file_type::regular) return RgbLayout::kPlanar;
+  const std::optional<RgbLayout> layout = rgb_layout_of(options.engine);
+  if (layout && options.rgb_layout && layout != options.rgb_layout) {
+    const bool planar = layout == RgbLayout::kPlanar;
+    throw UsageError("--rgb-layout contradicts the engine " + options.engine.string() + ", whose colour is " +
+                     (planar ? "planar, (1, 3, H, W)" : "interleaved, (H, W, 3)") +
+                     ". Leave the option out, or use the engine that was meant.");
+  }
+  return layout.value_or(RgbLayout::kPlanar);
 }
 
 void add_depth_scale(CLI::App& app, DepthScale& scale) {

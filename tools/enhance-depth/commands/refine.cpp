@@ -103,9 +103,10 @@ int refine(const RefineOptions& options) {
   const cv::Mat depth = read_depth(options.depth, options.scale);
   require_same_size(color, options.color.string(), depth, options.depth.string());
 
+  const RgbLayout layout = choose_rgb_layout(options.engine);
   Engine engine(options.engine.engine);
   engine.configure(depth.size());
-  const Refined refined = engine.process(arrange_rgb(color, options.engine.rgb_layout), depth);
+  const Refined refined = engine.process(arrange_rgb(color, layout), depth);
   if (!options.confidence.empty()) {
     engine.require_confidence(refined);
   }

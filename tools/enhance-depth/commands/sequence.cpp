@@ -126,6 +126,7 @@ int refine_sequence(const SequenceOptions& options) {
   const Recording recording = open_recording(options.recording);
   const SequenceOutput output(options.output, options.confidence, options.preview);
   check_outputs(options, recording, output);
+  const RgbLayout layout = choose_rgb_layout(options.engine);
   Engine engine(options.engine.engine);
   if (options.confidence) {  // an engine without shows now, before anything is on the disk
     const cv::Mat depth = cv::Mat::zeros(480, 640, CV_16UC1);
@@ -162,8 +163,7 @@ int refine_sequence(const SequenceOptions& options) {
     Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()},
                       static_cast<std::int64_t>(frames.size()), [&] { return stopwatch.seconds(); });
     SequenceRun run(engine, output, video ? &*video : nullptr, progress,
-                    {options.engine.rgb_layout, options.scale, range, options.strict,
-                     [&] { return interrupt.interrupted(); }},
+                    {layout, options.scale, range, options.strict, [&] { return interrupt.interrupted(); }},
                     summary);
     run.run(frames);
   }

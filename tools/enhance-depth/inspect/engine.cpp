@@ -129,4 +129,15 @@ LoadedEngine load_engine(const std::filesystem::path& path) {
   return loaded;
 }
 
+std::optional<RgbLayout> rgb_layout_of(const std::filesystem::path& engine) {
+  const LoadedEngine loaded = load_engine(engine);
+  if (!loaded.model) return std::nullopt;
+  for (const TensorInfo& tensor : loaded.model->tensors) {
+    if (tensor.name != "rgb" || !tensor.shape) continue;
+    if (tensor.shape->size() == 4) return RgbLayout::kPlanar;
+    if (tensor.shape->size() == 3) return RgbLayout::kInterleaved;
+  }
+  return std::nullopt;
+}
+
 }  // namespace enhance_depth_tool

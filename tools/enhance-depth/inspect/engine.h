@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "inspect/model.h"
+#include "support/rgb_layout.h"
 
 namespace enhance_depth_tool {
 
@@ -19,6 +20,10 @@ struct LoadedEngine {
 // Has TensorRT deserialize the engine and asks it for tensors and profiles. Throws a UsageError when the file
 // cannot be read.
 LoadedEngine load_engine(const std::filesystem::path& path);
+
+// The colour layout that the rank of the rgb tensor tells; none when it tells none, or TensorRT refuses the
+// engine.
+std::optional<RgbLayout> rgb_layout_of(const std::filesystem::path& engine);
 
 }  // namespace enhance_depth_tool
 

@@ -38,7 +38,6 @@ RunOrigin::RunOrigin(const EngineOptions& engine, const fs::path& color, const f
           json_text({{"engine", describe_content(engine.engine)},
                      {"recording",
                       {{"color", canonical_path(color).string()}, {"depth", canonical_path(depth).string()}}},
-                     {"rgb_layout", engine.rgb_layout == RgbLayout::kPlanar ? "planar" : "interleaved"},
                      {"depth_scale", scale.units_per_metre},
                      {"max_difference", max_difference}})) {}
 

@@ -1,8 +1,9 @@
-// Which engine to run, and how its colour tensor is laid out.
+// Which engine to run.
 #ifndef ENHANCE_DEPTH_TOOL_ENGINE_OPTIONS_H
 #define ENHANCE_DEPTH_TOOL_ENGINE_OPTIONS_H
 
 #include <filesystem>
+#include <optional>
 
 #include "support/rgb_layout.h"
 
@@ -10,7 +11,7 @@ namespace enhance_depth_tool {
 
 struct EngineOptions {
   std::filesystem::path engine;
-  RgbLayout rgb_layout = RgbLayout::kPlanar;
+  std::optional<RgbLayout> rgb_layout;  // what its user believes; the engine itself tells
 };
 
 }  // namespace enhance_depth_tool
