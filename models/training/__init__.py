@@ -1,0 +1,1 @@
+"""Makes the synthetic frames and the network of models/train.py."""

@@ -1,0 +1,6 @@
+"""The programs below models/ are no installed package: tests import them from there."""
+
+import pathlib
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "models"))
