@@ -3,6 +3,8 @@
 tool_cli_test.py TOOL ENGINE [unittest arguments]
 """
 
+import concurrent.futures
+import functools
 import json
 import os
 import re
@@ -32,21 +34,32 @@ def png(width, height, bits, channels, rows):
             chunk(b"IEND", b""))
 
 
+@functools.lru_cache
 def color_png(width=64, height=48):
-    return png(width, height, 8, 3, lambda y: bytes(v for x in range(width) for v in (x % 256, y % 256, 90)))
+    def row(y):
+        pixels = bytearray(3 * width)
+        pixels[0::3] = bytes(x % 256 for x in range(width))
+        pixels[1::3] = bytes([y % 256]) * width
+        pixels[2::3] = bytes([90]) * width
+        return bytes(pixels)
+    return png(width, height, 8, 3, row)
 
 
+@functools.lru_cache
 def depth_png(width=64, height=48, offset=0):
     """A slanted wall with a hole of 4 x 4 pixels."""
     def row(y):
-        return b"".join(struct.pack(">H", 0 if 10 <= x < 14 and 10 <= y < 14 else 1000 + 5 * x + y + offset)
-                        for x in range(width))
+        values = list(range(1000 + y + offset, 1000 + y + offset + 5 * width, 5))
+        if 10 <= y < 14:
+            values[10:14] = [0] * 4
+        return struct.pack(f">{width}H", *values)
     return png(width, height, 16, 1, row)
 
 
 class Case(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
+        # In memory, where there is such a folder: the tool waits for the disk after every file.
+        folder = tempfile.TemporaryDirectory(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
         self.addCleanup(folder.cleanup)
         self.folder = Path(folder.name)
 
@@ -129,6 +142,28 @@ class RefineTest(Case):
             self.expect_failure(self.refine("--rgb-layout", options[1], engine=options[0], output="no.png"), 2,
                                 f"--rgb-layout contradicts the engine {options[0]}, whose colour is {colour}. Leave")
 
+    def test_leaves_what_lies_beside_its_output(self):
+        shutil.copy(self.folder / "color.png", self.folder / "out.png.part")
+        os.mkfifo(self.folder / "x.png.part")
+        before = (self.folder / "out.png.part").read_bytes()
+        self.assertEqual(self.refine(color="out.png.part", timeout=60).returncode, 0)
+        self.assertEqual(self.refine(output="x.png", timeout=60).returncode, 0)
+        self.assertEqual((self.folder / "out.png.part").read_bytes(), before)
+
+    def test_shows_no_control_characters_of_names(self):
+        name = "a\x1b[2J\x1b]0;owned\x07\nb\udcff"
+        os.symlink("missing", self.folder / name)
+        for result in (self.refine(color=name, errors="surrogateescape"), self.refine(output=name + ".png")):
+            text = (result.stdout + result.stderr).replace("\n", "")
+            self.assertIn("a\\x1b[2J\\x1b]0;owned\\x07\\x0ab\\xff", text)
+            self.assertTrue(text.isprintable(), text)
+
+    def test_ends_under_a_limit_of_its_memory(self):
+        limited = subprocess.run(["sh", "-c", 'ulimit -v 400000; exec "$@"', "sh", TOOL, "--version"], check=False,
+                                 capture_output=True, text=True, timeout=60)
+        if "AddressSanitizer" not in limited.stderr and "error while loading" not in limited.stderr:
+            self.assertEqual((limited.returncode, limited.stdout[:14]), (0, "enhance-depth "), limited.stderr)
+
     def test_reports_an_engine_that_cannot_be_loaded(self):
         self.write("bad.engine", b"not an engine")
         self.expect_failure(self.refine(engine="bad.engine"), 3, "The engine bad.engine cannot be loaded", "(code 13)",
@@ -156,7 +191,7 @@ class SequenceTest(Case):
         super().setUp()
         self.make_frames(6, 64, 48)
 
-    def make_frames(self, count, width=640, height=480):
+    def make_frames(self, count, width=320, height=240):
         self.count = count
         for i in range(count):
             self.write(f"rec/color/{i}.png", color_png(width, height))
@@ -285,6 +320,29 @@ class SequenceTest(Case):
         self.assertEqual(len(files), refined, files)
         self.assertEqual(len((self.folder / "out/depth.txt").read_text().splitlines()) - 2, refined)
 
+    def test_ends_cleanly_when_its_terminal_closes(self):
+        self.make_frames(40)
+        self.make_tum()
+        with self.start("--video", "v.avi", until="2.png") as process:
+            process.send_signal(signal.SIGHUP)
+            self.assertEqual(process.wait(60), 1)
+        self.assertTrue((self.folder / "out/depth.txt").exists())
+        self.assertEqual([p for p in self.folder.rglob("*") if p.is_file() and (p.name[0] == "." or p.suffix == ".avi")], [])
+
+    def test_fails_one_frame_whose_name_is_too_long_for_a_result(self):
+        name = "n" * 251
+        for kind in ("color", "depth"):
+            (self.folder / f"rec/{kind}/3.png").rename(self.folder / f"rec/{kind}/{name}.png")
+        result = self.sequence("--confidence")
+        self.expect_failure(result, 1, f"{name}.tiff cannot be written: File name too long")
+        self.assertIn("Refined 5 of 6 frames", result.stdout)
+
+    def test_takes_any_finite_time_stamp(self):
+        self.write("rec/rgb.txt", b"1e-310 color/0.png\n1 color/1.png\n")
+        self.write("rec/depth.txt", b"1e-310 depth/0.png\n1 depth/1.png\n")
+        result = self.sequence("--video", "v.avi")
+        self.assertEqual(result.returncode, 0, result.stderr)
+
     def test_names_unreadable_frames_and_goes_on(self):
         damaged = bytearray(depth_png())
         damaged[len(damaged) // 2] ^= 0xff
@@ -318,8 +376,7 @@ class SequenceTest(Case):
         self.assertIn("Refined 5 of 6 frames", result.stdout)
         self.assertIn("video           v.avi\n", result.stdout)
         self.expect_failure(self.sequence("--output", "2", "--video", "v.avi"), 2, "v.avi is there already. Choose another")
-        (self.folder / "v.avi").rename(self.folder / "w.part.avi")
-        self.expect_failure(self.sequence("--output", "3", "--video", "w.avi"), 2, "w.part.avi is there already")
+        (self.folder / "v.avi").unlink()
         for i in range(self.count):
             self.write(f"rec/depth/{i}.png", b"")
         result = self.sequence("--output", "4", "--video", "v.avi")
@@ -356,7 +413,7 @@ class SequenceTest(Case):
                             "Make room on the disk", "Continue with --resume.")
         self.assertRegex(result.stdout, r"Refined [1-5] of 6 frames")
         self.assertIn("No space left", self.summary()["stopped_by"])
-        self.assertNotIn(".part", result.stdout)
+        self.assertNotIn("/.", result.stdout)
 
     def test_leaves_no_video_that_a_full_disk_cut_short(self):
         # The results go elsewhere; only the video meets the full disk.
@@ -624,12 +681,32 @@ class HelpTest(Case):
     def test_completes_values(self):
         self.write("a.engine", b"")
         (self.folder / "afolder").mkdir()
-        self.assertEqual(self.complete("refine", "--engine", "a"), ["a.engine", "afolder"])
-        self.assertEqual(self.complete("refine", "--engine", "=", "a"), ["a.engine", "afolder"])
+        self.assertCountEqual(self.complete("refine", "--engine", "a"), ["a.engine", "afolder"])
+        self.assertCountEqual(self.complete("refine", "--engine", "=", "a"), ["a.engine", "afolder"])
         self.assertEqual(self.complete("sequence", "--strict", "a"), ["afolder"])
         self.assertEqual(self.complete("bench", "--rgb-layout", "p"), ["planar"])
         self.assertEqual(self.complete("bench", "--frames", ""), [])
 
 
+def tests_of(suite):
+    """The tests of a suite, one by one."""
+    for test in suite:
+        if isinstance(test, unittest.TestSuite):
+            yield from tests_of(test)
+        else:
+            yield test
+
+
+class ParallelSuite(unittest.TestSuite):
+    """Runs its tests on all cores: each waits for processes of its own."""
+
+    def run(self, result, debug=False):
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            list(pool.map(lambda test: test(result), tests_of(self)))
+        return result
+
+
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    loader = unittest.TestLoader()
+    loader.suiteClass = ParallelSuite
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], testLoader=loader)

@@ -16,7 +16,7 @@
 #include "sequence/pairing.h"
 #include "sequence/tum_layout.h"
 #include "support.h"
-#include "support/output_file.h"
+#include "support/atomic_file.h"
 
 namespace enhance_depth_tool {
 namespace {

@@ -1,10 +1,15 @@
 // What a long run tells, progress while it lasts and figures at its end, and how it is ended.
+#include <chrono>
 #include <csignal>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <pthread.h>
+#include <unistd.h>
 
 #include "sequence/progress.h"
 #include "sequence/run_summary.h"
@@ -83,14 +88,36 @@ TEST(ToolProgress, WritesPlainLinesNowAndThenElsewhere) {
             "240 of 300 frames, 8.0 frames/s, 7.5 s left, 1 failed\n");
 }
 
-TEST(ToolInterrupt, ASecondSignalOfEitherKindEndsTheProcess) {
-  const auto raise_both = [] {
+TEST(ToolInterrupt, ASecondSignalOfAnyKindEndsTheProcess) {
+  const auto raise_both = [](int first, int second) {
     const InterruptGuard interrupt;
-    std::raise(SIGINT);
-    std::raise(interrupt.interrupted() ? SIGTERM : SIGABRT);
+    std::raise(first);
+    std::raise(interrupt.interrupted() ? second : SIGABRT);
   };
-  testing::GTEST_FLAG(death_test_style) = "threadsafe";
-  EXPECT_EXIT(raise_both(), testing::KilledBySignal(SIGTERM), "");
+  testing::GTEST_FLAG(death_test_style) = "fast";
+  for (const auto& [first, second] : {std::pair(SIGINT, SIGTERM), {SIGTERM, SIGHUP}, {SIGHUP, SIGINT}}) {
+    EXPECT_EXIT(raise_both(first, second), testing::KilledBySignal(second), "");
+  }
+}
+
+// Reading and writing go on after the signal instead of failing.
+TEST(ToolInterrupt, DisturbsNoSystemCall) {
+  const InterruptGuard interrupt;
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);
+  const pthread_t reader = pthread_self();
+  std::thread other([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    pthread_kill(reader, SIGTERM);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(write(ends[1], "x", 1), 1);
+  });
+  char byte = 0;
+  EXPECT_EQ(read(ends[0], &byte, 1), 1);
+  other.join();
+  EXPECT_TRUE(interrupt.interrupted());
+  close(ends[0]);
+  close(ends[1]);
 }
 
 RunSummary example() {

@@ -13,6 +13,7 @@
 #include "commands/subcommands.h"
 #include "enhance_depth.h"
 #include "support/terminal.h"
+#include "support/text.h"
 #include "support/tool_error.h"
 
 namespace enhance_depth_tool {
@@ -49,8 +50,8 @@ constexpr const char* kExitStatuses =
     "  2 usage, 3 engine not loaded";
 
 int report(const std::string& sentence, ExitStatus status) {
-  std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError) << " " << sentence
-            << "\n";
+  std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError) << " "
+            << printable(sentence) << "\n";
   return status;
 }
 

@@ -14,7 +14,7 @@
 #include "sequence/run_summary.h"
 #include "support/engine.h"
 #include "support/json_file.h"
-#include "support/output_file.h"
+#include "support/output_path.h"
 #include "support/percentiles.h"
 #include "support/rgb_layout.h"
 #include "support/stopwatch.h"

@@ -11,9 +11,10 @@
 #include "image/depth_statistics.h"
 #include "image/image_io.h"
 #include "image/preview.h"
+#include "support/atomic_file.h"
 #include "support/engine.h"
 #include "support/json_file.h"
-#include "support/output_file.h"
+#include "support/output_path.h"
 #include "support/rgb_layout.h"
 #include "support/stopwatch.h"
 #include "support/terminal.h"
@@ -72,9 +73,11 @@ void print(const Report& report, const RefineOptions& options) {
             << percent(report.after.valid_share) << " after\n"
             << "  depth before    " << depth_text(report.before, options.scale) << "\n"
             << "  depth after     " << depth_text(report.after, options.scale) << "\n"
-            << "  refined depth   " << options.output.string() << "\n";
-  if (!options.confidence.empty()) std::cout << "  confidence      " << options.confidence.string() << "\n";
-  if (!options.preview.empty()) std::cout << "  preview         " << options.preview.string() << "\n";
+            << "  refined depth   " << printable(options.output.string()) << "\n";
+  if (!options.confidence.empty())
+    std::cout << "  confidence      " << printable(options.confidence.string()) << "\n";
+  if (!options.preview.empty())
+    std::cout << "  preview         " << printable(options.preview.string()) << "\n";
 }
 
 nlohmann::ordered_json to_json(const DepthStatistics& depth, DepthScale scale) {

@@ -24,10 +24,11 @@
 #include "support/engine.h"
 #include "support/interrupt.h"
 #include "support/json_file.h"
-#include "support/output_file.h"
+#include "support/output_path.h"
 #include "support/percentiles.h"
 #include "support/stopwatch.h"
 #include "support/terminal.h"
+#include "support/text.h"
 #include "support/tool_error.h"
 
 namespace enhance_depth_tool {
@@ -91,8 +92,7 @@ ValueRange preview_range(const Recording& recording, DepthScale scale, const Int
 double frames_per_second(const Recording& recording) {
   std::vector<double> intervals;
   for (std::size_t i = 1; i < recording.frames.size() && recording.timed; ++i) {
-    intervals.push_back(std::stod(recording.frames[i].depth_time) -
-                        std::stod(recording.frames[i - 1].depth_time));
+    intervals.push_back(recording.frames[i].seconds - recording.frames[i - 1].seconds);
   }
   constexpr double kUsual = 30.0;
   const double interval = intervals.empty() ? 1.0 / kUsual : percentiles(intervals).median;
@@ -101,17 +101,17 @@ double frames_per_second(const Recording& recording) {
 
 void report(const RunSummary& summary, const SequenceOptions& options) {
   const auto complain = [](const std::string& sentence) {
-    std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError) << " " << sentence
-              << "\n";
+    std::cerr << highlighted("enhance-depth:", Highlight::kError, StandardStream::kError) << " "
+              << printable(sentence) << "\n";
   };
   if (!summary.stopped_by.empty()) {
     complain("stopped before the end: " + ended(summary.stopped_by) + " " + summary.remedy);
   }
   std::for_each(summary.not_written.begin(), summary.not_written.end(), complain);
-  std::cout << to_text(summary) << "  results         " << options.output.string() << "\n";
+  std::cout << to_text(summary) << "  results         " << printable(options.output.string()) << "\n";
   if (!options.video.empty()) {  // that it was not there before has been checked
-    std::cout << "  video           " << (fs::exists(options.video) ? options.video.string() : "none")
-              << "\n";
+    std::cout << "  video           "
+              << (fs::exists(options.video) ? printable(options.video.string()) : "none") << "\n";
   }
   if (!options.json.empty()) {
     nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},

@@ -2,17 +2,20 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <optional>
 #include <string>
 
+#include <fcntl.h>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
+#include <unistd.h>
 
+#include "support/atomic_file.h"
 #include "support/input_file.h"
-#include "support/output_file.h"
+#include "support/output_path.h"
 #include "support/text.h"
 #include "support/tool_error.h"
+#include "support/unfinished_file.h"
 
 namespace enhance_depth_tool {
 
@@ -21,32 +24,25 @@ namespace fs = std::filesystem;
 class VideoFile::Implementation {
  public:
   Implementation(const fs::path& path, double frames_per_second)
-      : path_(path),
-        // The ending decides the container, so it has to stay at the end.
-        part_(fs::path(path).replace_extension(".part" + path.extension().string())),
-        frames_per_second_(frames_per_second) {
+      : path_(path), frames_per_second_(frames_per_second) {
     require_writable(path, {".mp4", ".avi"});
-    for (const fs::path& taken : {path_, part_}) {
-      if (type_of(taken) != fs::file_type::not_found) {
-        throw UsageError(taken.string() +
-                         " is there already. Choose another name with --video, or remove it.");
-      }
+    if (type_of(path_) != fs::file_type::not_found) {
+      throw UsageError(path_.string() + " is there already. Choose another name with --video, or remove it.");
     }
+    // The extension decides the container. The writer opens the file again, by its name.
+    part_.emplace(path_, path_.extension().string(), [](const std::string& name) {
+      return Descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)).get() >= 0;
+    });
     constexpr int kAnySide = 64;
-    open({kAnySide, kAnySide});  // a missing encoder shows now, not after the first frame
+    open_writer({kAnySide, kAnySide});  // a missing encoder shows now, not after the first frame
     writer_.release();
   }
   Implementation(const Implementation&) = delete;
   Implementation& operator=(const Implementation&) = delete;
-  ~Implementation() {
-    writer_.release();
-    std::error_code ignored;
-    fs::remove(part_, ignored);
-  }
 
   void append(const cv::Mat& picture) {
     if (!writer_.isOpened()) {
-      open(picture.size());
+      open_writer(picture.size());
     }
     writer_.write(fitted(picture));
     ++pictures_;
@@ -58,24 +54,26 @@ class VideoFile::Implementation {
     }
     writer_.release();
     // The writer does not tell when it failed, such as on a full disk.
-    if (cv::VideoCapture(part_.string()).get(cv::CAP_PROP_FRAME_COUNT) != pictures_) {
+    if (cv::VideoCapture(part_->path()).get(cv::CAP_PROP_FRAME_COUNT) != pictures_) {
       throw ToolError(
           kFramesFailed,
           path_.string() + " cannot be written whole. Make room on the disk, or write somewhere else.");
     }
-    if (std::rename(part_.c_str(), path_.c_str()) != 0) {
-      throw ToolError(kFramesFailed, path_.string() + " cannot be written: " + std::strerror(errno) + ".");
+    const Descriptor written(::open(part_->path().c_str(), O_RDONLY | O_CLOEXEC));
+    if (fdatasync(written.get()) != 0 && errno != EINVAL) {
+      throw WriteError(path_.string(), errno);
     }
+    part_->publish();
   }
 
  private:
-  void open(cv::Size size) {
+  void open_writer(cv::Size size) {
     // Encoders that halve the colour resolution need even sizes.
     size_ = cv::Size(std::max(2, size.width & ~1), std::max(2, size.height & ~1));
     const bool avi = lower_case(path_.extension().string()) == ".avi";
     const int codec =
         avi ? cv::VideoWriter::fourcc('M', 'J', 'P', 'G') : cv::VideoWriter::fourcc('m', 'p', '4', 'v');
-    if (!writer_.open(part_.string(), codec, frames_per_second_, size_)) {
+    if (!writer_.open(part_->path(), codec, frames_per_second_, size_)) {
       throw UsageError(path_.string() + " cannot be written: OpenCV has no encoder for it on this system. " +
                        (avi ? "Leave out --video." : "Use a name that ends in .avi, or leave out --video."));
     }
@@ -97,7 +95,7 @@ class VideoFile::Implementation {
   }
 
   fs::path path_;
-  fs::path part_;
+  std::optional<UnfinishedFile> part_;
   double frames_per_second_;
   cv::Size size_;
   cv::VideoWriter writer_;

@@ -11,8 +11,8 @@ namespace enhance_depth_tool {
 
 class VideoFile {
  public:
-  // Will write `path` (.mp4 or .avi). Throws a UsageError when it, or its part file, is there
-  // already, or when this build or system cannot write such a file.
+  // Will write `path` (.mp4 or .avi). Throws a UsageError when it is there already, or when this build or
+  // system cannot write such a file.
   VideoFile(const std::filesystem::path& path, double frames_per_second);
   VideoFile(const VideoFile&) = delete;
   VideoFile& operator=(const VideoFile&) = delete;

@@ -9,7 +9,8 @@
 #include <unistd.h>
 
 #include "sequence/tum_layout.h"
-#include "support/output_file.h"
+#include "support/atomic_file.h"
+#include "support/output_path.h"
 #include "support/tool_error.h"
 
 namespace enhance_depth_tool {

@@ -42,7 +42,7 @@ void Progress::frame_done(bool failed) {
 
 void Progress::say(const std::string& line) {
   clear();
-  stream_ << line << "\n" << std::flush;
+  stream_ << printable(line) << "\n" << std::flush;
 }
 
 std::string Progress::text() const {

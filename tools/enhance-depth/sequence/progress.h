@@ -25,7 +25,7 @@ class Progress {
   // One more frame is through.
   void frame_done(bool failed);
 
-  // Writes a line of its own, above the progress.
+  // Writes a line of its own, above the progress, as printable() makes it.
   void say(const std::string& line);
 
  private:

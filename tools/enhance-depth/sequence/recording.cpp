@@ -146,7 +146,7 @@ Recording open_tum_recording(const fs::path& folder, double max_difference) {
     const TimedFile& color_file = color[pair.color];
     const TimedFile& depth_file = depth[pair.depth];
     recording.frames.push_back({color_file.file, depth_file.file, depth_file.file.stem().string(),
-                                color_file.time_text, depth_file.time_text});
+                                color_file.time_text, depth_file.time_text, depth_file.time});
     paired_depth.push_back(depth_file.file);
   }
   require_unique_names(paired_depth, "depth");
@@ -211,7 +211,7 @@ Recording open_recording(const std::string& color, const std::string& depth) {
   Recording recording;
   for (const IndexPair& pair : pairs) {
     recording.frames.push_back(
-        {color_files[pair.color], depth_files[pair.depth], depth_files[pair.depth].stem().string(), "", ""});
+        {color_files[pair.color], depth_files[pair.depth], depth_files[pair.depth].stem().string(), {}, {}});
   }
   recording.files = color_files;
   recording.files.insert(recording.files.end(), depth_files.begin(), depth_files.end());

@@ -15,6 +15,7 @@ struct FrameFiles {
   std::string name;        // the depth file's name without its ending; no other frame of the recording has it
   std::string color_time;  // time stamps as the recording has them; empty without
   std::string depth_time;
+  double seconds = 0.0;  // the depth's time stamp as a number
 };
 
 struct Recording {

@@ -5,7 +5,7 @@
 
 #include "image/preview.h"
 #include "sequence/pipeline.h"
-#include "support/output_file.h"
+#include "support/atomic_file.h"
 #include "support/stopwatch.h"
 #include "support/tool_error.h"
 
@@ -97,9 +97,12 @@ void SequenceRun::write(FrameJob& job) {
     if (!job.failure) {
       write_files(job);
     }
-  } catch (const ToolError& error) {
-    stop(error.what(), kResume);  // what cannot be written now will not be written for the next frame either
-    return;
+  } catch (const WriteError& error) {
+    if (error.concerns_all_files()) {
+      stop(error.what(), kResume);
+      return;
+    }
+    job.failure = error.what();
   } catch (const std::exception& error) {  // such as memory exhaustion
     job.failure = job.files->depth.string() + ": " + error.what();
   }

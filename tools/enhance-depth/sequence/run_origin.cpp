@@ -8,7 +8,7 @@
 #include <zlib.h>
 
 #include "support/json_file.h"
-#include "support/output_file.h"
+#include "support/output_path.h"
 #include "support/tool_error.h"
 
 namespace enhance_depth_tool {

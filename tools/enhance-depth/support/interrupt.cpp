@@ -1,7 +1,9 @@
 #include "support/interrupt.h"
 
+#include <array>
 #include <atomic>
-#include <initializer_list>
+#include <csignal>
+#include <cstddef>
 
 namespace enhance_depth_tool {
 namespace {
@@ -9,16 +11,13 @@ namespace {
 std::atomic<bool> interrupt_requested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
 
-// From here on each of the signals that led here ends the process, the other one too.
+constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
+std::array<struct sigaction, kSignals.size()> previous_actions{};  // written before the handler is installed
+
 extern "C" void request_interrupt(int /*signal*/) {
   interrupt_requested = true;
-  for (const int signal : {SIGINT, SIGTERM}) {
-    struct sigaction action {};
-    sigaction(signal, nullptr, &action);
-    if (action.sa_handler == request_interrupt) {
-      action.sa_handler = SIG_DFL;
-      sigaction(signal, &action, nullptr);
-    }
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
+    sigaction(kSignals[i], &previous_actions[i], nullptr);
   }
 }
 
@@ -26,24 +25,24 @@ extern "C" void request_interrupt(int /*signal*/) {
 
 InterruptGuard::InterruptGuard() {
   interrupt_requested = false;
-  catch_once(SIGINT, previous_interrupt_);
-  catch_once(SIGTERM, previous_terminate_);
-}
-
-void InterruptGuard::catch_once(int signal, struct sigaction& previous) {
-  sigaction(signal, nullptr, &previous);
-  if (previous.sa_handler == SIG_IGN) {
-    return;
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
+    sigaction(kSignals[i], nullptr, &previous_actions[i]);
   }
-  struct sigaction action {};
-  action.sa_handler = request_interrupt;
-  action.sa_flags = SA_RESTART;
-  sigaction(signal, &action, nullptr);
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
+    if (previous_actions[i].sa_handler == SIG_IGN) {
+      continue;
+    }
+    struct sigaction action {};
+    action.sa_handler = request_interrupt;
+    action.sa_flags = SA_RESTART;
+    sigaction(kSignals[i], &action, nullptr);
+  }
 }
 
 InterruptGuard::~InterruptGuard() {
-  sigaction(SIGINT, &previous_interrupt_, nullptr);
-  sigaction(SIGTERM, &previous_terminate_, nullptr);
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
+    sigaction(kSignals[i], &previous_actions[i], nullptr);
+  }
 }
 
 bool InterruptGuard::interrupted() const { return interrupt_requested; }

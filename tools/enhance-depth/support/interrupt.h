@@ -2,13 +2,11 @@
 #ifndef ENHANCE_DEPTH_TOOL_INTERRUPT_H
 #define ENHANCE_DEPTH_TOOL_INTERRUPT_H
 
-#include <csignal>
-
 namespace enhance_depth_tool {
 
-// While it lives, the first SIGINT or SIGTERM only sets a flag; a second one, of either kind, ends the
-// process as usual. A signal that the process was started to ignore, as in the background of a script, stays
-// ignored. One at a time.
+// While it lives, the first SIGINT, SIGTERM or SIGHUP only sets a flag; a second one, of any of the three,
+// does what it did before. A signal that the process was started to ignore, as in the background of a script,
+// stays ignored. One at a time.
 class InterruptGuard {
  public:
   InterruptGuard();
@@ -18,12 +16,6 @@ class InterruptGuard {
 
   // Any thread.
   bool interrupted() const;
-
- private:
-  static void catch_once(int signal, struct sigaction& previous);
-
-  struct sigaction previous_interrupt_ {};
-  struct sigaction previous_terminate_ {};
 };
 
 }  // namespace enhance_depth_tool

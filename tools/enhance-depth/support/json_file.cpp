@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "support/output_file.h"
+#include "support/atomic_file.h"
 
 namespace enhance_depth_tool {
 

@@ -32,6 +32,18 @@ class UsageError : public ToolError {
   explicit UsageError(const std::string& sentence) : ToolError(kUsage, sentence) {}
 };
 
+// A file cannot be written: "<path> cannot be written: <the system's reason>. <remedy>".
+class WriteError : public ToolError {
+ public:
+  WriteError(const std::string& path, int reason);
+
+  // Another file in the same folder would meet the same reason; otherwise this one's name is at fault.
+  bool concerns_all_files() const noexcept { return concerns_all_files_; }
+
+ private:
+  bool concerns_all_files_;
+};
+
 }  // namespace enhance_depth_tool
 
 #endif  // ENHANCE_DEPTH_TOOL_TOOL_ERROR_H
