@@ -18,7 +18,7 @@
 #include "support/engine.h"
 #include "support/input_file.h"
 #include "support/json_file.h"
-#include "support/output_file.h"
+#include "support/output_path.h"
 #include "support/terminal.h"
 #include "support/text.h"
 #include "support/tool_error.h"
