@@ -125,11 +125,32 @@ check_library() {
   expect "$name, emulated CUDA" '^code 12: Failed to create TensorRT runtime\.' "$log"
 }
 
+# check_texts: every text that the emulated CUDA has is NVIDIA's, and it has one for every status that it can answer with.
+check_texts() {
+  local program=$work/x86_64/error_texts statuses
+  gcc -Wall -Wextra -Werror -I"$interface/cuda" -o "$program" "$tests/error_texts.c" "${build[x86_64]}/emulator/libcudart.so.12"
+  LD_LIBRARY_PATH=$work/x86_64/cuda/lib "$program" >"$work/texts.real"
+  LD_LIBRARY_PATH=${build[x86_64]}/emulator "$program" >"$work/texts.emulated"
+  statuses=$(sed -nE 's/^ *cuda(Success|Error[A-Za-z]*) = ([0-9]+),?$/\2/p' "$interface/cuda/cuda_runtime_api.h" | xargs)
+  [[ -n $statuses ]] || fail "no status found in cuda_runtime_api.h"
+  paste "$work/texts.real" "$work/texts.emulated" | awk -F '\t' -v statuses="$statuses" '
+    BEGIN { count = split(statuses, list, " "); for (i = 1; i <= count; ++i) known[list[i]] = 1 }
+    $2 == $4 { ++same; delete known[$1]; next }
+    $4 ~ /no text/ && $4 ~ "(^|[^0-9-])" $1 "([^0-9]|$)" { next }
+    { print "status " $1 ": NVIDIA says \"" $2 "\", the emulated board \"" $4 "\""; wrong = 1 }
+    END {
+      for (status in known) { print "status " status " has no text in the emulated board"; wrong = 1 }
+      if (!wrong) print "real: texts of statuses: " same " as NVIDIA has them, the others said to be missing"
+      exit wrong
+    }' || fail "the emulated board words CUDA statuses in its own way"
+}
+
 for architecture in x86_64 aarch64; do
   sdk "$architecture"
   host "$architecture"
   check_library "$architecture" "built for the emulated board" "${build[$architecture]}/src"
 done
+check_texts
 
 system=$work/system
 if ! { cmake -S "$source" -B "$system" -G Ninja -DCMAKE_BUILD_TYPE=Release -DENHANCE_DEPTH_PLATFORM=system \
