@@ -5,6 +5,7 @@ from __future__ import annotations
 import ctypes
 import functools
 import os
+import pathlib
 from typing import Callable, Union
 
 from ._errors import LibraryNotFoundError, make_error
@@ -12,6 +13,8 @@ from ._errors import LibraryNotFoundError, make_error
 PathLike = Union[str, "os.PathLike[str]"]
 
 _SONAME = "libenhance_depth.so.0"
+# A wheel brings the library with the emulated board, for machines that have neither.
+_BUNDLED = pathlib.Path(__file__).parent / "lib" / _SONAME
 _ENVIRONMENT = "ENHANCE_DEPTH_LIBRARY"
 _TEXT_SIZE = 256
 
@@ -79,10 +82,16 @@ _FUNCTIONS = {
 
 
 class Library:
-    """The loaded library with its functions declared."""
+    """The loaded library with its functions declared.
+
+    Attributes:
+        name: what it was loaded by: a file, or the name that the dynamic linker looked for.
+    """
 
     def __init__(self, name: str) -> None:
-        self.dll = ctypes.CDLL(name)
+        self.name = name
+        # The bundled one sees the emulated board before the real libraries that something else may have loaded.
+        self.dll = ctypes.CDLL(name, mode=os.RTLD_DEEPBIND | os.RTLD_NOW if name == str(_BUNDLED) else os.RTLD_NOW)
         for function, (result, arguments) in _FUNCTIONS.items():
             entry = getattr(self.dll, function)
             entry.restype = result
@@ -133,8 +142,20 @@ def _load(name: str, origin: str) -> Library:
         raise LibraryNotFoundError(f"{name} ({origin}) is not the enhance_depth library: {error}") from error
 
 
+@functools.lru_cache(maxsize=None)  # the dynamic linker finds by name what was loaded from the package
+def _load_installed_or_bundled() -> Library:
+    try:
+        return _load(_SONAME, "from the dynamic linker's folders")
+    except LibraryNotFoundError as error:
+        # One that is installed and cannot be loaded is to be mended, not to be replaced by an emulation.
+        if _BUNDLED.exists() and f"{_SONAME}: cannot open shared object file" in str(error):
+            return _load(str(_BUNDLED), "from this package")
+        raise
+
+
 def load_library(path: PathLike | None = None) -> Library:
-    """Loads the library once: from `path`, else from the file that ENHANCE_DEPTH_LIBRARY names, else by its name.
+    """Loads the library once: from `path`, else from the file that ENHANCE_DEPTH_LIBRARY names, else by its name where the
+    dynamic linker finds it, else the one that this package may bring, which runs on the emulated board.
 
     Raises:
         LibraryNotFoundError: it, or a library that it needs, cannot be loaded.
@@ -144,7 +165,7 @@ def load_library(path: PathLike | None = None) -> Library:
     named = os.environ.get(_ENVIRONMENT)
     if named:
         return _load(named, f"from {_ENVIRONMENT}")
-    return _load(_SONAME, "from the dynamic linker's folders")
+    return _load_installed_or_bundled()
 
 
 def version(library: PathLike | None = None) -> str:

@@ -9,7 +9,7 @@ import sys
 from types import ModuleType
 
 from .._errors import Error, LibraryNotFoundError
-from .._library import version
+from .._library import load_library, version
 from .._version import __version__
 from ..support.errors import Interrupted, UserError, interruptible, printable
 
@@ -82,7 +82,7 @@ class _Version(argparse.Action):
         super().__init__(option_strings, dest, nargs=0, help="print the versions of package and library")
 
     def __call__(self, parser: argparse.ArgumentParser, *_: object) -> None:
-        print(f"enhance_depth {__version__}, library {version()}")
+        print(f"enhance_depth {__version__}, library {version()} ({load_library().name})")
         parser.exit()
 
 
