@@ -213,6 +213,11 @@ TEST(PlatformInterface, AnAddressInTheFirstPageIsNoObject) {
   FakeObject<ICudaEngine> engine({slot<5, void*, std::int32_t>()});
   const test_support::TemporaryDirectory directory;
   const std::string path = directory.write("engine", {"a text", sizeof "a text"});
+#ifdef ENHANCE_DEPTH_TYPES_ARE_CHECKED
+  constexpr int kStages = 1;  // a sanitizer ends the library's calls on objects made by hand
+#else
+  constexpr int kStages = 3;
+#endif
   for (const std::uintptr_t address : {0, 0x200, 0x208, 0x228, 0xfff}) {
     void* const no_object = reinterpret_cast<void*>(address);
     const struct {
@@ -221,7 +226,8 @@ TEST(PlatformInterface, AnAddressInTheFirstPageIsNoObject) {
       int code;
     } kCases[] = {
         {no_object, no_object, 12}, {runtime.get(), no_object, 13}, {runtime.get(), engine.get(), 14}};
-    for (const auto& example : kCases) {
+    for (int stage = 0; stage < kStages; ++stage) {
+      const auto& example = kCases[stage];
       made_runtime = example.runtime;
       made<3> = example.engine;
       made<5> = no_object;

@@ -12,7 +12,7 @@ if [ "$1" = --renew ]; then
   abidw --exported-interfaces-only --headers-dir "$include" --drop-private-types --no-show-locs --no-corpus-path \
     --no-comp-dir-path --no-architecture --no-elf-needed --type-id-style hash --out-file "$baseline" "$2"
   echo "abi_test: wrote $baseline; commit it with the change that it records, and consider the SONAME"
-elif ! abidiff --exported-interfaces-only --headers-dir2 "$include" --no-architecture --harmless "$baseline" "$1"; then
+elif ! abidiff --exported-interfaces-only --no-architecture --harmless "$baseline" "$1"; then
   cat >&2 <<'HELP'
 abi_test: the binary interface is not that of the baseline.
 If hosts that are already built must keep working, undo the change. If it is meant, write a new baseline with
