@@ -18,7 +18,9 @@
 namespace {
 
 void expect(bool condition) {
-  if (!condition) std::abort();
+  if (!condition) {
+    std::abort();
+  }
 }
 
 // The input, byte by byte; zeros when it has ended.
@@ -27,13 +29,17 @@ class Input {
   Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
   bool empty() const { return size_ == 0; }
   std::uint8_t byte() {
-    if (size_ == 0) return 0;
+    if (size_ == 0) {
+      return 0;
+    }
     --size_;
     return *data_++;
   }
   std::uint32_t word() {
     std::uint32_t word = 0;
-    for (unsigned shift = 0; shift < 32; shift += 8) word |= static_cast<std::uint32_t>(byte()) << shift;
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+      word |= static_cast<std::uint32_t>(byte()) << shift;
+    }
     return word;
   }
 
@@ -49,7 +55,9 @@ class Input {
   }
   std::string text() {
     std::string text(byte(), '\0');
-    for (char& character : text) character = static_cast<char>(byte());
+    for (char& character : text) {
+      character = static_cast<char>(byte());
+    }
     return text.c_str();
   }
 
@@ -87,8 +95,12 @@ class Session {
     for (int calls = 0; calls < 64 && !input_.empty(); ++calls) {
       step();
     }
-    for (Slot& slot : slots_) enhance_depth_destroy(slot.handle);
-    for (enhance_error* error : places_) enhance_delete_error(error);
+    for (Slot& slot : slots_) {
+      enhance_depth_destroy(slot.handle);
+    }
+    for (enhance_error* error : places_) {
+      enhance_delete_error(error);
+    }
     expect(emulated_board::live_objects() == emulated_board::LiveObjects{});
     emulated_board::reset();
   }
@@ -158,7 +170,9 @@ class Session {
       slot.handle = enhance_depth_create(path, error);
       return slot.handle != nullptr ? 1 : 0;
     });
-    if (slot.handle != nullptr) slot = {slot.handle, 640, 480, true};
+    if (slot.handle != nullptr) {
+      slot = {slot.handle, 640, 480, true};
+    }
   }
 
   void reset(Slot& slot) {
@@ -183,17 +197,31 @@ class Session {
     enhance_depth_input input{rgb.data(),   static_cast<std::int32_t>(product * 3),
                               depth.data(), static_cast<std::int32_t>(product * 2),
                               slot.height,  slot.width};
-    if (bit(0)) input.rgb = nullptr;
-    if (bit(1)) input.depth = nullptr;
-    if (bit(2)) input.height = input_.number();
-    if (bit(3)) input.width = input_.number();
-    if (bit(4)) input.rgb_stride = input_.number();
-    if (bit(5)) input.depth_stride = input_.number();
+    if (bit(0)) {
+      input.rgb = nullptr;
+    }
+    if (bit(1)) {
+      input.depth = nullptr;
+    }
+    if (bit(2)) {
+      input.height = input_.number();
+    }
+    if (bit(3)) {
+      input.width = input_.number();
+    }
+    if (bit(4)) {
+      input.rgb_stride = input_.number();
+    }
+    if (bit(5)) {
+      input.depth_stride = input_.number();
+    }
     enhance_depth_output output{};
     check(place(), [&](enhance_error** error) {
       const int result =
           enhance_depth_process(slot.handle, bit(6) ? nullptr : &input, bit(7) ? nullptr : &output, error);
-      if (result == 1) read_whole_images(slot, output);
+      if (result == 1) {
+        read_whole_images(slot, output);
+      }
       return result;
     });
   }
@@ -216,7 +244,9 @@ class Session {
     enhance_error*& error = places_[input_.byte() % places_.size()];
     enhance_delete_error(error);
     error = nullptr;
-    if (input_.byte() % 2 == 0) return;
+    if (input_.byte() % 2 == 0) {
+      return;
+    }
     const std::uint8_t nulls = input_.byte();
     const std::string text = input_.text();
     const auto argument = [&](unsigned bit) { return (nulls >> bit & 1U) != 0 ? nullptr : text.c_str(); };
@@ -234,9 +264,13 @@ class Session {
   static void check(enhance_error** error, const Call& call) {
     const int result = call(error);
     expect(result == 0 || result == 1);
-    if (error == nullptr) return;
+    if (error == nullptr) {
+      return;
+    }
     expect((*error == nullptr) == (result == 1));
-    if (*error == nullptr) return;
+    if (*error == nullptr) {
+      return;
+    }
     expect((*error)->status == (*error)->error_code && (*error)->status >= 1 && (*error)->status <= 35);
     expect((*error)->line > 0);
     for (const char* text : {(*error)->message, (*error)->function, (*error)->args}) {

@@ -12,12 +12,16 @@ using namespace emulated_board::nvinfer;
 namespace {
 
 void expect(bool condition) {
-  if (!condition) std::abort();
+  if (!condition) {
+    std::abort();
+  }
 }
 
 void expect_shape(const nvinfer1::Dims& shape, std::int64_t least) {
   expect(shape.nbDims >= 0 && shape.nbDims <= nvinfer1::Dims::MAX_DIMS);
-  for (int i = 0; i < shape.nbDims; ++i) expect(shape.d[i] >= least);
+  for (int i = 0; i < shape.nbDims; ++i) {
+    expect(shape.d[i] >= least);
+  }
 }
 
 }  // namespace

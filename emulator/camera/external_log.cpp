@@ -43,14 +43,14 @@ std::string time_stamp() {
   return text.data();
 }
 
-// A line goes out in one piece, whatever other threads print.
+// Written in one piece, so that lines of several threads do not mix.
 void print(const LogLine& line) {
   const std::string text = time_stamp() + "[" + severity_name(line.severity) + "][" + line.module + "][" +
                            line.function + ":" + std::to_string(line.line) + "] " + line.message + "\n";
   std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-// The errors that the program has to give back, by address; lives until the library is unloaded.
+// The error objects that the program must release, by address. Lives until the library is unloaded.
 struct HandedOut {
   std::mutex mutex;
   std::unordered_map<const ob_error*, std::unique_ptr<ob_error>> errors;
@@ -64,7 +64,9 @@ HandedOut& handed_out() {
 [[gnu::destructor]] void remove_handed_out() { delete &handed_out(); }
 
 void hand_out_error(ob_error** place) {
-  if (place == nullptr) return;
+  if (place == nullptr) {
+    return;
+  }
   auto error = std::make_unique<ob_error>();
   ob_error* address = error.get();
   const std::lock_guard lock(handed_out().mutex);
@@ -82,11 +84,15 @@ void ob_log_external_message(ob_log_severity severity, const char* module, const
       hand_out_error(error);
       return;
     }
-    if (severity >= OB_LOG_SEVERITY_OFF) return;
+    if (severity >= OB_LOG_SEVERITY_OFF) {
+      return;
+    }
     const LogLine entry{severity, text_of(module), text_of(message), text_of(file), text_of(function), line};
-    if (!emulated_board::capture_log_line(entry)) print(entry);
+    if (!emulated_board::capture_log_line(entry)) {
+      print(entry);
+    }
   } catch (...) {
-    // Without memory the line is lost, and nothing is left to say so.
+    // Out of memory: the line is lost, and so is any way to report that.
   }
 }
 
@@ -98,7 +104,11 @@ void ob_delete_error(ob_error* error) {
   } catch (...) {
     // Not recorded; released all the same.
   }
-  if (error == nullptr) return;
+  if (error == nullptr) {
+    return;
+  }
   const std::lock_guard lock(handed_out().mutex);
-  if (handed_out().errors.erase(error) == 0) emulated_board::count_invalid_release();
+  if (handed_out().errors.erase(error) == 0) {
+    emulated_board::count_invalid_release();
+  }
 }

@@ -16,8 +16,12 @@ namespace {
 void plan(std::string_view name, int nth, bool once, int status) {
   const InsideBoard inside_board;
   const Function function = function_named(name);
-  if (nth < 1) throw std::invalid_argument("calls are counted from 1");
-  if (status == 0) throw std::invalid_argument("status 0 is success, not a failure");
+  if (nth < 1) {
+    throw std::invalid_argument("calls are counted from 1");
+  }
+  if (status == 0) {
+    throw std::invalid_argument("status 0 is success, not a failure");
+  }
   if (status != kDefaultStatus && !returns_cuda_error(function)) {
     throw std::invalid_argument(std::string(name) + " returns no cudaError: its failure takes no status");
   }
@@ -41,7 +45,9 @@ void reset() {
     state.plans.clear();
     state.recorded.clear();
     state.failures = 0;
-    for (auto& count : state.counts) count = 0;
+    for (auto& count : state.counts) {
+      count = 0;
+    }
     state.invalid_releases = 0;
     state.update_active();
   }
@@ -65,7 +71,9 @@ int calls(std::string_view function) {
 std::vector<std::string> all_functions() {
   const InsideBoard inside_board;
   std::vector<std::string> names;
-  for (std::size_t i = 0; i < kFunctions; ++i) names.emplace_back(name_of(static_cast<Function>(i)));
+  for (std::size_t i = 0; i < kFunctions; ++i) {
+    names.emplace_back(name_of(static_cast<Function>(i)));
+  }
   return names;
 }
 
@@ -107,7 +115,9 @@ std::size_t free_device_memory() { return device_use().free_bytes; }
 
 void send_tensorrt_message(int severity, const char* message) {
   nvinfer1::ILogger* logger = newest_logger();
-  if (logger != nullptr) logger->log(static_cast<nvinfer1::ILogger::Severity>(severity), message);
+  if (logger != nullptr) {
+    logger->log(static_cast<nvinfer1::ILogger::Severity>(severity), message);
+  }
 }
 
 }  // namespace emulated_board

@@ -19,7 +19,7 @@ Watch& watch() {
 
 namespace {
 
-// Behind everything else: the program's static objects may use the board until then.
+// Runs after the destructors of all static objects, which may still use the board.
 [[gnu::destructor]] void remove_watch() { delete &watch(); }
 
 }  // namespace
@@ -45,14 +45,22 @@ bool recording() noexcept { return watch().recording.load(std::memory_order_rela
 Injection watch_call(Function function, const std::string& arguments) {
   Watch& state = watch();
   const std::lock_guard lock(state.mutex);
-  if (state.recording) state.recorded.push_back({std::string(name_of(function)), arguments});
+  if (state.recording) {
+    state.recorded.push_back({std::string(name_of(function)), arguments});
+  }
   Injection injection;
   for (Plan& entry : state.plans) {
-    if (entry.function != function) continue;
+    if (entry.function != function) {
+      continue;
+    }
     ++entry.seen;
-    if (entry.once ? entry.seen == entry.nth : entry.seen >= entry.nth) injection = {true, entry.status};
+    if (entry.once ? entry.seen == entry.nth : entry.seen >= entry.nth) {
+      injection = {true, entry.status};
+    }
   }
-  if (injection.fails) ++state.failures;
+  if (injection.fails) {
+    ++state.failures;
+  }
   return injection;
 }
 

@@ -1,6 +1,6 @@
-// What every function of the board does first: it says that the calling thread is inside the board, counts
-// the call, and asks whether a failure of it is planned (emulated_board/control.h). Costs one counter while
-// nobody watches.
+// The prologue of every function of the board: marks the calling thread as inside the board, counts the call,
+// and looks up whether it is planned to fail (emulated_board/control.h). As long as nothing is planned or
+// recorded the cost is one atomic increment.
 #ifndef EMULATED_BOARD_CORE_CALL_H
 #define EMULATED_BOARD_CORE_CALL_H
 
@@ -10,7 +10,7 @@
 
 namespace emulated_board {
 
-// While one lives, inside() is true on its thread.
+// While one exists, inside() is true on its thread.
 class InsideBoard {
  public:
   InsideBoard() noexcept;
@@ -19,7 +19,7 @@ class InsideBoard {
   InsideBoard& operator=(const InsideBoard&) = delete;
 };
 
-// While one lives, the thread is back in the program's own code: around calls of the program's logger.
+// The opposite: put around calls of the program's own code, such as its logger.
 class OutsideBoard {
  public:
   OutsideBoard() noexcept;
@@ -31,27 +31,29 @@ class OutsideBoard {
   int depth_;
 };
 
-// Whether this call is to fail, and with what.
+// Whether this call is to fail, and with which status.
 struct Injection {
   bool fails = false;
-  int status = 0;  // kDefaultStatus: the function's usual one
+  int status = 0;  // kDefaultStatus stands for the function's usual one
   int status_or(int usual) const;
 };
 
-// The parts of arrive().
-bool count_call(Function function) noexcept;  // true when somebody plans failures or records
+// The steps of arrive(). count_call() returns true when failures are planned or calls are recorded.
+bool count_call(Function function) noexcept;
 bool recording() noexcept;
 Injection watch_call(Function function, const std::string& arguments);
 
-// Counts a call, records it with the text that `describe()` makes, if that is wanted, and says whether it is
-// to fail.
+// Counts a call, records it with the text returned by `describe()` if recording is on, and returns whether it
+// is to fail.
 template <typename Describe>
 Injection arrive(Function function, const Describe& describe) {
-  if (!count_call(function)) return {};
+  if (!count_call(function)) {
+    return {};
+  }
   return watch_call(function, recording() ? describe() : std::string());
 }
 
-// What a release does that finds nothing to release.
+// Counts a call that releases something that does not exist.
 void count_invalid_release() noexcept;
 
 }  // namespace emulated_board

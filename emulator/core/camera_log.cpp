@@ -26,7 +26,9 @@ CapturedLog& captured() {
 bool capture_log_line(const LogLine& line) {
   CapturedLog& log = captured();
   const std::lock_guard lock(log.mutex);
-  if (log.on) log.lines.push_back(line);
+  if (log.on) {
+    log.lines.push_back(line);
+  }
   return log.on;
 }
 
@@ -40,7 +42,9 @@ void capture_log(bool on) {
   const InsideBoard inside_board;
   CapturedLog& log = captured();
   const std::lock_guard lock(log.mutex);
-  if (on) log.lines.clear();
+  if (on) {
+    log.lines.clear();
+  }
   log.on = on;
 }
 

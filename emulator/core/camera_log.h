@@ -1,4 +1,4 @@
-// Where the camera SDK's log lines go while a program captures them.
+// The camera SDK's log lines that the program captures.
 #ifndef EMULATED_BOARD_CORE_CAMERA_LOG_H
 #define EMULATED_BOARD_CORE_CAMERA_LOG_H
 
@@ -6,7 +6,7 @@
 
 namespace emulated_board {
 
-// Keeps the line if a program captures the log; false: the line is to be printed.
+// Keeps the line and returns true if the log is being captured; otherwise the caller prints the line.
 bool capture_log_line(const LogLine& line);
 
 void forget_camera_log();

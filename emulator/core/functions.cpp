@@ -52,7 +52,9 @@ constexpr std::array<Entry, kFunctions> kTable{{
 
 constexpr bool is_in_the_order_of_the_functions() {
   for (std::size_t i = 0; i < kTable.size(); ++i) {
-    if (kTable[i].function != static_cast<Function>(i) || kTable[i].name.empty()) return false;
+    if (kTable[i].function != static_cast<Function>(i) || kTable[i].name.empty()) {
+      return false;
+    }
   }
   return true;
 }

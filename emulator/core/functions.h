@@ -47,10 +47,10 @@ inline constexpr std::size_t kFunctions = static_cast<std::size_t>(Function::kCo
 
 std::string_view name_of(Function function);
 
-// Throws std::invalid_argument for a name that no function has.
+// Throws std::invalid_argument for an unknown name.
 Function function_named(std::string_view name);
 
-// Whether it returns a cudaError, which a plan can choose.
+// Whether the function returns a cudaError, so that a plan can choose it.
 bool returns_cuda_error(Function function);
 
 }  // namespace emulated_board

@@ -1,5 +1,5 @@
-// Counts of the objects that TensorRT and the camera SDK handed out (the device counts its own), and the
-// loggers of the live TensorRT runtimes.
+// Counts of the live objects of TensorRT and the camera SDK (the device counts its own), and the loggers of
+// the live TensorRT runtimes.
 #ifndef EMULATED_BOARD_CORE_LIVE_OBJECTS_H
 #define EMULATED_BOARD_CORE_LIVE_OBJECTS_H
 
@@ -13,7 +13,7 @@ enum class ObjectKind : std::size_t { kRuntime, kEngine, kContext, kCameraError,
 
 int live_count(ObjectKind kind);
 
-// A member of each such object: counts it as long as it lives.
+// A member of each such object, which counts it for as long as it exists.
 class CountedObject {
  public:
   explicit CountedObject(ObjectKind kind) noexcept;
@@ -25,7 +25,7 @@ class CountedObject {
   ObjectKind kind_;
 };
 
-// A member of each TensorRT runtime: registers its logger as long as the runtime lives.
+// A member of each TensorRT runtime, which registers its logger for as long as it exists.
 class RegisteredLogger {
  public:
   explicit RegisteredLogger(nvinfer1::ILogger& logger);
@@ -38,7 +38,7 @@ class RegisteredLogger {
   nvinfer1::ILogger& logger_;
 };
 
-// The logger of the most recently created runtime that is alive; null if there is none.
+// The logger of the newest live runtime; null if there is none.
 nvinfer1::ILogger* newest_logger();
 
 }  // namespace emulated_board

@@ -1,5 +1,5 @@
-// What is counted, recorded and planned: written by the calls of the board (core/call.h), read and set by the
-// program (emulated_board/control.h).
+// Counters, recorded calls and planned failures: shared by the functions of the board (core/call.h) and the
+// control interface (emulated_board/control.h).
 #ifndef EMULATED_BOARD_CORE_WATCH_H
 #define EMULATED_BOARD_CORE_WATCH_H
 
@@ -25,7 +25,7 @@ struct Plan {
 struct Watch {
   std::array<std::atomic<int>, kFunctions> counts{};
   std::atomic<int> invalid_releases{0};
-  std::atomic<bool> active{false};  // somebody plans failures or records
+  std::atomic<bool> active{false};  // failures are planned or calls are recorded
   std::atomic<bool> recording{false};
   std::mutex mutex;  // guards what follows
   std::vector<Plan> plans;
@@ -35,7 +35,7 @@ struct Watch {
   void update_active() { active = recording || !plans.empty(); }
 };
 
-// Lives until the library is unloaded: the board can still be used while static objects are destroyed.
+// Lives until the library is unloaded, so that static objects can use the board in their destructors.
 Watch& watch();
 
 }  // namespace emulated_board

@@ -22,29 +22,35 @@ using emulated_board::Function;
 using emulated_board::stream_name;
 using emulated_board::stream_number;
 
-// What a function does when its failure is planned.
+// What a function that is planned to fail does before it returns.
 enum class WhenFailing {
-  kNothing,    // it only fails
-  kWorkFirst,  // its work, and then it fails: releasing and waiting are never skipped
+  kNothing,
+  kWorkFirst,  // releases and waits: these are never skipped
 };
 
-// Runs `body` as one call of the runtime. No exception leaves.
+// Runs `body` as one call of the runtime. No exception escapes.
 template <typename Describe, typename Body>
 cudaError_t cuda_call(Function function, cudaError_t usual_error, WhenFailing when_failing,
                       const Describe& describe, const Body& body) noexcept {
   const emulated_board::InsideBoard inside_board;
   const cudaError_t driver = emulated_board::driver_status();
-  // Not even recorded: another thread of the parent may have held the lock for that.
-  if (driver == cudaErrorInitializationError) return driver;
+  // Before the call is recorded, because a thread of the parent may have held that lock while it forked.
+  if (driver == cudaErrorInitializationError) {
+    return driver;
+  }
   emulated_board::Injection injection;
   try {
     injection = emulated_board::arrive(function, describe);
   } catch (...) {
-    injection = {true, cudaErrorMemoryAllocation};  // it could not be recorded
+    injection = {true, cudaErrorMemoryAllocation};  // recording it ran out of memory
   }
-  if (driver != cudaSuccess) return driver;
+  if (driver != cudaSuccess) {
+    return driver;
+  }
   const auto injected = static_cast<cudaError_t>(injection.status_or(usual_error));
-  if (injection.fails && when_failing == WhenFailing::kNothing) return injected;
+  if (injection.fails && when_failing == WhenFailing::kNothing) {
+    return injected;
+  }
   try {
     Device& the_device = device();
     const std::lock_guard lock(the_device.mutex);
@@ -57,14 +63,16 @@ cudaError_t cuda_call(Function function, cudaError_t usual_error, WhenFailing wh
   }
 }
 
-// The status of a release.
+// The status of a release, which is counted if there was nothing to release.
 cudaError_t released(bool was_there, cudaError_t otherwise) {
-  if (was_there) return cudaSuccess;
+  if (was_there) {
+    return cudaSuccess;
+  }
   emulated_board::count_invalid_release();
   return otherwise;
 }
 
-// A function that fails to create something may leave anything in the place for it; this one always does.
+// CUDA leaves the place for a new object undefined when it fails; here it always gets a wild value.
 template <typename Handle>
 cudaError_t created(cudaError_t status, Handle* place) {
   constexpr std::uintptr_t kAnything = 0x5A5A'5A5A'5A5A'5A50;
@@ -79,9 +87,9 @@ std::string event_name(cudaEvent_t event) {
 
 std::string bytes(std::size_t count) { return std::to_string(count) + " bytes"; }
 
-// Where a copy's pointer leads: into device memory, or to host memory.
+// Where a pointer of a copy points: device memory or host memory.
 struct Place {
-  std::byte* contents = nullptr;  // null: there are not `count` bytes
+  std::byte* contents = nullptr;  // null if fewer than `count` bytes follow
   bool on_device = false;
 };
 
@@ -123,7 +131,9 @@ cudaError_t cudaStreamCreate(cudaStream_t* stream) {
       Function::kCudaStreamCreate, cudaErrorMemoryAllocation, WhenFailing::kNothing,
       [] { return std::string(); },
       [&](Device& the_device) {
-        if (stream == nullptr) return cudaErrorInvalidValue;
+        if (stream == nullptr) {
+          return cudaErrorInvalidValue;
+        }
         *stream = emulated_board::stream_handle(the_device.queue.create_stream());
         return cudaSuccess;
       });
@@ -146,7 +156,9 @@ cudaError_t cudaStreamSynchronize(cudaStream_t stream) {
       [&] { return stream_name(stream); },
       [&](Device& the_device) {
         const int number = stream_number(stream);
-        if (!the_device.queue.stream_exists(number)) return cudaErrorInvalidResourceHandle;
+        if (!the_device.queue.stream_exists(number)) {
+          return cudaErrorInvalidResourceHandle;
+        }
         return the_device.queue.synchronize_stream(number);
       });
 }
@@ -156,7 +168,9 @@ cudaError_t cudaEventCreate(cudaEvent_t* event) {
       Function::kCudaEventCreate, cudaErrorMemoryAllocation, WhenFailing::kNothing,
       [] { return std::string(); },
       [&](Device& the_device) {
-        if (event == nullptr) return cudaErrorInvalidValue;
+        if (event == nullptr) {
+          return cudaErrorInvalidValue;
+        }
         *event = emulated_board::event_handle(the_device.queue.create_event());
         return cudaSuccess;
       });
@@ -192,7 +206,9 @@ cudaError_t cudaEventSynchronize(cudaEvent_t event) {
       [&] { return event_name(event); },
       [&](Device& the_device) {
         const int number = event_number(event);
-        if (!the_device.queue.event_exists(number)) return cudaErrorInvalidResourceHandle;
+        if (!the_device.queue.event_exists(number)) {
+          return cudaErrorInvalidResourceHandle;
+        }
         return the_device.queue.synchronize_event(number);
       });
 }
@@ -202,7 +218,9 @@ cudaError_t cudaEventElapsedTime(float* ms, cudaEvent_t start, cudaEvent_t end) 
       Function::kCudaEventElapsedTime, cudaErrorNotReady, WhenFailing::kNothing,
       [&] { return event_name(start) + " to " + event_name(end); },
       [&](Device& the_device) {
-        if (ms == nullptr) return cudaErrorInvalidValue;
+        if (ms == nullptr) {
+          return cudaErrorInvalidValue;
+        }
         return the_device.queue.elapsed_time(event_number(start), event_number(end), *ms);
       });
 }
@@ -211,9 +229,13 @@ cudaError_t cudaMalloc(void** device_pointer, size_t size) {
   const cudaError_t status = cuda_call(
       Function::kCudaMalloc, cudaErrorMemoryAllocation, WhenFailing::kNothing, [&] { return bytes(size); },
       [&](Device& the_device) {
-        if (device_pointer == nullptr) return cudaErrorInvalidValue;
+        if (device_pointer == nullptr) {
+          return cudaErrorInvalidValue;
+        }
         void* allocated = size == 0 ? nullptr : the_device.memory.allocate(size);
-        if (size != 0 && allocated == nullptr) return cudaErrorMemoryAllocation;
+        if (size != 0 && allocated == nullptr) {
+          return cudaErrorMemoryAllocation;
+        }
         *device_pointer = allocated;
         return cudaSuccess;
       });
@@ -222,16 +244,21 @@ cudaError_t cudaMalloc(void** device_pointer, size_t size) {
 
 cudaError_t cudaFree(void* device_pointer) {
   const auto describe = [&] {
-    if (device_pointer == nullptr) return std::string("null");
+    if (device_pointer == nullptr) {
+      return std::string("null");
+    }
     const std::size_t size = emulated_board::device_range(device_pointer).size;
     return size == 0 ? std::string("not device memory") : bytes(size);
   };
   return cuda_call(Function::kCudaFree, cudaErrorInvalidValue, WhenFailing::kWorkFirst, describe,
                    [&](Device& the_device) {
-                     if (device_pointer == nullptr) return cudaSuccess;
-                     if (!the_device.memory.is_allocation(device_pointer))
+                     if (device_pointer == nullptr) {
+                       return cudaSuccess;
+                     }
+                     if (!the_device.memory.is_allocation(device_pointer)) {
                        return released(false, cudaErrorInvalidValue);
-                     // Waits for the whole device, so that no queued work outlives the memory it uses.
+                     }
+                     // Waits for all streams, so that no queued work outlives its memory.
                      const cudaError_t earlier = the_device.queue.synchronize_device();
                      the_device.memory.release(device_pointer);
                      return earlier;
@@ -243,11 +270,17 @@ cudaError_t cudaMemset(void* device_pointer, int value, size_t count) {
       Function::kCudaMemset, cudaErrorInvalidValue, WhenFailing::kNothing,
       [&] { return "value " + std::to_string(value) + ", " + bytes(count); },
       [&](Device& the_device) {
-        if (count == 0) return cudaSuccess;
+        if (count == 0) {
+          return cudaSuccess;
+        }
         const Place place = locate(the_device, device_pointer, count);
-        if (!place.on_device || place.contents == nullptr) return cudaErrorInvalidValue;
+        if (!place.on_device || place.contents == nullptr) {
+          return cudaErrorInvalidValue;
+        }
         const cudaError_t earlier = the_device.queue.synchronize_device();
-        if (earlier == cudaSuccess) std::memset(place.contents, value, count);
+        if (earlier == cudaSuccess) {
+          std::memset(place.contents, value, count);
+        }
         return earlier;
       });
 }
@@ -260,8 +293,12 @@ cudaError_t cudaMemcpyAsync(void* destination, const void* source, size_t count,
       [&] { return kind_name(kind_number) + ", " + bytes(count) + ", " + stream_name(stream); },
       [&](Device& the_device) {
         const int number = stream_number(stream);
-        if (!the_device.queue.stream_exists(number)) return cudaErrorInvalidResourceHandle;
-        if (count == 0) return cudaSuccess;
+        if (!the_device.queue.stream_exists(number)) {
+          return cudaErrorInvalidResourceHandle;
+        }
+        if (count == 0) {
+          return cudaSuccess;
+        }
         const Place to = locate(the_device, destination, count);
         const Place from = locate(the_device, source, count);
         if (to.contents == nullptr || from.contents == nullptr ||

@@ -12,9 +12,11 @@ extern "C" const char* cudaGetErrorString(cudaError_t error) {
   const int code = error;
   try {
     const Injection injection = arrive(Function::kCudaGetErrorString, [&] { return std::to_string(code); });
-    if (injection.fails) return "unrecognized error code";
+    if (injection.fails) {
+      return "unrecognized error code";
+    }
   } catch (...) {
-    // Without memory to record the call the text is still there.
+    // Recording ran out of memory, which does not concern the text.
   }
   return error_text(code);
 }

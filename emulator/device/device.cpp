@@ -18,8 +18,8 @@ Device& device() {
 
 namespace {
 
-// When the library is unloaded, or behind everything else at the end of the process: until then the program's
-// static objects may use the device.
+// Runs when the library is unloaded, and at the end of the process after the destructors of all static
+// objects, which may still use the device.
 [[gnu::destructor]] void remove_device() { delete &device(); }
 
 }  // namespace
@@ -40,7 +40,9 @@ std::optional<QueueMark> queue_work(cudaStream_t stream, std::function<cudaError
   Device& the_device = device();
   const std::lock_guard lock(the_device.mutex);
   const int number = stream_number(stream);
-  if (!the_device.queue.stream_exists(number)) return std::nullopt;
+  if (!the_device.queue.stream_exists(number)) {
+    return std::nullopt;
+  }
   return the_device.queue.queue_work(number, std::move(work));
 }
 
@@ -48,7 +50,9 @@ std::optional<QueueMark> mark_stream(cudaStream_t stream) {
   Device& the_device = device();
   const std::lock_guard lock(the_device.mutex);
   const int number = stream_number(stream);
-  if (!the_device.queue.stream_exists(number)) return std::nullopt;
+  if (!the_device.queue.stream_exists(number)) {
+    return std::nullopt;
+  }
   return the_device.queue.mark(number);
 }
 
@@ -67,13 +71,17 @@ bool runs_after(const QueueMark& mark, cudaStream_t stream) {
 bool MemoryInUse::take(std::size_t size) {
   Device& the_device = device();
   const std::lock_guard lock(the_device.mutex);
-  if (!the_device.memory.set_aside(size)) return false;
+  if (!the_device.memory.set_aside(size)) {
+    return false;
+  }
   size_ += size;
   return true;
 }
 
 void MemoryInUse::give_back(std::size_t size) noexcept {
-  if (driver_status() == cudaErrorInitializationError) return;  // the parent process's memory
+  if (driver_status() == cudaErrorInitializationError) {
+    return;  // it belongs to the parent process
+  }
   Device& the_device = device();
   const std::lock_guard lock(the_device.mutex);
   size = std::min(size, size_);

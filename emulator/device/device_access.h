@@ -1,5 +1,4 @@
-// What TensorRT and the control interface need of the device. All functions take the device's lock
-// themselves.
+// The device as TensorRT and the control interface see it. All functions take the device's lock themselves.
 #ifndef EMULATED_BOARD_DEVICE_DEVICE_ACCESS_H
 #define EMULATED_BOARD_DEVICE_DEVICE_ACCESS_H
 
@@ -15,18 +14,18 @@
 
 namespace emulated_board {
 
-// The contents of device memory from an address on; null when it is no such address. Valid for work that is
-// queued before the allocation is released.
+// Device memory from this address to the end of its allocation; null if it is not a device address. Work
+// queued before the allocation is released may use it.
 DeviceRange device_range(const void* address);
 
 bool stream_exists(cudaStream_t stream);
 
-// Queues work on a stream; nothing when there is no such stream. What the work returns surfaces at the next
-// synchronise.
+// Queues work on a stream; returns nothing if there is no such stream. A failure of the work is reported by
+// the next call that waits for it.
 std::optional<QueueMark> queue_work(cudaStream_t stream, std::function<cudaError_t()> work);
 
-// Marks the stream as it is now; nothing when there is no such stream. What can be asked of a mark: see
-// WorkQueue.
+// Marks the current end of a stream; returns nothing if there is no such stream. WorkQueue explains the
+// queries.
 std::optional<QueueMark> mark_stream(cudaStream_t stream);
 bool waited_for(const QueueMark& mark);
 bool runs_after(const QueueMark& mark, cudaStream_t stream);
@@ -34,18 +33,21 @@ bool runs_after(const QueueMark& mark, cudaStream_t stream);
 // "stream 1", for call summaries.
 std::string stream_name(cudaStream_t stream);
 
-// Device memory that TensorRT takes for itself, as an amount without an address.
+// Device memory that TensorRT uses internally: an amount without addresses.
 class MemoryInUse {
  public:
   MemoryInUse() = default;
-  // Takes no lock when nothing is left to release: the end of queued work may be the end of this, too.
+  // May run under the device's lock, at the end of queued work; by then everything has been released, and no
+  // lock is taken.
   ~MemoryInUse() {
-    if (size_ != 0) release();
+    if (size_ != 0) {
+      release();
+    }
   }
   MemoryInUse(const MemoryInUse&) = delete;
   MemoryInUse& operator=(const MemoryInUse&) = delete;
 
-  // False, and nothing is taken, when that much is not left.
+  // Returns false, and takes nothing, if that much is not free.
   bool take(std::size_t size);
   void give_back(std::size_t size) noexcept;
   void release() noexcept;
@@ -64,7 +66,7 @@ struct DeviceUse {
 };
 DeviceUse device_use();
 
-// When no stream, or no event, is alive and nothing is queued, the next one is number 1 again.
+// Restarts the numbers of streams and of events at 1, each if none is alive and nothing is queued.
 void restart_numbering();
 
 }  // namespace emulated_board

@@ -29,28 +29,42 @@ bool margin_intact(const std::byte* margin) {
 
 std::uintptr_t DeviceMemory::AddressRange::reserve() {
   void* start = mmap(nullptr, kAddressSpace, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (start == MAP_FAILED) return 0;
+  if (start == MAP_FAILED) {
+    return 0;
+  }
   start_ = start;
   const auto address = reinterpret_cast<std::uintptr_t>(start);
   return (address + kGranularity - 1) / kGranularity * kGranularity;
 }
 
 DeviceMemory::AddressRange::~AddressRange() {
-  if (start_ != nullptr) munmap(start_, kAddressSpace);
+  if (start_ != nullptr) {
+    munmap(start_, kAddressSpace);
+  }
 }
 
 void* DeviceMemory::allocate(std::size_t size) {
-  if (size > free_bytes()) return nullptr;
-  if (base_ == 0) next_ = base_ = addresses_.reserve();
-  if (base_ == 0) return nullptr;
+  if (size > free_bytes()) {
+    return nullptr;
+  }
+  if (base_ == 0) {
+    next_ = base_ = addresses_.reserve();
+  }
+  if (base_ == 0) {
+    return nullptr;
+  }
   const std::uintptr_t address = find_gap(span_of(size));
-  if (address == 0) return nullptr;
+  if (address == 0) {
+    return nullptr;
+  }
 
   const std::size_t whole = (size + 2 * kMargin + kMargin - 1) / kMargin * kMargin;
   Allocation allocation{
       size, decltype(Allocation::storage)(static_cast<std::byte*>(std::aligned_alloc(kMargin, whole)))};
   std::byte* storage = allocation.storage.get();
-  if (storage == nullptr) return nullptr;
+  if (storage == nullptr) {
+    return nullptr;
+  }
   std::memset(storage, kMarginByte, kMargin);
   std::memset(storage + kMargin, kPoison, size);
   std::memset(storage + kMargin + size, kMarginByte, kMargin);
@@ -65,7 +79,9 @@ std::uintptr_t DeviceMemory::find_gap(std::size_t span) const {
   const std::uintptr_t end = base_ + kAddressSpace - kGranularity;
   for (std::uintptr_t candidate : {next_, base_}) {
     for (auto following = allocations_.lower_bound(candidate); candidate + span <= end; ++following) {
-      if (following == allocations_.end() || candidate + span <= following->first) return candidate;
+      if (following == allocations_.end() || candidate + span <= following->first) {
+        return candidate;
+      }
       candidate = following->first + span_of(following->second.size);
     }
   }
@@ -92,15 +108,21 @@ void DeviceMemory::release(void* address) {
 DeviceRange DeviceMemory::find(const void* address) const {
   const auto wanted = reinterpret_cast<std::uintptr_t>(address);
   auto found = allocations_.upper_bound(wanted);
-  if (found == allocations_.begin()) return {};
+  if (found == allocations_.begin()) {
+    return {};
+  }
   --found;
   const std::size_t offset = wanted - found->first;
-  if (offset >= found->second.size) return {};
+  if (offset >= found->second.size) {
+    return {};
+  }
   return {found->second.storage.get() + kMargin + offset, found->second.size - offset};
 }
 
 bool DeviceMemory::set_aside(std::size_t size) {
-  if (size > free_bytes()) return false;
+  if (size > free_bytes()) {
+    return false;
+  }
   set_aside_bytes_ += size;
   return true;
 }

@@ -1,7 +1,7 @@
-// Device memory. A device pointer is an address in a range of the address space that is reserved and never
-// accessible, so that a program that touches it faults; the contents lie in host memory elsewhere, to which
-// only the board translates. Fresh memory holds kPoison bytes; a margin on both sides of the contents notices
-// a network that writes outside.
+// Device memory. A device pointer is an address in a reserved range that is never accessible, so that a
+// program that dereferences it faults; the contents are in host memory elsewhere, and only the board
+// translates. Fresh memory is filled with kPoison. Guard bytes on both sides of the contents detect a network
+// that writes out of bounds.
 #ifndef EMULATED_BOARD_DEVICE_DEVICE_MEMORY_H
 #define EMULATED_BOARD_DEVICE_DEVICE_MEMORY_H
 
@@ -13,7 +13,7 @@
 
 namespace emulated_board {
 
-// Contents of device memory from some address to the end of its allocation; null outside of all allocations.
+// Contents of device memory from some address to the end of its allocation; null outside any allocation.
 struct DeviceRange {
   std::byte* contents = nullptr;
   std::size_t size = 0;
@@ -22,24 +22,24 @@ struct DeviceRange {
 class DeviceMemory {
  public:
   static constexpr std::size_t kCapacity = std::size_t{2} << 30;
-  // As a float 1.5e16: no value that a program could take for a result, or that a conversion turns into 0.
+  // As a float 1.5e16, which no program mistakes for a result and no conversion turns into 0.
   static constexpr int kPoison = 0x5A;
 
-  // A device pointer to `size` bytes (1 or more), or null when that much is not left.
+  // Returns a device pointer to `size` bytes (1 or more), or null if that much is not free.
   void* allocate(std::size_t size);
 
   // Whether the address is the start of an allocation.
   bool is_allocation(const void* address) const;
 
-  // Takes the start of an allocation. Ends the process when something was written outside it.
+  // Takes the start of an allocation. Aborts the process if the guard bytes were overwritten.
   void release(void* address);
 
   DeviceRange find(const void* address) const;
 
-  // Whether the address is a device address at all, allocated or not.
+  // Whether the address is in the device's range, allocated or not.
   bool reserved(const void* address) const;
 
-  // Memory that is in use without an address. False, and nothing is taken, when that much is not left.
+  // Memory in use that has no address. Returns false, and takes nothing, if that much is not free.
   bool set_aside(std::size_t size);
   void give_back(std::size_t size) { set_aside_bytes_ -= size; }
 
@@ -55,14 +55,14 @@ class DeviceMemory {
     std::size_t size = 0;
     std::unique_ptr<std::byte, FreeStorage> storage;  // margin, contents, margin
   };
-  // Addresses that belong to the process and lead nowhere.
+  // A reserved, inaccessible range of the address space.
   class AddressRange {
    public:
     AddressRange() = default;
     ~AddressRange();
     AddressRange(const AddressRange&) = delete;
     AddressRange& operator=(const AddressRange&) = delete;
-    // The first address that an allocation may have; 0 when the process has none left.
+    // Returns the first address for allocations, or 0 if the process has no address space left.
     std::uintptr_t reserve();
 
    private:
@@ -72,7 +72,7 @@ class DeviceMemory {
 
   AddressRange addresses_;
   std::uintptr_t base_ = 0;
-  // Where the search for a gap begins: a released address is not soon given out again.
+  // Where the search for a gap begins, so that a released address is not reused soon.
   std::uintptr_t next_ = 0;
   std::map<std::uintptr_t, Allocation> allocations_;
   std::size_t allocated_bytes_ = 0;

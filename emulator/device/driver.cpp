@@ -22,8 +22,12 @@ void watch_forks() noexcept {
 }  // namespace
 
 cudaError_t driver_status() noexcept {
-  if (forked) return cudaErrorInitializationError;
-  if (!installed) return cudaErrorInsufficientDriver;
+  if (forked) {
+    return cudaErrorInitializationError;
+  }
+  if (!installed) {
+    return cudaErrorInsufficientDriver;
+  }
   watch_forks();
   return cudaSuccess;
 }

@@ -6,9 +6,10 @@
 
 namespace emulated_board {
 
-// cudaSuccess, or what every function of CUDA answers: cudaErrorInsufficientDriver while the driver is taken
-// away (emulated_board/control.h), cudaErrorInitializationError in a process that was forked from one that
-// had used the device. Takes no lock: in a forked process another thread of its parent may have held any.
+// cudaSuccess, or the status that every CUDA function returns: cudaErrorInsufficientDriver while the driver
+// is taken away (emulated_board/control.h), cudaErrorInitializationError in a process that was forked from
+// one that had used the device. Takes no lock: in a forked process another thread of its parent may have held
+// any.
 cudaError_t driver_status() noexcept;
 
 }  // namespace emulated_board

@@ -10,7 +10,7 @@ namespace emulated_board {
 
 namespace {
 
-// The sentences about the numbers that were asked for.
+// The sentences for unknown numbers, made on demand.
 struct Sentences {
   std::mutex mutex;
   std::map<int, std::string> by_number;
@@ -27,7 +27,9 @@ const char* no_text(int error) noexcept {
   try {
     const std::lock_guard lock(sentences().mutex);
     std::string& sentence = sentences().by_number[error];
-    if (sentence.empty()) sentence = "the emulated board has no text for error " + std::to_string(error);
+    if (sentence.empty()) {
+      sentence = "the emulated board has no text for error " + std::to_string(error);
+    }
     return sentence.c_str();
   } catch (...) {
     return "the emulated board has no text for this error";
@@ -36,7 +38,7 @@ const char* no_text(int error) noexcept {
 
 }  // namespace
 
-// An error may be any number, also one that the header has no name for.
+// Takes an int because a status may be a number that has no enumerator.
 const char* error_text(int error) noexcept {
   switch (error) {
     case cudaSuccess:

@@ -1,11 +1,11 @@
-// What CUDA calls its errors.
+// The texts of CUDA's errors.
 #ifndef EMULATED_BOARD_DEVICE_ERROR_TEXT_H
 #define EMULATED_BOARD_DEVICE_ERROR_TEXT_H
 
 namespace emulated_board {
 
-// The real runtime's text for each error that the board has by itself; of any other number, that the board
-// has no text for it. Valid until the library is unloaded.
+// The real runtime's text for each error that the board has by itself; for any other number, a
+// sentence that says so. Valid until the library is unloaded.
 const char* error_text(int error) noexcept;
 
 }  // namespace emulated_board

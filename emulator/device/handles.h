@@ -1,5 +1,5 @@
-// Stream and event handles are numbers in the shape of pointers that point nowhere: a stale or wild handle is
-// recognised without being followed.
+// Stream and event handles are tagged numbers in the form of pointers, never dereferenced: a stale or wild
+// handle is recognised by its value.
 #ifndef EMULATED_BOARD_DEVICE_HANDLES_H
 #define EMULATED_BOARD_DEVICE_HANDLES_H
 
@@ -37,7 +37,7 @@ inline cudaStream_t stream_handle(int number) {
 }
 inline cudaEvent_t event_handle(int number) { return detail::tagged<cudaEvent_t>(detail::kEventTag, number); }
 
-// kNoSuchNumber for what never was a handle.
+// kNoSuchNumber if the value is not a handle.
 inline int stream_number(cudaStream_t stream) {
   return stream == nullptr ? kDefaultStream : detail::untagged(detail::kStreamTag, stream);
 }

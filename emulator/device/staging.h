@@ -1,5 +1,5 @@
-// Buffers for the sources of host-to-device copies, which are captured when the copy is queued. They are kept
-// for reuse, so that a steady stream of frames allocates nothing.
+// Buffers for the sources of host-to-device copies, which are captured when the copy is queued. Buffers are
+// reused, so that processing frame after frame does not allocate.
 #ifndef EMULATED_BOARD_DEVICE_STAGING_H
 #define EMULATED_BOARD_DEVICE_STAGING_H
 

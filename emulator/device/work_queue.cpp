@@ -13,12 +13,16 @@ int WorkQueue::create_stream() {
 }
 
 bool WorkQueue::destroy_stream(int stream) {
-  if (stream == kDefaultStream || !stream_exists(stream)) return false;
+  if (stream == kDefaultStream || !stream_exists(stream)) {
+    return false;
+  }
   const auto found = streams_.find(stream);
   found->second.destroyed = true;
   const bool idle = std::none_of(commands_.begin(), commands_.end(),
                                  [stream](const Command& command) { return command.stream == stream; });
-  if (idle && found->second.failure == cudaSuccess) streams_.erase(found);
+  if (idle && found->second.failure == cudaSuccess) {
+    streams_.erase(found);
+  }
   return true;
 }
 
@@ -43,7 +47,9 @@ bool WorkQueue::destroy_event(int event) { return events_.erase(event) != 0; }
 template <typename What>
 void WorkQueue::queue(int stream, What&& what) {
   commands_.emplace_back(stream, next_sequence_, std::forward<What>(what));
-  if (stream == kDefaultStream) latest_of_default_ = next_sequence_;
+  if (stream == kDefaultStream) {
+    latest_of_default_ = next_sequence_;
+  }
   ++next_sequence_;
 }
 
@@ -71,7 +77,9 @@ void WorkQueue::queue_event(int stream, int event) {
 }
 
 bool WorkQueue::waited_for(const QueueMark& mark) const {
-  if (mark.sequence <= waited_on_all_) return true;
+  if (mark.sequence <= waited_on_all_) {
+    return true;
+  }
   const auto found = streams_.find(mark.stream);
   return found != streams_.end() && mark.sequence <= found->second.waited;
 }
@@ -97,17 +105,23 @@ cudaError_t WorkQueue::synchronize_event(int event) {
     run(stream, static_cast<std::size_t>(command - commands_.begin()) + 1);
   }
   const auto found = streams_.find(stream);
-  if (found != streams_.end()) found->second.waited = std::max(found->second.waited, recorded.latest);
+  if (found != streams_.end()) {
+    found->second.waited = std::max(found->second.waited, recorded.latest);
+  }
   return take_failure(stream);
 }
 
 cudaError_t WorkQueue::synchronize_device() {
-  for (Command& command : commands_) execute(command);
+  for (Command& command : commands_) {
+    execute(command);
+  }
   commands_.clear();
   waited_on_all_ = next_sequence_ - 1;
   cudaError_t failure = cudaSuccess;
   for (auto& [number, stream] : streams_) {
-    if (failure == cudaSuccess && !stream.told) failure = stream.failure;
+    if (failure == cudaSuccess && !stream.told) {
+      failure = stream.failure;
+    }
     stream.told = stream.failure != cudaSuccess;
   }
   forget_destroyed_streams();
@@ -115,25 +129,34 @@ cudaError_t WorkQueue::synchronize_device() {
 }
 
 void WorkQueue::forget_destroyed_streams() {
-  for (auto stream = streams_.begin(); stream != streams_.end();)
+  for (auto stream = streams_.begin(); stream != streams_.end();) {
     stream = stream->second.destroyed ? streams_.erase(stream) : std::next(stream);
+  }
 }
 
 void WorkQueue::run(int stream, std::size_t count) {
-  // Of the first `count` commands: the stream's own, and everything up to the last default-stream command
-  // before the last of those.
+  // Of the first `count` commands, `own` ends with the stream's last one; `all` ends with the last command of
+  // the default stream before that, which waits for everything in front of it.
   std::size_t own = count;
-  while (own > 0 && commands_[own - 1].stream != stream) --own;
+  while (own > 0 && commands_[own - 1].stream != stream) {
+    --own;
+  }
   std::size_t all = own;
-  while (all > 0 && commands_[all - 1].stream != kDefaultStream) --all;
-  if (all > 0) waited_on_all_ = std::max(waited_on_all_, commands_[all - 1].sequence);
+  while (all > 0 && commands_[all - 1].stream != kDefaultStream) {
+    --all;
+  }
+  if (all > 0) {
+    waited_on_all_ = std::max(waited_on_all_, commands_[all - 1].sequence);
+  }
 
   std::size_t kept = 0;
   for (std::size_t i = 0; i < commands_.size(); ++i) {
     if (i < all || (i < own && commands_[i].stream == stream)) {
       execute(commands_[i]);
     } else {
-      if (kept != i) commands_[kept] = std::move(commands_[i]);
+      if (kept != i) {
+        commands_[kept] = std::move(commands_[i]);
+      }
       ++kept;
     }
   }
@@ -143,12 +166,18 @@ void WorkQueue::run(int stream, std::size_t count) {
 void WorkQueue::execute(Command& command) noexcept {
   cudaError_t& failure = streams_.find(command.stream)->second.failure;
   if (auto* copy = std::get_if<Copy>(&command.what)) {
-    if (failure == cudaSuccess) std::memmove(copy->to, copy->from, copy->size);
-    if (copy->captured.data) staging_.give_back(std::move(copy->captured));
+    if (failure == cudaSuccess) {
+      std::memmove(copy->to, copy->from, copy->size);
+    }
+    if (copy->captured.data) {
+      staging_.give_back(std::move(copy->captured));
+    }
   } else if (const auto* record = std::get_if<Record>(&command.what)) {
-    // An event that was recorded anew on another stream may meet its records in any order.
+    // Records of one event on several streams may run in any order; only the latest counts.
     const auto event = events_.find(record->event);
-    if (event == events_.end() || command.sequence < event->second.done) return;
+    if (event == events_.end() || command.sequence < event->second.done) {
+      return;
+    }
     event->second.done = command.sequence;
     event->second.time = std::chrono::steady_clock::now();
   } else if (failure == cudaSuccess) {
@@ -162,7 +191,9 @@ void WorkQueue::execute(Command& command) noexcept {
 
 cudaError_t WorkQueue::take_failure(int stream) {
   const auto found = streams_.find(stream);
-  if (found == streams_.end()) return cudaSuccess;
+  if (found == streams_.end()) {
+    return cudaSuccess;
+  }
   found->second.told = false;
   return std::exchange(found->second.failure, cudaSuccess);
 }
@@ -170,20 +201,32 @@ cudaError_t WorkQueue::take_failure(int stream) {
 cudaError_t WorkQueue::elapsed_time(int start, int stop, float& milliseconds) const {
   const auto first = events_.find(start);
   const auto second = events_.find(stop);
-  if (first == events_.end() || second == events_.end()) return cudaErrorInvalidResourceHandle;
+  if (first == events_.end() || second == events_.end()) {
+    return cudaErrorInvalidResourceHandle;
+  }
   const Event& from = first->second;
   const Event& to = second->second;
-  if (from.latest == 0 || to.latest == 0) return cudaErrorInvalidResourceHandle;
-  if (from.done != from.latest || to.done != to.latest) return cudaErrorNotReady;
+  if (from.latest == 0 || to.latest == 0) {
+    return cudaErrorInvalidResourceHandle;
+  }
+  if (from.done != from.latest || to.done != to.latest) {
+    return cudaErrorNotReady;
+  }
   milliseconds = std::chrono::duration<float, std::milli>(to.time - from.time).count();
   return cudaSuccess;
 }
 
 void WorkQueue::restart_numbering() {
-  if (!commands_.empty()) return;
+  if (!commands_.empty()) {
+    return;
+  }
   forget_destroyed_streams();
-  if (streams() == 0) next_stream_ = 1;
-  if (events() == 0) next_event_ = 1;
+  if (streams() == 0) {
+    next_stream_ = 1;
+  }
+  if (events() == 0) {
+    next_event_ = 1;
+  }
 }
 
 }  // namespace emulated_board

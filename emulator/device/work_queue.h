@@ -1,6 +1,6 @@
-// The queue of the device: all work in the order in which it was queued, each piece on a stream. Nothing runs
-// until something synchronises, and then only what has to: a program that forgets to wait reads old data
-// every time.
+// The device's queue: all work in the order in which it was queued, each command on a stream. Nothing runs
+// until the program synchronises, and then only what it must wait for, so that a program that forgets to wait
+// reads stale data every time.
 //
 // Stream 0 is the legacy default stream: its work waits for all earlier work, and all later work waits for
 // it.
@@ -22,17 +22,18 @@
 
 namespace emulated_board {
 
-// A moment in the life of a stream: behind what had been queued on it until then.
+// A position in a stream: after everything that had been queued on it by then.
 struct QueueMark {
   int stream = kDefaultStream;
-  unsigned long sequence = 0;  // among all commands and marks of the queue; 0: before them all
+  unsigned long sequence = 0;  // numbers all commands and marks of the queue; 0 is before all of them
 };
 
 class WorkQueue {
  public:
-  // Numbers from 1, in the order of creation; of destroyed streams or events they are invalid from then on.
+  // Streams and events are numbered from 1 in the order of creation. A number is invalid once its stream or
+  // event is destroyed.
   int create_stream();
-  bool destroy_stream(int stream);  // its queued work stays
+  bool destroy_stream(int stream);  // work already queued still runs
   bool stream_exists(int stream) const;
   int create_event();
   bool destroy_event(int event);
@@ -40,23 +41,23 @@ class WorkQueue {
   int streams() const;  // without the default stream
   int events() const { return static_cast<int>(events_.size()); }
 
-  // Each takes a stream that exists. Throws std::bad_alloc, and then nothing was queued.
+  // The stream must exist. If std::bad_alloc is thrown, nothing was queued.
   void queue_copy(int stream, std::byte* to, const std::byte* from, std::size_t size);
   void queue_captured_copy(int stream, std::byte* to, const std::byte* from, std::size_t size);
   QueueMark queue_work(int stream, std::function<cudaError_t()> work);
   void queue_event(int stream, int event);
 
   QueueMark mark(int stream) { return {stream, next_sequence_++}; }
-  // Whether somebody has waited for the work before the mark.
+  // Whether the program has waited for the work before the mark.
   bool waited_for(const QueueMark& mark) const;
-  // Whether what is queued on `stream` now runs after the work before the mark, because somebody has waited
-  // for that or because the streams themselves keep the order.
+  // Whether work queued on `stream` now is certain to run after the work before the mark, because of the
+  // order of the streams or because the program has waited.
   bool runs_after(const QueueMark& mark, int stream) const;
 
-  // Run what the stream, the event's latest record or the whole device waits for. After a failure the
-  // stream's copies and work are dropped until a wait for that stream, or for an event on it, returns the
-  // failure; its events are still recorded. A wait for the device returns one of the failures that arose
-  // since the last such wait, and leaves those of live streams to their owners.
+  // Run everything that the stream, the event's latest record or the whole device waits for. After a failure,
+  // copies and other work on that stream are dropped until a wait for the stream, or for an event on it,
+  // returns the failure; events are still recorded. A wait for the device returns one of the failures since
+  // the last such wait without clearing it, so that the stream's own wait returns it as well.
   cudaError_t synchronize_stream(int stream);
   cudaError_t synchronize_event(int event);
   cudaError_t synchronize_device();
@@ -65,7 +66,7 @@ class WorkQueue {
   // while one is pending.
   cudaError_t elapsed_time(int start, int stop, float& milliseconds) const;
 
-  // The next stream and event are number 1 again, if none is left and nothing is queued.
+  // Restarts the numbers of streams and of events at 1, each if none is alive and nothing is queued.
   void restart_numbering();
 
  private:
@@ -79,7 +80,8 @@ class WorkQueue {
     int event;
   };
   struct Command {
-    // Built in place: GCC 12 warns, wrongly, about what moving a whole variant might read.
+    // Constructed in place because GCC 12 warns without cause about uninitialised reads when a variant is
+    // moved.
     template <typename What>
     Command(int on_stream, unsigned long number, What&& to_do)
         : stream(on_stream), sequence(number), what(std::forward<What>(to_do)) {}
@@ -88,10 +90,10 @@ class WorkQueue {
     std::variant<Copy, Record, std::function<cudaError_t()>> what;
   };
   struct Stream {
-    cudaError_t failure = cudaSuccess;  // of its work, until a wait for the stream takes it
-    bool told = false;                  // a wait for the device has seen the failure
-    bool destroyed = false;             // kept for what is still queued, until a wait for the device
-    unsigned long waited = 0;           // the latest command up to which its work was waited for
+    cudaError_t failure = cudaSuccess;  // of its work, until a wait for the stream returns it
+    bool told = false;                  // a wait for the device has returned the failure
+    bool destroyed = false;             // kept until a wait for the device, for what is still queued
+    unsigned long waited = 0;           // the program has waited for its work up to this command
   };
   struct Event {
     int stream = kDefaultStream;
@@ -102,11 +104,11 @@ class WorkQueue {
 
   template <typename What>
   void queue(int stream, What&& what);
-  // Runs the first `count` commands of the stream and all that those wait for.
+  // Of the first `count` commands, runs those of the stream and everything they wait for.
   void run(int stream, std::size_t count);
   void execute(Command& command) noexcept;
   cudaError_t take_failure(int stream);
-  void forget_destroyed_streams();  // all; takes an empty queue
+  void forget_destroyed_streams();  // requires an empty queue
 
   std::vector<Command> commands_;
   std::map<int, Stream> streams_{{kDefaultStream, Stream{}}};
@@ -115,7 +117,7 @@ class WorkQueue {
   int next_event_ = 1;
   unsigned long next_sequence_ = 1;      // commands and marks are numbered in the order of queueing
   unsigned long latest_of_default_ = 0;  // the latest command queued on the default stream
-  unsigned long waited_on_all_ = 0;  // the latest command up to which the work of all streams was waited for
+  unsigned long waited_on_all_ = 0;      // the program has waited for all work up to this command
   StagingPool staging_;
 };
 

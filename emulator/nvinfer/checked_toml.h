@@ -1,6 +1,6 @@
-// toml++ for input that may be anything. Its parser asserts in places that bad input reaches ("[=" does), and
-// with NDEBUG even promises the compiler that this cannot happen. Here such an assertion is checked in all
-// builds and throws, so that the input is refused like any other that is no TOML.
+// toml++ for untrusted input. Some assertions of its parser can be reached by malformed input ("[=" is one),
+// and with NDEBUG they become promises to the compiler. Here they are checked in all builds and throw, so
+// that such input is refused like any other that is not TOML.
 #ifndef EMULATED_BOARD_NVINFER_CHECKED_TOML_H
 #define EMULATED_BOARD_NVINFER_CHECKED_TOML_H
 
@@ -14,7 +14,9 @@ class TomlAssertion : public std::logic_error {
 };
 
 constexpr void check_toml_assertion(bool holds) {
-  if (!holds) throw TomlAssertion("it is not well-formed TOML");
+  if (!holds) {
+    throw TomlAssertion("it is not well-formed TOML");
+  }
 }
 
 }  // namespace emulated_board::nvinfer

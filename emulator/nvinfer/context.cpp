@@ -16,19 +16,21 @@ using nvinfer1::TensorIOMode;
 
 namespace {
 
-// Height and width are the last two extents.
+// Height and width are the last two dimensions.
 constexpr int kPlaneRank = 2;
 
 std::string address_text(const void* address) { return address == nullptr ? "null" : "an address"; }
 
-// Device memory that a context takes, whatever its shapes.
+// Device memory used by a context, whatever its shapes.
 constexpr std::size_t kContextMemory = std::size_t{8} << 20;
 
-// What every address of a tensor has to be a multiple of.
+// Tensor addresses must be multiples of this.
 constexpr std::uintptr_t kAlignment = 256;
 
 void check_stream(cudaStream_t stream) {
-  if (!stream_exists(stream)) throw ApiUsageError("there is no such stream");
+  if (!stream_exists(stream)) {
+    throw ApiUsageError("there is no such stream");
+  }
 }
 
 bool share_memory(const BoundTensor& one, const BoundTensor& other) {
@@ -63,7 +65,7 @@ ExecutionContext::Use::Use(ExecutionContext& context) : context_(context) {
     context_.state_->corrupted = true;
     throw ApiUsageError("the context is used by two threads at once");
   }
-  std::this_thread::yield();  // another thread that comes now is noticed, also on one core
+  std::this_thread::yield();  // gives a second thread the chance to be caught, even on a single core
 }
 
 ExecutionContext::Use::~Use() { context_.in_use_ = false; }
@@ -77,8 +79,9 @@ std::size_t ExecutionContext::index_of(const char* name) const {
 }
 
 void ExecutionContext::forget_shapes() {
-  for (std::size_t i = 0; i < bindings_.size(); ++i)
+  for (std::size_t i = 0; i < bindings_.size(); ++i) {
     bindings_[i].shape = engine_->description.tensors[i].shape;
+  }
 }
 
 bool ExecutionContext::setOptimizationProfileAsync(std::int32_t profile, cudaStream_t stream) noexcept {
@@ -91,7 +94,9 @@ bool ExecutionContext::setOptimizationProfileAsync(std::int32_t profile, cudaStr
                           " does not exist");
     }
     check_stream(stream);
-    if (profile != profile_) forget_shapes();  // those belong to the profile under which they were set
+    if (profile != profile_) {
+      forget_shapes();  // shapes belong to the profile they were set under
+    }
     profile_ = profile;
     profile_set_ = mark_stream(stream);
     return true;
@@ -108,25 +113,30 @@ void ExecutionContext::check_input_shape(const TensorDescription& tensor, const 
       throw ApiUsageError(what + "does not fit the engine's " + to_text(tensor.shape));
     }
   }
-  if (is_concrete(tensor.shape)) return;
+  if (is_concrete(tensor.shape)) {
+    return;
+  }
 
   const auto& profiles = engine_->description.profiles;
   const std::string profile_name = "profile " + std::to_string(profile_);
-  if (static_cast<std::size_t>(profile_) >= profiles.size())
+  if (static_cast<std::size_t>(profile_) >= profiles.size()) {
     throw ApiUsageError(what + "needs a profile; there is none");
+  }
   const ProfileDescription& ranges = profiles[static_cast<std::size_t>(profile_)];
   const auto range = ranges.find(tensor.name);
-  if (range == ranges.end()) throw ApiUsageError(what + "has no range in " + profile_name);
+  if (range == ranges.end()) {
+    throw ApiUsageError(what + "has no range in " + profile_name);
+  }
   const Dims& min = range->second.min;
   const Dims& max = range->second.max;
   bool admitted = min.nbDims == shape.nbDims;
-  for (int i = 0; admitted && i < shape.nbDims; ++i)
+  for (int i = 0; admitted && i < shape.nbDims; ++i) {
     admitted = min.d[i] <= shape.d[i] && shape.d[i] <= max.d[i];
+  }
   if (!admitted) {
     throw ApiUsageError(what + "is not within " + profile_name + ", from " + to_text(min) + " to " +
                         to_text(max));
   }
-  std::this_thread::yield();  // another thread that comes now is noticed, also on one core
 }
 
 bool ExecutionContext::setInputShape(char const* name, Dims const& dims) noexcept {
@@ -135,8 +145,9 @@ bool ExecutionContext::setInputShape(char const* name, Dims const& dims) noexcep
     const Use use(*this);
     const std::size_t index = index_of(name);
     const TensorDescription& tensor = engine_->description.tensors[index];
-    if (tensor.mode != TensorIOMode::kINPUT)
+    if (tensor.mode != TensorIOMode::kINPUT) {
       throw ApiUsageError("\"" + tensor.name + "\" is not an input tensor");
+    }
     check_input_shape(tensor, dims);
     Dims& shape = bindings_[index].shape;
     if (!std::equal(dims.d, dims.d + dims.nbDims, shape.d) && run_pending()) {
@@ -151,19 +162,31 @@ bool ExecutionContext::setInputShape(char const* name, Dims const& dims) noexcep
 Dims ExecutionContext::current_shape(std::size_t index) const {
   const auto& tensors = engine_->description.tensors;
   Dims shape = bindings_[index].shape;
-  if (tensors[index].mode == TensorIOMode::kINPUT || shape.nbDims < kPlaneRank) return shape;
+  if (tensors[index].mode == TensorIOMode::kINPUT || shape.nbDims < kPlaneRank) {
+    return shape;
+  }
 
   // Height and width of an output are those of the depth image, once all inputs are known.
   const Dims* depth = nullptr;
   for (std::size_t i = 0; i < tensors.size(); ++i) {
-    if (tensors[i].mode != TensorIOMode::kINPUT) continue;
-    if (!is_concrete(bindings_[i].shape)) return shape;
-    if (tensors[i].name == "dep") depth = &bindings_[i].shape;
+    if (tensors[i].mode != TensorIOMode::kINPUT) {
+      continue;
+    }
+    if (!is_concrete(bindings_[i].shape)) {
+      return shape;
+    }
+    if (tensors[i].name == "dep") {
+      depth = &bindings_[i].shape;
+    }
   }
-  if (depth == nullptr || depth->nbDims < kPlaneRank) return shape;
+  if (depth == nullptr || depth->nbDims < kPlaneRank) {
+    return shape;
+  }
   for (int from_end = 1; from_end <= kPlaneRank; ++from_end) {
-    auto& extent = shape.d[shape.nbDims - from_end];
-    if (extent == -1) extent = depth->d[depth->nbDims - from_end];
+    auto& dimension = shape.d[shape.nbDims - from_end];
+    if (dimension == -1) {
+      dimension = depth->d[depth->nbDims - from_end];
+    }
   }
   return shape;
 }
@@ -204,15 +227,23 @@ BoundTensor ExecutionContext::bind(std::size_t index) const {
   }
   const auto elements = element_count(bound.shape);
   const auto bytes = byte_count(bound.shape, bound.type);
-  if (!elements || !bytes) throw ApiUsageError(what + " is too large: " + to_text(bound.shape));
+  if (!elements || !bytes) {
+    throw ApiUsageError(what + " is too large: " + to_text(bound.shape));
+  }
   bound.elements = *elements;
   bound.bytes = *bytes;
-  if (bound.bytes == 0) return bound;  // needs no memory
+  if (bound.bytes == 0) {
+    return bound;  // needs no memory
+  }
 
   const void* address = bindings_[index].address;
-  if (address == nullptr) throw ApiUsageError(what + " has no address");
+  if (address == nullptr) {
+    throw ApiUsageError(what + " has no address");
+  }
   const DeviceRange range = device_range(address);
-  if (range.contents == nullptr) throw ApiUsageError("the address of " + what + " is not device memory");
+  if (range.contents == nullptr) {
+    throw ApiUsageError("the address of " + what + " is not device memory");
+  }
   if (range.size < bound.bytes) {
     throw ApiUsageError(what + " needs " + std::to_string(bound.bytes) + " bytes; at its address there are " +
                         std::to_string(range.size));
@@ -223,7 +254,9 @@ BoundTensor ExecutionContext::bind(std::size_t index) const {
 
 void ExecutionContext::check_overlap(const std::vector<BoundTensor>& tensors) {
   for (const BoundTensor& output : tensors) {
-    if (!output.output || output.bytes == 0) continue;
+    if (!output.output || output.bytes == 0) {
+      continue;
+    }
     for (const BoundTensor& other : tensors) {
       if (&other != &output && other.bytes != 0 && share_memory(output, other)) {
         throw ApiUsageError("output \"" + std::string(output.name) + "\" shares memory with \"" +
@@ -234,7 +267,9 @@ void ExecutionContext::check_overlap(const std::vector<BoundTensor>& tensors) {
 }
 
 void ExecutionContext::check_order(cudaStream_t stream) const {
-  if (engine_->destroyed) throw ApiUsageError("the engine of the context is destroyed");
+  if (engine_->destroyed) {
+    throw ApiUsageError("the engine of the context is destroyed");
+  }
   if (profile_set_ && !runs_after(*profile_set_, stream)) {
     throw ApiUsageError("the profile was set on another stream, which nobody has waited for since");
   }
@@ -251,14 +286,22 @@ bool ExecutionContext::enqueueV3(cudaStream_t stream) noexcept {
     check_order(stream);
     std::vector<BoundTensor> tensors;
     tensors.reserve(bindings_.size());
-    for (std::size_t i = 0; i < bindings_.size(); ++i) tensors.push_back(bind(i));
+    for (std::size_t i = 0; i < bindings_.size(); ++i) {
+      tensors.push_back(bind(i));
+    }
     check_overlap(tensors);
     const auto queued = queue_work(stream, [engine = engine_, state = state_, bound = std::move(tensors)] {
-      if (state->destroyed || engine->destroyed) return cudaErrorIllegalAddress;  // what the run uses is gone
-      if (state->corrupted) return cudaErrorLaunchFailure;
+      if (state->destroyed || engine->destroyed) {
+        return cudaErrorIllegalAddress;  // the memory of the run is gone
+      }
+      if (state->corrupted) {
+        return cudaErrorLaunchFailure;
+      }
       return engine->description.network->run(bound);
     });
-    if (queued) last_run_ = queued;
+    if (queued) {
+      last_run_ = queued;
+    }
     return queued.has_value();
   });
 }

@@ -1,6 +1,6 @@
-// The execution context: shapes and addresses of one user of an engine, and what is queued for it. Notices
-// misuse that a real board answers with wrong results: a context belongs to one thread at a time, its runs to
-// one stream at a time, and its shapes and itself stay as they are while a run is queued.
+// The execution context: shapes, addresses and queued runs of one user of an engine. It reports misuse that a
+// real board answers with wrong results: a context belongs to one thread and its runs to one stream at a
+// time, and while a run is queued the context must not be destroyed or get other shapes.
 #ifndef EMULATED_BOARD_NVINFER_CONTEXT_H
 #define EMULATED_BOARD_NVINFER_CONTEXT_H
 
@@ -29,18 +29,18 @@ class ExecutionContext final : public nvinfer1::IExecutionContext, public nvinfe
   bool enqueueV3(cudaStream_t stream) noexcept override;
 
  private:
-  // The state of one tensor; beside the engine's list of tensors.
+  // The state of one tensor; in the order of the engine's tensors.
   struct Binding {
     nvinfer1::Dims shape{};  // of an input: as set, else as the engine declares it
     void* address = nullptr;
   };
-  // What the queued runs ask of their context when it comes to them.
+  // What a queued run checks when it is executed.
   struct State {
     std::atomic<bool> destroyed{false};
-    std::atomic<bool> corrupted{false};  // by two threads at once
+    std::atomic<bool> corrupted{false};  // two threads used it at once
   };
-  // Held in every function that changes the context. Throws Failure when another thread holds one, or when
-  // this process cannot use the device.
+  // Exists in every function that changes the context. Throws Failure if there is one on another thread, or
+  // if this process cannot use the device.
   class Use {
    public:
     explicit Use(ExecutionContext& context);

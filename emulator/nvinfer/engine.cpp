@@ -17,8 +17,8 @@ namespace {
 
 std::string no_arguments() { return {}; }
 
-// What a query for an element type answers when it fails, by plan or for an unknown tensor. TensorRT answers
-// kFLOAT, which a caller could take for a good one.
+// The result of a failed query for a data type. TensorRT returns kFLOAT, which a caller cannot tell from a
+// valid answer.
 constexpr auto kNoType = static_cast<DataType>(-1);
 
 const char* selector_name(OptProfileSelector select) {
@@ -37,8 +37,9 @@ const char* selector_name(OptProfileSelector select) {
 
 const TensorDescription& EngineData::tensor(const char* name) const {
   const TensorDescription* found = name == nullptr ? nullptr : description.find_tensor(name);
-  if (found == nullptr)
+  if (found == nullptr) {
     throw ApiUsageError("the engine has no input or output tensor \"" + name_text(name) + "\"");
+  }
   return *found;
 }
 
@@ -116,7 +117,9 @@ Dims Engine::getProfileShape(char const* name, std::int32_t profile,
     if (range == ranges.end()) {
       throw ApiUsageError("profile " + std::to_string(profile) + " has no range for \"" + tensor.name + "\"");
     }
-    if (select == OptProfileSelector::kMIN) return range->second.min;
+    if (select == OptProfileSelector::kMIN) {
+      return range->second.min;
+    }
     return select == OptProfileSelector::kOPT ? range->second.opt : range->second.max;
   });
 }

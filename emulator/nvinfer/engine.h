@@ -13,7 +13,7 @@
 
 namespace emulated_board::nvinfer {
 
-// What a runtime and its engines share.
+// Shared by a runtime and its engines.
 struct RuntimeData {
   nvinfer1::ILogger& logger;
   std::atomic<int> engines{0};
@@ -21,21 +21,21 @@ struct RuntimeData {
   explicit RuntimeData(nvinfer1::ILogger& runtime_logger) : logger(runtime_logger) {}
 };
 
-// What an engine, its contexts and their queued runs share.
+// Shared by an engine, its contexts and their queued runs.
 struct EngineData {
   std::shared_ptr<RuntimeData> runtime;
   nvinfer1::ILogger& logger;
   EngineDescription description;
   std::atomic<int> contexts{0};
   std::atomic<bool> destroyed{false};
-  MemoryInUse memory;  // the engine's and its contexts'; the engine's end releases it all
+  MemoryInUse memory;  // of the engine and its contexts; released as a whole with the engine
 
   EngineData(std::shared_ptr<RuntimeData> engine_runtime, EngineDescription engine_description)
       : runtime(std::move(engine_runtime)),
         logger(runtime->logger),
         description(std::move(engine_description)) {}
 
-  // Takes device memory. Throws Failure when that much is not left.
+  // Takes device memory. Throws Failure if that much is not free.
   void take_memory(std::size_t size);
 
   // Throws ApiUsageError for an unknown or null name.

@@ -19,8 +19,8 @@ namespace {
 constexpr std::string_view kFormat = "enhance-depth-emulated-engine";
 constexpr std::int64_t kVersion = 1;
 
-// Limits that no sensible description comes near. The second keeps the depth of nested tables, and with it
-// the depth of recursion in the TOML parser, small: dotted keys nest without any bracket.
+// Limits far above any sensible description. The second bounds the nesting of tables, and with it the
+// recursion of the TOML parser: dotted keys nest without brackets.
 constexpr std::size_t kMostBytes = std::size_t{256} << 10;
 constexpr std::ptrdiff_t kMostDots = 2000;
 
@@ -40,10 +40,12 @@ template <typename Node>
 
 std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
-// The node under a key that must be there. `what` names the table in messages.
+// The node of a mandatory key. `what` names the table in messages.
 const toml::node& required(const toml::table& table, std::string_view key, const std::string& what) {
   const toml::node* node = table.get(key);
-  if (node == nullptr) refuse(table, what + " has no " + quoted(key));
+  if (node == nullptr) {
+    refuse(table, what + " has no " + quoted(key));
+  }
   return *node;
 }
 
@@ -59,21 +61,28 @@ void refuse_unknown_keys(const toml::table& table, std::initializer_list<std::st
 std::string read_string(const toml::table& table, std::string_view key, const std::string& what) {
   const toml::node& node = required(table, key, what);
   const auto* value = node.as_string();
-  if (value == nullptr) refuse(node, quoted(key) + " must be a string");
+  if (value == nullptr) {
+    refuse(node, quoted(key) + " must be a string");
+  }
   return value->get();
 }
 
-// The tables of an array of tables that may be missing.
+// The tables of an optional array of tables.
 std::vector<const toml::table*> read_tables(const toml::table& root, std::string_view key) {
   std::vector<const toml::table*> tables;
   const toml::node* node = root.get(key);
-  if (node == nullptr) return tables;
+  if (node == nullptr) {
+    return tables;
+  }
   const std::string text(key);
   const toml::array* array = node->as_array();
-  if (array == nullptr) refuse(*node, quoted(key) + " must be an array of tables, written [[" + text + "]]");
+  if (array == nullptr) {
+    refuse(*node, quoted(key) + " must be an array of tables, written [[" + text + "]]");
+  }
   for (const toml::node& element : *array) {
-    if (!element.is_table())
+    if (!element.is_table()) {
       refuse(element, "each " + quoted(key) + " must be a table, written [[" + text + "]]");
+    }
     tables.push_back(element.as_table());
   }
   return tables;
@@ -83,19 +92,22 @@ nvinfer1::Dims read_shape(const toml::table& table, std::string_view key, std::i
                           const std::string& what) {
   const toml::node& node = required(table, key, what);
   const toml::array* array = node.as_array();
-  if (array == nullptr) refuse(node, quoted(key) + " must be an array of whole numbers");
+  if (array == nullptr) {
+    refuse(node, quoted(key) + " must be an array of whole numbers");
+  }
   if (array->size() > static_cast<std::size_t>(nvinfer1::Dims::MAX_DIMS)) {
-    refuse(node, quoted(key) + " has " + std::to_string(array->size()) + " extents; at most 8 are possible");
+    refuse(node,
+           quoted(key) + " has " + std::to_string(array->size()) + " dimensions; at most 8 are possible");
   }
   nvinfer1::Dims shape{};
   for (const toml::node& element : *array) {
-    const auto* extent = element.as_integer();
-    if (extent == nullptr || extent->get() < least ||
-        extent->get() > std::numeric_limits<std::int32_t>::max()) {
-      refuse(element, "each extent of " + quoted(key) + " must be a whole number from " +
+    const auto* dimension = element.as_integer();
+    if (dimension == nullptr || dimension->get() < least ||
+        dimension->get() > std::numeric_limits<std::int32_t>::max()) {
+      refuse(element, "each dimension of " + quoted(key) + " must be a whole number from " +
                           std::to_string(least) + " to 2147483647");
     }
-    shape.d[shape.nbDims++] = extent->get();
+    shape.d[shape.nbDims++] = dimension->get();
   }
   return shape;
 }
@@ -136,8 +148,9 @@ ProfileDescription read_profile(const toml::table& table, const EngineDescriptio
     }
     const std::string what = "the range for " + quoted(name);
     const toml::table* range_table = node.as_table();
-    if (range_table == nullptr)
+    if (range_table == nullptr) {
       refuse(node, what + " must be a table { min = [...], opt = [...], max = [...] }");
+    }
     refuse_unknown_keys(*range_table, {"min", "opt", "max"}, what);
     ShapeRange range;
     range.min = read_shape(*range_table, "min", 0, what);
@@ -148,7 +161,7 @@ ProfileDescription read_profile(const toml::table& table, const EngineDescriptio
     }
     for (int i = 0; i < range.min.nbDims; ++i) {
       if (range.min.d[i] > range.opt.d[i] || range.opt.d[i] > range.max.d[i]) {
-        refuse(node, what + " must have min <= opt <= max in every extent");
+        refuse(node, what + " must have min <= opt <= max in every dimension");
       }
     }
     profile.emplace(name, range);
@@ -162,10 +175,14 @@ std::shared_ptr<const Network> read_network(const toml::table& root) {
   const toml::node* parameters = root.get("parameters");
   if (parameters != nullptr) {
     const toml::table* table = parameters->as_table();
-    if (table == nullptr) refuse(*parameters, "\"parameters\" must be a table, written [parameters]");
+    if (table == nullptr) {
+      refuse(*parameters, "\"parameters\" must be a table, written [parameters]");
+    }
     for (const auto& [key, node] : *table) {
       const std::optional<double> value = node.is_number() ? node.value<double>() : std::nullopt;
-      if (!value) refuse(node, "parameter " + quoted(key.str()) + " must be a number");
+      if (!value) {
+        refuse(node, "parameter " + quoted(key.str()) + " must be a number");
+      }
       values.emplace(key.str(), *value);
     }
   }
@@ -203,11 +220,12 @@ EngineDescription read_description(const toml::table& root) {
   return engine;
 }
 
-// What is no text at all gets a plainer answer than a syntax error would be. Outside of ASCII the parser
-// cannot be trusted with arbitrary characters: its tables of Unicode letters and spaces have gaps that it
-// takes for impossible.
+// Binary files get a plainer message than a syntax error. Characters outside ASCII are refused because the
+// parser's tables of Unicode letters and spaces have gaps that it assumes to be unreachable.
 void refuse_what_is_no_text(std::string_view text) {
-  if (text.empty()) throw Refusal("it is empty");
+  if (text.empty()) {
+    throw Refusal("it is empty");
+  }
   const std::string_view start = text.substr(0, 512);
   const bool binary = std::any_of(start.begin(), start.end(), [](char character) {
     const auto byte = static_cast<unsigned char>(character);
@@ -230,8 +248,9 @@ void refuse_what_is_no_text(std::string_view text) {
   }
   toml::source_position position{1, 1};
   for (const char character : text) {
-    if (static_cast<unsigned char>(character) >= 0x80)
+    if (static_cast<unsigned char>(character) >= 0x80) {
       throw Refusal(place(position) + "there is a character that is not ASCII");
+    }
     if (character == '\n') {
       ++position.line;
       position.column = 0;

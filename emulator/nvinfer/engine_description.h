@@ -23,14 +23,14 @@ struct TensorDescription {
   nvinfer1::Dims shape{};
 };
 
-// The range of shapes that a profile admits for one input.
+// The shapes that a profile accepts for one input.
 struct ShapeRange {
   nvinfer1::Dims min{};
   nvinfer1::Dims opt{};
   nvinfer1::Dims max{};
 };
 
-// By input name. Inputs may be missing, and ranks may differ from the tensor's.
+// By input name. Inputs may be missing, and the rank may differ from that of the tensor.
 using ProfileDescription = std::map<std::string, ShapeRange, std::less<>>;
 
 struct EngineDescription {
@@ -41,12 +41,12 @@ struct EngineDescription {
   const TensorDescription* find_tensor(std::string_view name) const;
 };
 
-// Why a text is no engine description: one line, with line and column where there is a place to point at.
+// Why a text is not an engine description: one line, with line and column if the error has a position.
 struct DescriptionError {
   std::string message;
 };
 
-// Copes with arbitrary bytes. Throws nothing but std::bad_alloc.
+// Accepts arbitrary bytes. Throws std::bad_alloc only.
 std::variant<EngineDescription, DescriptionError> parse_engine_description(std::string_view text);
 
 }  // namespace emulated_board::nvinfer

@@ -27,7 +27,9 @@ void report_error(nvinfer1::ILogger& logger, Function function, const ErrorCode&
 
 void check_driver() {
   const cudaError_t status = driver_status();
-  if (status != cudaSuccess) throw Failure(kCudaError, error_text(status));
+  if (status != cudaSuccess) {
+    throw Failure(kCudaError, error_text(status));
+  }
 }
 
 void tensorrt_destructor(Function function, nvinfer1::ILogger& logger) noexcept {

@@ -1,4 +1,4 @@
-// Messages to the program's logger, in TensorRT's manner, and the common frame of all TensorRT functions.
+// Messages to the program's logger in TensorRT's format, and the frame of all TensorRT functions.
 #ifndef EMULATED_BOARD_NVINFER_REPORT_H
 #define EMULATED_BOARD_NVINFER_REPORT_H
 
@@ -12,7 +12,7 @@
 
 namespace emulated_board::nvinfer {
 
-// The number and the name that TensorRT's messages give.
+// The number and the name of an error in TensorRT's messages.
 struct ErrorCode {
   int number;
   const char* name;
@@ -24,7 +24,7 @@ inline constexpr ErrorCode kApiUsageError{3, "API Usage Error"};
 inline constexpr ErrorCode kInternalError{9, "Internal Error"};
 
 // "IExecutionContext::enqueueV3: Error Code 3: API Usage Error (why)" to the logger, at severity kERROR.
-// Without memory for the text a plain one is sent.
+// If memory for the text runs out, a fixed text is sent.
 void report_error(nvinfer1::ILogger& logger, Function function, const ErrorCode& code,
                   const std::string& why) noexcept;
 
@@ -44,11 +44,11 @@ class ApiUsageError : public Failure {
   explicit ApiUsageError(const std::string& why) : Failure(kApiUsageError, why) {}
 };
 
-// Throws Failure when this process cannot use the device. What touches the device asks first.
+// Throws Failure if this process cannot use the device. To be called before the device is used.
 void check_driver();
 
-// Runs `body` as one call of TensorRT: counted, recorded, failing when that is planned. What goes wrong is
-// told to the logger, and the result is `failure`. No exception leaves.
+// Runs `body` as one call of TensorRT: counts it, records it, and makes it fail if that is planned. An error
+// is reported to the logger, and the result is `failure`. No exception escapes.
 template <typename Result, typename Describe, typename Body>
 Result tensorrt_call(Function function, nvinfer1::ILogger& logger, Result failure, const Describe& describe,
                      const Body& body) noexcept {
@@ -68,7 +68,7 @@ Result tensorrt_call(Function function, nvinfer1::ILogger& logger, Result failur
   return failure;
 }
 
-// The same for a destructor, which has nothing to return and whose work is never skipped.
+// The same for a destructor, which returns nothing and is never skipped.
 void tensorrt_destructor(Function function, nvinfer1::ILogger& logger) noexcept;
 
 // A name that a program passed, for messages.

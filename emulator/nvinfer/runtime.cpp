@@ -18,7 +18,7 @@ namespace emulated_board::nvinfer {
 
 namespace {
 
-// Device memory that an engine takes beside its serialized form.
+// Device memory used by an engine in addition to the size of its serialized form.
 constexpr std::size_t kEngineMemory = std::size_t{1} << 20;
 
 class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime {
@@ -49,7 +49,9 @@ class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime
  private:
   nvinfer1::ICudaEngine* deserialize(const char* blob, std::size_t size) const {
     check_driver();
-    if (blob == nullptr) throw ApiUsageError("the engine's address is null");
+    if (blob == nullptr) {
+      throw ApiUsageError("the engine's address is null");
+    }
     auto parsed = parse_engine_description({blob, size});
     if (const auto* error = std::get_if<DescriptionError>(&parsed)) {
       throw Failure(kSerializationError, "the engine was not understood: " + error->message);
@@ -64,7 +66,7 @@ class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime
   CountedObject counted_{ObjectKind::kRuntime};
 };
 
-// Takes the complaint of a program that gives no logger.
+// Used when the program passes no logger.
 class StandardErrorLogger final : public nvinfer1::ILogger {
  public:
   void log(Severity /*severity*/, char const* message) noexcept override {
@@ -72,11 +74,11 @@ class StandardErrorLogger final : public nvinfer1::ILogger {
   }
 };
 
-// The inline createInferRuntime() passes its headers' version as one number.
+// The inline createInferRuntime() passes the version of its header as one number.
 constexpr std::int32_t major_version(std::int32_t version) { return version / 10000; }
 
-// What there is in place of a runtime when none could be made: TensorRT's own function casts the null pointer
-// of one class to another without looking at it.
+// Returned instead of a runtime when none can be created. The real function adds the offset of a base class
+// to a null pointer.
 void* const kNoRuntime = reinterpret_cast<void*>(0x228);  // NOLINT
 
 }  // namespace
@@ -91,13 +93,15 @@ extern "C" void* createInferRuntime_INTERNAL(void* logger, std::int32_t version)
       *(logger != nullptr ? static_cast<nvinfer1::ILogger*>(logger) : &standard_error);
   const auto describe = [&] { return "version " + std::to_string(version); };
   return tensorrt_call(Function::kCreateInferRuntime, program_logger, kNoRuntime, describe, [&]() -> void* {
-    if (logger == nullptr) throw ApiUsageError("the logger is null");
+    if (logger == nullptr) {
+      throw ApiUsageError("the logger is null");
+    }
     if (major_version(version) != NV_TENSORRT_MAJOR) {
       throw ApiUsageError("the program was built for version " + std::to_string(version) +
                           "; this is TensorRT " + std::to_string(NV_TENSORRT_MAJOR));
     }
     check_driver();
-    // As the pointer to which createInferRuntime() casts it back.
+    // The type to which createInferRuntime() casts the result.
     return static_cast<nvinfer1::IRuntime*>(std::make_unique<Runtime>(program_logger).release());
   });
 }

@@ -28,13 +28,17 @@ constexpr std::array kTypes{
 std::optional<DataType> data_type_named(std::string_view name) {
   const auto found = std::find_if(kTypes.begin(), kTypes.end(),
                                   [name](const TypeFacts& facts) { return facts.name == name; });
-  if (found == kTypes.end()) return std::nullopt;
+  if (found == kTypes.end()) {
+    return std::nullopt;
+  }
   return found->type;
 }
 
 std::string data_type_names() {
   std::string names;
-  for (const TypeFacts& facts : kTypes) names.append(names.empty() ? "" : ", ").append(facts.name);
+  for (const TypeFacts& facts : kTypes) {
+    names.append(names.empty() ? "" : ", ").append(facts.name);
+  }
   return names;
 }
 
@@ -54,17 +58,21 @@ nvinfer1::Dims no_shape() {
 
 bool is_concrete(const nvinfer1::Dims& shape) {
   return shape.nbDims >= 0 &&
-         std::all_of(shape.d, shape.d + shape.nbDims, [](auto extent) { return extent >= 0; });
+         std::all_of(shape.d, shape.d + shape.nbDims, [](auto dimension) { return dimension >= 0; });
 }
 
 std::optional<std::size_t> element_count(const nvinfer1::Dims& shape) {
   std::size_t count = 1;
   bool fits = true;
   for (int i = 0; i < shape.nbDims; ++i) {
-    if (shape.d[i] == 0) return 0;
+    if (shape.d[i] == 0) {
+      return 0;
+    }
     fits = fits && !__builtin_mul_overflow(count, static_cast<std::size_t>(shape.d[i]), &count);
   }
-  if (!fits) return std::nullopt;
+  if (!fits) {
+    return std::nullopt;
+  }
   return count;
 }
 

@@ -22,7 +22,7 @@ std::string to_text(const nvinfer1::Dims& shape);
 // A shape that is none: what queries about unknown tensors answer.
 nvinfer1::Dims no_shape();
 
-// No extent is negative.
+// No dimension is negative.
 bool is_concrete(const nvinfer1::Dims& shape);
 
 // The number of elements and bytes of a concrete shape; nothing when it does not fit a size_t.

@@ -17,7 +17,9 @@ TEST(EmulatedCamera, PrintsOneLinePerMessageToStandardError) {
   log(OB_LOG_SEVERITY_WARN, "a message");
   log(OB_LOG_SEVERITY_OFF, "not printed");
   std::string printed = testing::internal::GetCapturedStderr();
-  for (char& character : printed) character = character >= '0' && character <= '9' ? '9' : character;
+  for (char& character : printed) {
+    character = character >= '0' && character <= '9' ? '9' : character;
+  }
   EXPECT_EQ(printed, "[99/99 99:99:99.999999][WARNING][Module][function:99] a message\n");
 }
 

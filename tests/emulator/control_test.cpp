@@ -22,7 +22,9 @@ class EmulatedControl : public ::testing::Test {
 
 std::vector<int> statuses_of_synchronisations(std::size_t count) {
   std::vector<int> statuses(count);
-  for (int& status : statuses) status = cudaStreamSynchronize(nullptr);
+  for (int& status : statuses) {
+    status = cudaStreamSynchronize(nullptr);
+  }
   return statuses;
 }
 

@@ -305,6 +305,8 @@ TEST(EmulatedCuda, BadArgumentsAreRefusedWhenTheyAreGiven) {
       {"copy past the end", copy(device, host, 101, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
       {"copy from inside past the end", copy(host, device + 1, 100, cudaMemcpyDeviceToHost),
        cudaErrorInvalidValue},
+      {"copy from behind the end", copy(host, device + 101, 1, cudaMemcpyDeviceToHost),
+       cudaErrorInvalidValue},
       {"copy to freed memory", copy(freed, host, 1, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
       {"upload to the host", copy(host + 100, host, 1, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
       {"download to the device", copy(device, device, 1, cudaMemcpyDeviceToHost), cudaErrorInvalidValue},
@@ -333,7 +335,9 @@ TEST(EmulatedCuda, BadArgumentsAreRefusedWhenTheyAreGiven) {
       {"record on a destroyed stream", cudaEventRecord(event, stale_stream), cudaErrorInvalidResourceHandle},
       {"time to nowhere", cudaEventElapsedTime(nullptr, event, event), cudaErrorInvalidValue},
   };
-  for (const auto& each : cases) EXPECT_EQ(each.status, each.expected) << each.name;
+  for (const auto& each : cases) {
+    EXPECT_EQ(each.status, each.expected) << each.name;
+  }
   EXPECT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
 }
 

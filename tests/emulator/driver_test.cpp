@@ -62,7 +62,9 @@ TEST(EmulatedDriver, WithoutOneEveryFunctionSaysSoAndNothingIsCreated) {
 // The exit status of a forked process that runs `body`.
 int status_in_child(const std::function<int()>& body) {
   const pid_t child = fork();
-  if (child == 0) _exit(body());
+  if (child == 0) {
+    _exit(body());
+  }
   int status = 0;
   waitpid(child, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -72,10 +74,18 @@ TEST_F(EmulatedTensorRT, AForkedProcessCanUseNeitherCudaNorTensorRT) {
   load(std::string(kEngine));
   prepare(2, 2);
   EXPECT_EQ(status_in_child([&] {
-              if (all_statuses() != std::vector(12, cudaErrorInitializationError)) return 1;
-              if (context->enqueueV3(stream)) return 2;
-              if (logger.last.find("Cuda Runtime (initialization error)") == std::string::npos) return 3;
-              if (runtime_address(logger) != 0x228U) return 4;
+              if (all_statuses() != std::vector(12, cudaErrorInitializationError)) {
+                return 1;
+              }
+              if (context->enqueueV3(stream)) {
+                return 2;
+              }
+              if (logger.last.find("Cuda Runtime (initialization error)") == std::string::npos) {
+                return 3;
+              }
+              if (runtime_address(logger) != 0x228U) {
+                return 4;
+              }
               context.reset();
               engine.reset();
               runtime.reset();

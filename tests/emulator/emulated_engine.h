@@ -71,12 +71,16 @@ class Logger final : public nvinfer1::ILogger {
 
 inline nvinfer1::Dims dims(std::initializer_list<std::int64_t> extents) {
   nvinfer1::Dims shape{};
-  for (const std::int64_t extent : extents) shape.d[shape.nbDims++] = extent;
+  for (const std::int64_t extent : extents) {
+    shape.d[shape.nbDims++] = extent;
+  }
   return shape;
 }
 
 inline std::vector<std::int64_t> extents(const nvinfer1::Dims& shape) {
-  if (shape.nbDims < 0) return {-999};
+  if (shape.nbDims < 0) {
+    return {-999};
+  }
   return {shape.d, shape.d + shape.nbDims};
 }
 using Extents = std::vector<std::int64_t>;
@@ -95,7 +99,9 @@ class EmulatedTensorRT : public ::testing::Test {
     context.reset();
     engine.reset();
     runtime.reset();
-    for (void* allocation : allocations) EXPECT_EQ(cudaFree(allocation), cudaSuccess);
+    for (void* allocation : allocations) {
+      EXPECT_EQ(cudaFree(allocation), cudaSuccess);
+    }
     EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
     EXPECT_EQ(emulated_board::live_objects(), emulated_board::LiveObjects{});
   }
@@ -114,8 +120,9 @@ class EmulatedTensorRT : public ::testing::Test {
     for (int i = 0; i < engine->getNbIOTensors(); ++i) {
       const char* name = engine->getIOTensorName(i);
       std::size_t size = engine->getTensorDataType(name) == nvinfer1::DataType::kFLOAT ? 4 : 1;
-      for (const std::int64_t extent : extents(context->getTensorShape(name)))
+      for (const std::int64_t extent : extents(context->getTensorShape(name))) {
         size *= static_cast<std::size_t>(extent);
+      }
       tensors[name] = {allocate(size), size};
       ASSERT_TRUE(context->setTensorAddress(name, tensors[name].first));
     }

@@ -236,6 +236,7 @@ TEST(GuidedFilter, EvaluatesItsFormulas) {
       {"StepWithShadow", 21, 40, with_radius(5), noisy_step},
       {"SinglePixelFillsItsReach", 16, 18, with_radius(3, 0), single_pixel},
       {"EveryHoleTooLarge", 16, 18, with_radius(3, 100), half_holes},
+      {"ExactlyEnoughToFill", 1, 2, with_radius(1, 50), [](int, int x) { return 1000.0 * x; }},
       {"OtherParameters", 24, 25, unusual_parameters(), half_holes},
   };
   for (const auto& example : kCases) {

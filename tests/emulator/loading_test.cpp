@@ -38,7 +38,9 @@ TEST(EmulatedLibraries, GiveBackTheirAddressSpaceWhenTheyAreUnloaded) {
     dlclose(cudart);
     dlclose(nvinfer);
     EXPECT_EQ(dlopen(CUDART, RTLD_NOW | RTLD_NOLOAD), nullptr) << "still loaded";
-    if (round == 0) once = address_space();
+    if (round == 0) {
+      once = address_space();
+    }
   }
   EXPECT_LT(address_space() - once, (1L << 30) / sysconf(_SC_PAGESIZE));
 }

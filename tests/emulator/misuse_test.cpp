@@ -149,7 +149,9 @@ TEST_F(EmulatedTensorRTMisuse, AContextBelongsToOneThreadAtATime) {
   std::atomic<bool> noticed{false};
   const auto use = [&] {
     while (!noticed) {
-      if (!context->setTensorAddress("rgb", tensors["rgb"].first)) noticed = true;
+      if (!context->setTensorAddress("rgb", tensors["rgb"].first)) {
+        noticed = true;
+      }
     }
   };
   std::thread second(use);

@@ -193,9 +193,12 @@ TEST_F(EmulatedTensorRT, TheReferenceNetworkIsTheGuidedFilter) {
   constexpr std::size_t kPixels = 6 * std::size_t{8};
   std::vector<std::uint8_t> rgb(3 * kPixels);
   std::vector<float> depth(kPixels);
-  for (std::size_t i = 0; i < rgb.size(); ++i) rgb[i] = static_cast<std::uint8_t>(i * 37);
-  for (std::size_t i = 0; i < depth.size(); ++i)
+  for (std::size_t i = 0; i < rgb.size(); ++i) {
+    rgb[i] = static_cast<std::uint8_t>(i * 37);
+  }
+  for (std::size_t i = 0; i < depth.size(); ++i) {
     depth[i] = i % 5 == 0 ? 0.0F : 900.0F + static_cast<float>(i * 13 % 50);
+  }
   emulated_board::nvinfer::GuidedFilterParameters parameters;
   parameters.radius = 2;
   parameters.epsilon = 0.05;

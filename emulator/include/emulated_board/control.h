@@ -1,5 +1,5 @@
-// Control of the emulated board: produce its failures at will and see what a program did to it. Without any
-// call from here the board just works.
+// Control of the emulated board: make its functions fail, and see what a program did to it. Unless the
+// program calls something from here, the board just works.
 //
 // Functions are named as the board's callers write them: "cudaMalloc", "createInferRuntime",
 // "IRuntime::deserializeCudaEngine", "ICudaEngine::getNbIOTensors", "IExecutionContext::enqueueV3",
@@ -15,37 +15,38 @@
 
 namespace emulated_board {
 
-// What a failing call reports when the plan does not say: the function's own usual error.
+// Stands for the usual error of a function.
 inline constexpr int kDefaultStatus = -1;
 
 // Fails the `nth` call (from 1, counted from now on, over all threads) of `function`, once. `status` is the
-// cudaError that a CUDA function then returns. The others fail in their only way: a null object or text,
-// false, a shape with nbDims -1, a count of 0, TensorIOMode::kNONE, a DataType that there is not (-1). Like
-// real failures, those of TensorRT are told to the logger.
+// cudaError that a CUDA function then returns. The others have only one way to fail: a null object or text,
+// false, a shape with nbDims -1, a count of 0, TensorIOMode::kNONE, an invalid DataType (-1);
+// createInferRuntime, an address in the first page. Like real failures, those of TensorRT are reported to the
+// logger.
 //
-// A function that releases or waits does so all the same and then reports the failure, as CUDA reports the
-// asynchronous errors of earlier work. One that creates may leave anything in the place for the new object,
-// and does. Of any other nothing happens but the failure.
+// A function that releases or waits still does so and then returns the failure, as CUDA returns asynchronous
+// errors of earlier work. A function that creates an object leaves a wild value in its place. Any other does
+// nothing.
 //
 // Throws std::invalid_argument for a name that is not in all_functions(), for an `nth` below 1, for status 0,
-// which is no failure, and for any status when the function returns no cudaError.
+// which is not a failure, and for any status if the function does not return a cudaError.
 void fail_call(std::string_view function, int nth, int status = kDefaultStatus);
 
-// The same for the `nth` call and every later one.
+// The same for the `nth` call and all later ones.
 void fail_calls_from(std::string_view function, int nth, int status = kDefaultStatus);
 
 // Takes the CUDA driver away, or puts it back. Without it, as on a machine that has no GPU, every function of
 // CUDA but cudaGetErrorString does nothing and returns cudaErrorInsufficientDriver (35), and TensorRT creates
-// nothing and runs nothing. To be called before anything is created: without a driver nothing is released
+// nothing and runs nothing. Call it before anything is created: without a driver nothing can be released
 // either.
 void install_driver(bool there_is_one);
 
 // Puts the driver back and forgets all planned failures, what was recorded and the call counts; recording and
-// capturing stay on or off. Live objects stay; when no stream, or no event, is alive and nothing is queued,
-// the next one is number 1 again.
+// capturing stay on or off. Live objects stay. Streams and events are numbered from 1 again, each if none is
+// alive and nothing is queued.
 void reset();
 
-// How often a planned failure was produced since reset().
+// How many planned failures have happened since reset().
 int failures_produced();
 
 // Calls of `function` since reset(). Throws std::invalid_argument for a name that is not in all_functions().
@@ -62,7 +63,7 @@ struct Call {
   std::string arguments;
 };
 
-// Starts or stops recording the order of calls (off at first); and what was recorded since reset().
+// Turns recording of calls on or off (initially off), and returns the calls recorded since reset().
 void record_calls(bool on);
 std::vector<Call> recorded_calls();
 
@@ -75,19 +76,18 @@ struct LiveObjects {
   int runtimes = 0;
   int engines = 0;
   int contexts = 0;
-  int camera_errors = 0;  // error objects that the camera SDK handed out and did not get back
+  int camera_errors = 0;  // error objects of the camera SDK that the program has not released
   bool operator==(const LiveObjects& other) const;
 };
 LiveObjects live_objects();
 
-// Bytes of device memory that are left. TensorRT takes some as well: an engine 1 MiB and as much as its
-// serialized form, an execution context 8 MiB.
+// Bytes of free device memory. TensorRT uses some, too: an engine 1 MiB and the size of its serialized form,
+// an execution context 8 MiB.
 std::size_t free_device_memory();
 
-// Releases since reset() of what was not there: cudaFree, cudaStreamDestroy, cudaEventDestroy and
-// ob_delete_error with a value that was released before or never handed out. Null is nothing to release for
-// cudaFree and ob_delete_error, and invalid for the other two. The calls themselves only fail, which those
-// who release rarely look at: a test's tear-down can require 0 here.
+// Calls since reset() of cudaFree, cudaStreamDestroy, cudaEventDestroy and ob_delete_error with a value that
+// was released before or is not theirs. Null is valid for cudaFree and ob_delete_error, and invalid for the
+// other two. Programs rarely check the status of a release; a test can require 0 here at its end.
 int invalid_releases();
 
 // One line of the camera SDK's log.
@@ -110,7 +110,7 @@ std::vector<LogLine> captured_log();
 void send_tensorrt_message(int severity, const char* message);
 
 // True while the calling thread runs code of the board, so that a test that counts or fails a program's
-// memory allocations can leave the board's own alone.
+// memory allocations can leave those of the board out.
 bool inside() noexcept;
 
 }  // namespace emulated_board

@@ -10,7 +10,7 @@
 namespace emulated_board::nvinfer {
 namespace {
 
-// Keeps a pixel defined whose windows all fit badly.
+// So that a pixel whose windows all fit badly is still defined.
 constexpr double kLeastFit = 1e-4;
 
 double square(double value) { return value * value; }
@@ -30,9 +30,9 @@ Plane luminance(const std::uint8_t* rgb, ColorLayout layout, std::size_t size) {
   return result;
 }
 
-// What the window around each pixel says.
+// The fit of the window around each pixel.
 struct WindowFits {
-  Plane share;       // of valid pixels: n / A
+  Plane valid;       // the fraction of valid pixels: n / A
   Plane fillable;    // 1 or 0
   Plane mean_depth;  // 0 without a valid pixel
   Plane slope;       // a
@@ -45,7 +45,9 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
   const std::size_t size = window.size();
   Plane count(size), i(size), d(size), ii(size), id(size), dd(size);
   for (std::size_t p = 0; p < size; ++p) {
-    if (!is_valid(depth[p])) continue;
+    if (!is_valid(depth[p])) {
+      continue;
+    }
     count[p] = 1.0;
     i[p] = guide[p];
     d[p] = static_cast<double>(depth[p]);
@@ -63,8 +65,10 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
   for (std::size_t p = 0; p < size; ++p) {
     const double n = count[p];
     fits.fillable[p] = n > 0.0 && 100.0 * n >= parameters.fill_percent * area[p] ? 1.0 : 0.0;
-    fits.share[p] = n / area[p];
-    if (n == 0.0) continue;
+    fits.valid[p] = n / area[p];
+    if (n == 0.0) {
+      continue;
+    }
     const double mean_i = i[p] / n;
     const double mean_d = d[p] / n;
     const double var_i = std::max(ii[p] / n - mean_i * mean_i, 0.0);
@@ -84,12 +88,12 @@ WindowFits fit_windows(const GuidedFilterParameters& parameters, const Plane& gu
 Plane fit_weights(const WindowFits& fits) {
   Plane weight(fits.fit.size());
   for (std::size_t p = 0; p < weight.size(); ++p) {
-    weight[p] = fits.share[p] * (square(square(fits.fit[p])) + kLeastFit);
+    weight[p] = fits.valid[p] * (square(square(fits.fit[p])) + kLeastFit);
   }
   return weight;
 }
 
-// The weight of each window for holes: `weight`, lowered where a farther surface is near.
+// The weight of each window for holes: `weight`, reduced where there is a farther surface nearby.
 Plane far_weights(const GuidedFilterParameters& parameters, const WindowFits& fits, Plane weight, int height,
                   int width) {
   Plane farthest(weight.size());
@@ -99,7 +103,7 @@ Plane far_weights(const GuidedFilterParameters& parameters, const WindowFits& fi
   SlidingWindow(height, width, 2 * std::int64_t{parameters.radius}).maximum(farthest, farthest);
   for (std::size_t p = 0; p < weight.size(); ++p) {
     const double nearer = std::max(farthest[p] - fits.mean_depth[p], 0.0);
-    // The 1 only matters where no window is fillable: nothing is nearer there than 0.
+    // The 1 only avoids 0 / 0 where no window is fillable.
     const double x = nearer / (parameters.surface_tolerance * std::max(farthest[p], 1.0));
     weight[p] /= 1.0 + square(square(x));
   }
@@ -120,12 +124,14 @@ class WeightedMean {
     }
     window_.sum(result, result);
     for (std::size_t p = 0; p < result.size(); ++p) {
-      if (total_weight_[p] > 0.0) result[p] /= total_weight_[p];
+      if (total_weight_[p] > 0.0) {
+        result[p] /= total_weight_[p];
+      }
     }
     return result;
   }
 
-  // The mean of what the windows' lines say at each pixel.
+  // The mean, at each pixel, of the values of the windows' lines.
   Plane of_lines(const WindowFits& fits, const Plane& guide) {
     Plane result = of(fits.slope);
     const Plane offset = of(fits.offset);
@@ -168,7 +174,9 @@ void guided_filter(const GuidedFilterParameters& parameters, const std::uint8_t*
       result = filled[p] + 0.5;
     }
     refined[p] = static_cast<float>(result);
-    if (confidence != nullptr) confidence[p] = static_cast<float>(trust * fits.share[p] * mean_fit[p]);
+    if (confidence != nullptr) {
+      confidence[p] = static_cast<float>(trust * fits.valid[p] * mean_fit[p]);
+    }
   }
 }
 

@@ -28,7 +28,7 @@
 //     fillable, and so is the window around it, when n > 0 and n >= fill_percent / 100 A. What is neither
 //     valid nor fillable gets 0.
 //
-//  4. A valid pixel moves from d towards the filter's value q by the share
+//  4. A valid pixel moves from d towards the filter's value q by the fraction
 //
 //         m = 1 / (1 + (q - d)^2 / ((move_tolerance d)^2 + 1)):
 //
@@ -46,29 +46,29 @@
 
 namespace emulated_board::nvinfer {
 
-// The parameters of an engine description, by the same names.
+// Named like the parameters in an engine description.
 struct GuidedFilterParameters {
   // Half the window's side in pixels, its middle not counted; >= 0.
   int radius = 8;
   // Variance of the luminance (white is 1) below which the colour's detail is no guide; > 0.
   double epsilon = 0.01;
-  // Residual, as a share of the depth, of a window that is half trusted; >= 0.
+  // Residual, as a fraction of the depth, of a window that is half trusted; >= 0.
   double fit_tolerance = 0.02;
-  // Change, as a share of the depth, of which a valid pixel makes half; >= 0.
+  // Change, as a fraction of the depth, of which a valid pixel makes half; >= 0.
   double move_tolerance = 0.02;
-  // Difference, as a share of the depth, from which on two surfaces are told apart; > 0.
+  // Difference, as a fraction of the depth, from which on two surfaces are told apart; > 0.
   double surface_tolerance = 0.04;
   // Valid pixels in percent that the window around a hole needs for it to be filled; 0 to 100.
   int fill_percent = 10;
 };
 
-// Where the three colour values of a pixel are: in three planes, or next to each other.
+// Whether the three colour values of a pixel are in three planes or next to each other.
 enum class ColorLayout { kPlanar, kInterleaved };
 
 // Filters one image.
 //
 // rgb         height * width * 3 values, red first
-// depth       height * width values in 0..65535, row by row; not valid where they are not greater than 0
+// depth       height * width values in 0..65535, row by row; valid where they are greater than 0
 // refined     receives height * width values
 // confidence  receives height * width values in 0..1, or null
 //

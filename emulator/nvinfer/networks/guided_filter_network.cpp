@@ -26,7 +26,7 @@ class GuidedFilter final : public Network {
     parameters_.fill_percent = parameters.take_integer("fill_percent", parameters_.fill_percent, 0, 100);
   }
 
-  // Refines the first image of a batch; what the outputs hold beyond it becomes 0.
+  // Refines the first image of a batch; the rest of each output becomes 0.
   cudaError_t run(const std::vector<BoundTensor>& tensors) const override {
     const BoundTensor* rgb = find_input(tensors, "rgb", DataType::kUINT8);
     const BoundTensor* depth = find_input(tensors, "dep", DataType::kFLOAT);
@@ -36,20 +36,25 @@ class GuidedFilter final : public Network {
     const auto height = static_cast<int>(depth->shape.d[depth->shape.nbDims - 2]);
     const auto width = static_cast<int>(depth->shape.d[depth->shape.nbDims - 1]);
     const std::size_t pixels = static_cast<std::size_t>(height) * static_cast<std::size_t>(width);
-    if (rgb->elements / 3 < pixels) return cudaErrorInvalidValue;
+    if (rgb->elements / 3 < pixels) {
+      return cudaErrorInvalidValue;
+    }
     const ColorLayout layout = rgb->shape.nbDims == 3 ? ColorLayout::kInterleaved : ColorLayout::kPlanar;
 
     Result refined;
     Result confidence;
     fill_outputs(tensors, [&](const BoundTensor& output, float* values) {
-      if (output.name == "pred")
+      if (output.name == "pred") {
         refined.bind(output, values, pixels);
-      else if (output.name == "confidence_output")
+      } else if (output.name == "confidence_output") {
         confidence.bind(output, values, pixels);
-      else
+      } else {
         std::fill_n(values, output.elements, 0.0F);
+      }
     });
-    if (refined.values == nullptr) refined.use_spare(pixels);
+    if (refined.values == nullptr) {
+      refined.use_spare(pixels);
+    }
     guided_filter(parameters_, elements_of<std::uint8_t>(*rgb), layout, elements_of<float>(*depth), height,
                   width, refined.values, confidence.values);
     refined.finish();
@@ -58,8 +63,8 @@ class GuidedFilter final : public Network {
   }
 
  private:
-  // Where one result of the filter goes: into the output tensor, or by way of a spare plane if that has
-  // another size.
+  // The destination of one result of the filter: the output tensor itself, or a spare plane if the tensor has
+  // a different size.
   struct Result {
     float* values = nullptr;
     std::vector<float> spare;
@@ -69,17 +74,20 @@ class GuidedFilter final : public Network {
     void bind(const BoundTensor& tensor, float* tensor_values, std::size_t pixels) {
       output = values = tensor_values;
       elements = tensor.elements;
-      if (elements < pixels)
+      if (elements < pixels) {
         use_spare(pixels);
-      else
+      } else {
         std::fill(output + pixels, output + elements, 0.0F);
+      }
     }
     void use_spare(std::size_t pixels) {
       spare.resize(pixels);
       values = spare.data();
     }
     void finish() const {
-      if (!spare.empty()) std::copy_n(spare.begin(), elements, output);
+      if (!spare.empty()) {
+        std::copy_n(spare.begin(), elements, output);
+      }
     }
   };
 

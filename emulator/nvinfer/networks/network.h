@@ -25,8 +25,9 @@ class Network {
  public:
   virtual ~Network() = default;
 
-  // Runs on any thread, and on several at a time. Must cope with tensors of any number, name, type and shape:
-  // descriptions of unfit engines exist. Anything but cudaSuccess surfaces at the next synchronise.
+  // Called on any thread, also on several at once. Must accept tensors of any number, name, type and shape,
+  // because unsuitable engines can be described. Any status but cudaSuccess is returned by the next
+  // synchronise.
   virtual cudaError_t run(const std::vector<BoundTensor>& tensors) const = 0;
 };
 
@@ -34,7 +35,7 @@ class Network {
 const BoundTensor* find_input(const std::vector<BoundTensor>& tensors, std::string_view name,
                               nvinfer1::DataType type);
 
-// The elements of a tensor whose type has been looked at.
+// The elements of a tensor whose type is known.
 template <typename Element>
 Element* elements_of(const BoundTensor& tensor) {
   return reinterpret_cast<Element*>(tensor.data);
@@ -44,11 +45,15 @@ Element* elements_of(const BoundTensor& tensor) {
 template <typename Fill>
 void fill_outputs(const std::vector<BoundTensor>& tensors, const Fill& fill) {
   for (const BoundTensor& tensor : tensors) {
-    if (!tensor.output) continue;
+    if (!tensor.output) {
+      continue;
+    }
     if (tensor.type == nvinfer1::DataType::kFLOAT) {
       fill(tensor, elements_of<float>(tensor));
     } else {
-      for (std::size_t i = 0; i < tensor.bytes; ++i) tensor.data[i] = std::byte{0};
+      for (std::size_t i = 0; i < tensor.bytes; ++i) {
+        tensor.data[i] = std::byte{0};
+      }
     }
   }
 }

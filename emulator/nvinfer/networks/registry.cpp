@@ -28,7 +28,9 @@ constexpr std::array kNetworks{
 
 double Parameters::take(std::string_view name, double fallback) {
   const auto found = values_.find(name);
-  if (found == values_.end()) return fallback;
+  if (found == values_.end()) {
+    return fallback;
+  }
   const double value = found->second;
   values_.erase(found);
   return value;
@@ -36,7 +38,9 @@ double Parameters::take(std::string_view name, double fallback) {
 
 double Parameters::take(std::string_view name, double fallback, double least, double most) {
   const double value = take(name, fallback);
-  if (value >= least && value <= most) return value;
+  if (value >= least && value <= most) {
+    return value;
+  }
   std::ostringstream text;
   text << "parameter \"" << name << "\" is " << value << "; it must be from " << least << " to " << most;
   throw NetworkError(text.str());
@@ -53,12 +57,16 @@ float Parameters::take_float(std::string_view name, float fallback) {
 
 int Parameters::take_integer(std::string_view name, int fallback, int least, int most) {
   const double value = take(name, fallback, least, most);
-  if (value == std::floor(value)) return static_cast<int>(value);
+  if (value == std::floor(value)) {
+    return static_cast<int>(value);
+  }
   throw NetworkError("parameter \"" + std::string(name) + "\" must be a whole number");
 }
 
 void Parameters::expect_none_left(std::string_view network) const {
-  if (values_.empty()) return;
+  if (values_.empty()) {
+    return;
+  }
   throw NetworkError("network \"" + std::string(network) + "\" has no parameter \"" + values_.begin()->first +
                      "\"");
 }
@@ -79,7 +87,9 @@ std::unique_ptr<const Network> make_network(std::string_view name, Parameters pa
 const BoundTensor* find_input(const std::vector<BoundTensor>& tensors, std::string_view name,
                               nvinfer1::DataType type) {
   for (const BoundTensor& tensor : tensors) {
-    if (!tensor.output && tensor.name == name && tensor.type == type) return &tensor;
+    if (!tensor.output && tensor.name == name && tensor.type == type) {
+      return &tensor;
+    }
   }
   return nullptr;
 }

@@ -13,25 +13,25 @@
 
 namespace emulated_board::nvinfer {
 
-// Says in a sentence why a network cannot be made.
+// Its text is a sentence that says why a network cannot be made.
 class NetworkError : public std::invalid_argument {
  public:
   using std::invalid_argument::invalid_argument;
 };
 
-// The parameters of a network. Each is taken once; what is left at the end is unknown to the network.
+// The parameters of a network. The network takes each that it knows; those left are unknown.
 class Parameters {
  public:
   explicit Parameters(std::map<std::string, double, std::less<>> values) : values_(std::move(values)) {}
 
   // Removes and returns a parameter, or returns `fallback`. Throws NetworkError outside of `least` to `most`.
   double take(std::string_view name, double fallback, double least, double most);
-  // Any value that a float holds, also infinities and NaN; throws NetworkError for the others.
+  // Any value that a float can hold, including infinities and NaN. Throws NetworkError for others.
   float take_float(std::string_view name, float fallback);
-  // The same for one that must be a whole number.
+  // The same for integers.
   int take_integer(std::string_view name, int fallback, int least, int most);
 
-  // Throws NetworkError when any is left.
+  // Throws NetworkError if any is left.
   void expect_none_left(std::string_view network) const;
 
  private:
@@ -40,7 +40,7 @@ class Parameters {
   std::map<std::string, double, std::less<>> values_;
 };
 
-// Throws NetworkError for an unknown name and for unknown or unfit parameters.
+// Throws NetworkError for an unknown name and for unknown or invalid parameters.
 std::unique_ptr<const Network> make_network(std::string_view name, Parameters parameters);
 
 // The makers, one per network.

@@ -4,8 +4,8 @@
 // The method is van Herk's (A fast algorithm for local minimum and maximum filters on rectangular and
 // octagonal kernels, Pattern Recognition Letters 1992), for rows and then for columns: a line is cut into
 // blocks as long as the window, so that every window is the end of one block followed by the start of the
-// next. It serves for sums as well, and other than a running sum it never subtracts: a small value beside a
-// large one keeps all its digits.
+// next. It works for sums as well, and unlike a running sum it never subtracts, so that a small value next to
+// a large one keeps its precision.
 #ifndef EMULATED_BOARD_NVINFER_NETWORKS_SLIDING_WINDOW_H
 #define EMULATED_BOARD_NVINFER_NETWORKS_SLIDING_WINDOW_H
 
@@ -69,7 +69,8 @@ class SlidingWindow {
   }
 
   // Reduces windows along a line of `length` elements, each of `depth` neighbouring values: a row of pixels,
-  // or a column of rows. Depth is a type for rows, so that the loops over one value vanish.
+  // or a column of rows. For rows, Depth is a constant, so that the compiler removes the loops over a single
+  // value.
   template <typename Depth, typename Operation>
   void reduce_line(const double* input, double* output, std::size_t length, Depth depth, double identity,
                    Operation operation) {
@@ -78,10 +79,12 @@ class SlidingWindow {
     suffix_.resize(window * depth);
     prefix_.resize(depth);
     double* const prefix = prefix_.data();
-    // Adds an element of the line to `sum`. Block b begins at element b * window - radius; what lies outside
-    // the line changes nothing.
+    // Adds an element of the line to `sum`. Block b begins at element b * window - radius; elements outside
+    // the line are skipped.
     const auto accumulate = [&](double* sum, std::size_t element) {
-      if (element < radius || element - radius >= length) return;
+      if (element < radius || element - radius >= length) {
+        return;
+      }
       const double* const values = input + (element - radius) * depth;
       for (std::size_t i = 0; i < depth; ++i) {
         sum[i] = operation(sum[i], values[i]);
@@ -114,7 +117,7 @@ class SlidingWindow {
   std::size_t height_;
   std::size_t width_;
   std::size_t radius_;
-  Plane rows_;  // the windows' rows are reduced, their columns not yet
+  Plane rows_;  // reduced along rows, not yet along columns
   Plane suffix_;
   Plane prefix_;
 };

@@ -1,4 +1,4 @@
-// Small networks whose results a test can foresee.
+// Small networks with predictable results, for tests.
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -13,8 +13,8 @@ using nvinfer1::DataType;
 
 constexpr std::string_view kConfidence = "confidence_output";
 
-// Every float output is depth * scale + offset, the confidence a constant. Elements beyond the depth image's
-// are computed from depth 0.
+// Every float output is depth * scale + offset, the confidence a constant. Where there is no
+// depth pixel, depth is 0.
 class ScaleOffset final : public Network {
  public:
   explicit ScaleOffset(Parameters& parameters)
@@ -30,7 +30,9 @@ class ScaleOffset final : public Network {
         return;
       }
       const std::size_t given = depth == nullptr ? 0 : std::min(depth->elements, output.elements);
-      for (std::size_t i = 0; i < given; ++i) values[i] = elements_of<float>(*depth)[i] * scale_ + offset_;
+      for (std::size_t i = 0; i < given; ++i) {
+        values[i] = elements_of<float>(*depth)[i] * scale_ + offset_;
+      }
       std::fill(values + given, values + output.elements, offset_);
     });
     return cudaSuccess;
@@ -60,7 +62,7 @@ class Constant final : public Network {
   float confidence_;
 };
 
-// Every float output cycles through the values that a conversion to 16 bits has to get right.
+// Every float output cycles through edge cases of the conversion to 16 bits.
 class SpecialValues final : public Network {
  public:
   cudaError_t run(const std::vector<BoundTensor>& tensors) const override {
@@ -86,13 +88,15 @@ class SpecialValues final : public Network {
                                  Limits::max(),
                                  Limits::lowest()};
     fill_outputs(tensors, [&](const BoundTensor& output, float* values) {
-      for (std::size_t i = 0; i < output.elements; ++i) values[i] = kValues[i % kValues.size()];
+      for (std::size_t i = 0; i < output.elements; ++i) {
+        values[i] = kValues[i % kValues.size()];
+      }
     });
     return cudaSuccess;
   }
 };
 
-// Every float output is R + 2 G + 4 B + depth, so that any wrong, moved or forgotten byte shows. A colour
+// Every float output is R + 2 G + 4 B + depth, so that any wrong, misplaced or missing byte shows. A colour
 // tensor of rank 3 is interleaved (H, W, 3), any other planar. The confidence is B / 255.
 class RgbSum final : public Network {
  public:
@@ -104,7 +108,9 @@ class RgbSum final : public Network {
     const std::size_t pixel_step = interleaved ? 3 : 1;
     const std::size_t channel_step = interleaved ? 1 : pixels;
     const auto channel = [&](std::size_t pixel, std::size_t index) {
-      if (pixel >= pixels) return 0.0F;
+      if (pixel >= pixels) {
+        return 0.0F;
+      }
       return static_cast<float>(elements_of<unsigned char>(*rgb)[pixel * pixel_step + index * channel_step]);
     };
     fill_outputs(tensors, [&](const BoundTensor& output, float* values) {
@@ -127,7 +133,7 @@ class Nothing final : public Network {
   cudaError_t run(const std::vector<BoundTensor>&) const override { return cudaSuccess; }
 };
 
-// Fails while it runs: what a fault inside a real network looks like to the program.
+// Fails while it runs, as a fault inside a real network does.
 class Fail final : public Network {
  public:
   cudaError_t run(const std::vector<BoundTensor>&) const override { return cudaErrorLaunchFailure; }
