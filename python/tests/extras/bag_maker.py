@@ -13,7 +13,7 @@ from PIL import Image
 from rosbags.rosbag1 import Writer as Writer1
 from rosbags.rosbag2 import CompressionFormat, CompressionMode, StoragePlugin
 from rosbags.rosbag2 import Writer as Writer2
-from rosbags.typesys import Stores, get_typestore
+from rosbags.typesys import Stores, get_types_from_msg, get_typestore
 
 FRAME = "camera_color_optical_frame"
 COLOR, DEPTH = "/camera/color/image_raw", "/camera/depth/image_raw"
@@ -39,6 +39,9 @@ class BagMaker:
     def __init__(self, path: pathlib.Path, kind: str, compression: str = "") -> None:
         self.ros2 = kind != "ros1"
         self.store = get_typestore(Stores.LATEST if self.ros2 else Stores.ROS1_NOETIC)
+        if not self.ros2:
+            definition = "geometry_msgs/TransformStamped[] transforms"
+            self.store.register(get_types_from_msg(definition, "tf2_msgs/msg/TFMessage"))
         self.types = self.store.types
         self.writer: Any
         if self.ros2:
@@ -123,8 +126,6 @@ class BagMaker:
             types["geometry_msgs/msg/Vector3"](*translation), types["geometry_msgs/msg/Quaternion"](*rotation)
         )
         stamped = types["geometry_msgs/msg/TransformStamped"](self.header(START, parent), child, transform)
-        if "tf2_msgs/msg/TFMessage" not in types:
-            raise NotImplementedError
         self.write("/tf_static", START, types["tf2_msgs/msg/TFMessage"]([stamped]))
 
     def _image(self, topic: str, header: Any, encoding: str, rows: np.ndarray, form: Form, time: int) -> None:

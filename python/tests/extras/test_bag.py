@@ -229,16 +229,17 @@ def scene(camera: tuple[int, int, float, float, float], offset: tuple[float, flo
     return np.where((abs(x) <= 0.2) & (abs(y) <= 0.15), BOX * 1000, Z * 1000).astype(np.uint16)
 
 
-@pytest.mark.parametrize("turned", [False, True])
+@pytest.mark.parametrize(("kind", "turned"), [("mcap", False), ("ros1", True)])
 def test_depth_is_registered_by_calibration_and_transform(
-    tmp_path: pathlib.Path, make_engine: Callable[..., pathlib.Path], turned: bool
+    tmp_path: pathlib.Path, make_engine: Callable[..., pathlib.Path], kind: str, turned: bool
 ) -> None:
+    source, target = KINDS[kind], KINDS[kind].replace("in", "out")
     depth_camera, color_camera = (64, 48, 50.0, 31.5, 23.5), (128, 96, 110.0, 63.5, 47.5)
     offset = (0.06, -0.02)  # of the colour camera, seen from the depth camera
     depth = scene(depth_camera, (0, 0))
     if turned:  # the depth camera hangs upside down
         depth = depth[::-1, ::-1]
-    with BagMaker(tmp_path / "in", "mcap") as bag:
+    with BagMaker(tmp_path / source, kind) as bag:
         for name, frame, (width, height, focal, cx, cy) in (("depth", "d", depth_camera), ("color", "c", color_camera)):
             bag.info(
                 f"/camera/{name}/camera_info", START, (width, height), [focal, 0, cx, 0, focal, cy, 0, 0, 1], frame
@@ -249,9 +250,9 @@ def test_depth_is_registered_by_calibration_and_transform(
         bag.color(START, np.zeros((96, 128, 3), np.uint8), Form(), frame="c")
         bag.depth(START + 1, depth, Form(), frame="d")
     engine = make_engine()
-    assert run("bag", tmp_path / "in", tmp_path / "refused", "--engine", engine) == 2
-    assert run("bag", tmp_path / "in", tmp_path / "out", "--engine", engine, "--register") == 0
-    after = read_bag(tmp_path / "out")
+    assert run("bag", tmp_path / source, tmp_path / target, "--engine", engine) == 2
+    assert run("bag", tmp_path / source, tmp_path / target, "--engine", engine, "--register") == 0
+    after = read_bag(tmp_path / target)
     (_, _, refined), (_, info, _) = after[f"{DEPTH}/refined"][0], after[f"{DEPTH}/camera_info"][0]
     assert (refined.header.frame_id, refined.width, refined.height) == ("c", 128, 96)
     assert info == after["/camera/color/camera_info"][0][1]
