@@ -48,7 +48,7 @@ def loss(parts, truth):
     error = (value - target).abs()
     bounded = softened(error)
     terms = {"hidden": mean_where(bounded, 1 - visible), "visible": 3 * mean_where(bounded, visible),
-             "edges": 3 * edges(value, target), "slopes": 20 * slopes(parts["slope"], target)}
+             "edges": 3 * edges(value, target), "slopes": 20 * slopes(parts["slopes"][1], target)}
     coarse, coarse_target = 0, target
     for level in parts["values"][1:]:
         coarse_target = halved(coarse_target)

@@ -80,9 +80,11 @@ def test_rendered_depth_is_that_of_plate_and_wall(bank):
 
 def test_a_lamp_throws_shadows(bank):
     scene, _ = plate_before_wall(bank)
-    points = np.float32([[0, 0, FAR], [2, 0, FAR]])
-    normals = np.float32([[0, 0, -1]] * 2)
-    assert list(render.visible_from(scene, points, normals, np.float32([0, 0, 0]))) == [False, True]
+    points = np.float32([[0, 0, FAR], [2, 0, FAR], [0, 0, 0.5]])
+    normals = np.float32([[0, 0, -1], [0, 0, -1], [0, 0, 1]])
+    assert list(render.visible_from(scene, points, normals, np.float32([0, 0, 0]))) == [False, True, True]
+    beyond = np.float32([0, 0, NEAR - 0.2])  # the plate lies behind this lamp
+    assert render.visible_from(scene, points[2:], normals[2:], beyond).all()
 
 
 @pytest.mark.parametrize("baseline", [0.08, -0.08])

@@ -126,6 +126,25 @@ def test_planes_are_continued_exactly_whatever_the_weights():
     np.testing.assert_allclose(finer, expected, atol=1e-5)
 
 
+def test_sharpening_ends_the_ramp_between_two_surfaces_and_leaves_planes_and_measured_pixels():
+    columns = torch.arange(40.0).expand(1, 1, 12, 40)
+    ramp = 0.3 * torch.clamp((columns - 17) / 6, 0, 1)
+    level, hidden = torch.zeros(1, 2, 12, 40), torch.zeros(1, 1, 12, 40)
+
+    def hanging(value):
+        return int(((value[0, 0, 6] > 0.06) & (value[0, 0, 6] < 0.24)).sum())
+
+    result = ramp
+    for _ in range(network.SHARPENINGS):
+        result = network.sharpened(result, hidden, level)
+    assert hanging(ramp) == 3 and hanging(result) <= 1
+    assert (result - ramp).abs().max() < 0.15 and torch.equal(result[..., :15], ramp[..., :15])
+    assert torch.equal(network.sharpened(ramp, hidden + 1, level), ramp)
+    plane, slope = 0.03 * columns, level + torch.tensor([0.03, 0]).view(1, 2, 1, 1)
+    assert torch.equal(network.sharpened(plane, hidden, slope), plane)
+    assert not torch.equal(network.sharpened(plane, hidden, level), plane)
+
+
 def test_depth_spreads_along_colour_before_any_training(refiner):
     """A hole over the border of two surfaces that differ in colour: each side gets its own depth."""
     color = torch.full((1, 3, 64, 64), 60, dtype=torch.uint8)
@@ -159,12 +178,12 @@ def test_loss_is_least_at_the_truth_and_confidence_follows_the_error():
     mask = (torch.arange(32) % 2).float().expand(1, 1, 32, 32)
     slope = torch.full((1, 2, 16, 16), 0.0)
     slope[:, 0] = 0.3 / 31
-    parts = {"values": [target, network.halved(target)], "slope": slope, "confidence": torch.full_like(target, 9.0),
+    parts = {"values": [target, network.halved(target)], "slopes": [None, slope], "confidence": torch.full_like(target, 9.0),
              "mask": mask, "mean": torch.tensor(1000.0), "x": target * mask}
     truth = 1000 * torch.exp(target)
     least, terms = loss.loss(parts, truth)
     assert float(least) < 0.001, terms
-    for name, change in {"values": [target + 0.01, network.halved(target)], "slope": slope + 0.001,
+    for name, change in {"values": [target + 0.01, network.halved(target)], "slopes": [None, slope + 0.001],
                          "confidence": -parts["confidence"]}.items():
         assert float(loss.loss({**parts, name: change}, truth)[0]) > float(least) + 0.001, name
     assert loss.trustworthiness(torch.tensor([0.001, 0.03, 0.07, 1])).tolist() == pytest.approx([1, 0.6, 0.4, 0])
