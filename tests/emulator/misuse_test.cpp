@@ -39,6 +39,7 @@ class EmulatedTensorRTMisuse : public EmulatedTensorRT {
 };
 
 TEST_F(EmulatedTensorRTMisuse, AddressesAreAlignedAndOutputsHaveMemoryOfTheirOwn) {
+  prepare(8, 8);  // outputs of 256 bytes
   auto* const memory = static_cast<char*>(allocate(4096));
   for (const int offset : {1, 128, 384}) {
     EXPECT_FALSE(context->setTensorAddress("pred", memory + offset));

@@ -155,6 +155,13 @@ TEST_F(EmulatedTensorRT, ARunNeedsShapesAndDeviceMemoryForAllTensors) {
   refused("the address of tensor \"pred\" is not device memory");
   ASSERT_TRUE(context->setTensorAddress("pred", allocate(4 * 5 * 4 - 1)));
   refused("tensor \"pred\" needs 80 bytes; at its address there are 79");
+
+  load(engine_with(
+      "[1, 1, -1, -1]\n[[tensor]]\nname = \"confidence_output\"\ndirection = \"output\"\ntype = \"float\"",
+      "[1, 1, -1, -1]\n[[tensor]]\nname = \"confidence_output\"\ndirection = \"output\"\ntype = \"int4\""));
+  prepare(3, 5);
+  ASSERT_TRUE(context->setTensorAddress("confidence_output", allocate(7)));
+  refused("tensor \"confidence_output\" needs 8 bytes; at its address there are 7");
 }
 
 TEST_F(EmulatedTensorRT, ANetworkRunsWhenItsStreamIsWaitedFor) {
@@ -208,8 +215,11 @@ TEST_F(EmulatedTensorRT, TheReferenceNetworkIsTheGuidedFilter) {
                                          emulated_board::nvinfer::ColorLayout::kPlanar, depth.data(), 6, 8,
                                          refined.data(), confidence.data());
 
-  load(engine_with("network = \"rgb-sum\"",
-                   "network = \"guided-filter\"\nparameters = { radius = 2, epsilon = 0.05 }"));
+  std::string text = engine_with("network = \"rgb-sum\"",
+                                 "network = \"guided-filter\"\nparameters = { radius = 2, epsilon = 0.05 }");
+  text.replace(text.find("[1, 1, -1, -1]", text.find("\"pred\"")), 14, "[2, 1, -1, -1]");
+  refined.resize(2 * kPixels);  // the second image of the batch is 0
+  load(text);
   prepare(6, 8);
   upload("rgb", rgb);
   upload("dep", depth);
