@@ -1,4 +1,4 @@
-// Error records, the out-place, and the two stores of the last error.
+// Error records, the output parameter for them, and the two stores of the last error.
 #include "api/error_record.h"
 
 #include <climits>

@@ -119,7 +119,7 @@ void Life::expect(const Step& step, const Expected& expected) {
   }
 
   EXPECT_EQ(result_, expected.success) << (error_.empty() ? "no record" : error_.get()->message);
-  if (step.action != Action::kDestroy) {  // which has no out-place
+  if (step.action != Action::kDestroy) {  // which makes no records
     EXPECT_EQ(error_.empty(), expected.success || !expected.record_made);
     if (!error_.empty()) {
       EXPECT_EQ(error_.read(), expected.record);

@@ -37,7 +37,7 @@ const char* function_of(const Step& step);
 struct Expected {
   bool success = true;
   test_support::Record record;  // of a failure
-  bool record_made = true;      // false: the out-place stays empty
+  bool record_made = true;      // false: *error stays null
   std::string last_error;       // of a failure, in the store that the step writes
 };
 Expected succeeds();
