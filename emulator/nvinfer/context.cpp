@@ -162,12 +162,11 @@ bool ExecutionContext::setInputShape(char const* name, Dims const& dims) noexcep
 Dims ExecutionContext::current_shape(std::size_t index) const {
   const auto& tensors = engine_->description.tensors;
   Dims shape = bindings_[index].shape;
-  if (tensors[index].mode == TensorIOMode::kINPUT || shape.nbDims < kPlaneRank) {
+  if (tensors[index].mode == TensorIOMode::kINPUT) {
     return shape;
   }
 
-  // Height and width of an output are those of the depth image, once all inputs are known.
-  const Dims* depth = nullptr;
+  std::vector<InputShape> inputs;
   for (std::size_t i = 0; i < tensors.size(); ++i) {
     if (tensors[i].mode != TensorIOMode::kINPUT) {
       continue;
@@ -175,17 +174,22 @@ Dims ExecutionContext::current_shape(std::size_t index) const {
     if (!is_concrete(bindings_[i].shape)) {
       return shape;
     }
-    if (tensors[i].name == "dep") {
-      depth = &bindings_[i].shape;
-    }
+    inputs.push_back({tensors[i].name, bindings_[i].shape});
   }
-  if (depth == nullptr || depth->nbDims < kPlaneRank) {
+  if (const auto settled = engine_->description.network->output_shape(tensors[index].name, inputs)) {
+    return *settled;
+  }
+
+  // Height and width of an output are those of the depth image.
+  const auto depth =
+      std::find_if(inputs.begin(), inputs.end(), [](const InputShape& input) { return input.name == "dep"; });
+  if (depth == inputs.end() || depth->shape.nbDims < kPlaneRank || shape.nbDims < kPlaneRank) {
     return shape;
   }
   for (int from_end = 1; from_end <= kPlaneRank; ++from_end) {
     auto& dimension = shape.d[shape.nbDims - from_end];
     if (dimension == -1) {
-      dimension = depth->d[depth->nbDims - from_end];
+      dimension = depth->shape.d[depth->shape.nbDims - from_end];
     }
   }
   return shape;
@@ -297,7 +301,12 @@ bool ExecutionContext::enqueueV3(cudaStream_t stream) noexcept {
       if (state->corrupted) {
         return cudaErrorLaunchFailure;
       }
-      return engine->description.network->run(bound);
+      try {
+        return engine->description.network->run(bound);
+      } catch (const std::exception& error) {
+        report_error(engine->logger, Function::kContextEnqueue, kInternalError, error.what());
+        return cudaErrorLaunchFailure;
+      }
     });
     if (queued) {
       last_run_ = queued;

@@ -1,6 +1,7 @@
 // The runtime object and the function that makes it.
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,9 +11,12 @@
 
 #include "core/call.h"
 #include "core/live_objects.h"
+#include "core/network_runner.h"
 #include "nvinfer/engine.h"
 #include "nvinfer/engine_description.h"
+#include "nvinfer/onnx/onnx_engine.h"
 #include "nvinfer/report.h"
+#include "onnx/onnx_model.h"
 
 namespace emulated_board::nvinfer {
 
@@ -20,6 +24,25 @@ namespace {
 
 // Device memory used by an engine in addition to the size of its serialized form.
 constexpr std::size_t kEngineMemory = std::size_t{1} << 20;
+
+// An engine of either kind that the emulated board loads.
+std::variant<EngineDescription, DescriptionError> read_engine(std::string_view file) {
+  constexpr std::size_t kBeginning = 4096;
+  if (!enhance_depth_onnx::begins_like_a_model(file.substr(0, kBeginning))) {
+    auto parsed = parse_engine_description(file);
+    if (auto* error = std::get_if<DescriptionError>(&parsed)) {
+      error->message.insert(0, "the engine was not understood: ");
+    }
+    return parsed;
+  }
+  try {
+    return make_onnx_engine(file);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    return DescriptionError{std::string("the ONNX model was not taken: ") + error.what()};
+  }
+}
 
 class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime {
  public:
@@ -52,11 +75,13 @@ class Runtime final : public nvinfer1::IRuntime, public nvinfer1::apiv::VRuntime
     if (blob == nullptr) {
       throw ApiUsageError("the engine's address is null");
     }
-    auto parsed = parse_engine_description({blob, size});
-    if (const auto* error = std::get_if<DescriptionError>(&parsed)) {
-      throw Failure(kSerializationError, "the engine was not understood: " + error->message);
+    auto read = read_engine({blob, size});
+    if (const auto* error = std::get_if<DescriptionError>(&read)) {
+      throw Failure(kSerializationError, error->message);
     }
-    auto engine = std::make_shared<EngineData>(data_, std::get<EngineDescription>(std::move(parsed)));
+    auto description = std::get<EngineDescription>(std::move(read));
+    set_network_runner(description.network->runner());
+    auto engine = std::make_shared<EngineData>(data_, std::move(description));
     engine->take_memory(kEngineMemory + size);
     return std::make_unique<Engine>(std::move(engine)).release();
   }

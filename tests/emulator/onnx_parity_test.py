@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""The reference network's ONNX model, run by ONNX Runtime, against the emulated board, driven through the library.
+"""Networks in ONNX Runtime against the same networks on the emulated board, driven through the library.
 
-Usage: onnx_parity_test.py BUILD_DIR   (a native build with the emulated board; see onnx_parity_test.sh)
+Usage: onnx_parity_test.py BUILD_DIR   (a native build with the emulated board and OpenVINO; see onnx_parity_test.sh)
 
-Prints the agreement of each case, has `enhance-depth inspect` check the models, and exits with 1 if a case is out of
-tolerance or a model is judged wrongly. Tolerance: depth within 1 unit on at least 99.99 % of the pixels and on no
-pixel a depth against none, confidence within 0.001.
+The reference network runs three ways: its ONNX model in ONNX Runtime, the same model on the emulated board, and the
+emulated board's own guided filter. The networks of onnx_models.py run in both of the first ways. Prints the agreement of
+each case, has `enhance-depth inspect` check the models, and exits with 1 if a case is out of tolerance or a model is judged
+wrongly. Tolerance: depth within 1 unit on all pixels and on no pixel a depth against none, confidence within 0.001.
 """
 
 import pathlib
@@ -24,8 +25,8 @@ from PIL import Image
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(SOURCE / "python"))
 import enhance_depth  # noqa: E402
+import onnx_models  # noqa: E402
 
-DEPTH_SHARE = 0.9999
 CONFIDENCE_TOLERANCE = 1e-3
 
 
@@ -63,55 +64,112 @@ def interleaved_description(text):
     return re.sub(r"\[1, 3, (\d+), (\d+)\]", r"[\1, \2, 3]", text)
 
 
-class Network:
-    """The network in one colour layout, on both sides."""
+def open_session(model):
+    return onnxruntime.InferenceSession(model.SerializeToString(), providers=["CPUExecutionProvider"])
 
-    def __init__(self, maker, layout, build, folder):
-        self.layout = layout
+
+def open_engine(build, path, layout):
+    return enhance_depth.Engine(path, rgb_layout="planar" if layout == "chw" else "interleaved",
+                                library=build / "src/libenhance_depth.so.0")
+
+
+def run_onnx_runtime(session, layout, color, depth):
+    """Refined depth and confidence, None where the model has none, as the library hands them out."""
+    rgb = enhance_depth.to_planar(color)[None] if layout == "chw" else np.ascontiguousarray(color)
+    pred, *confidence = session.run(None, {"rgb": rgb, "dep": depth.astype(np.float32)[None, None]})
+    # As the library converts what a network returns: clamped and truncated.
+    refined = np.clip(pred[0, 0], 0, 65535).astype(np.uint16)
+    return refined, confidence[0][0, 0] if confidence else None
+
+
+def run_board(engine, color, depth):
+    if (engine.width, engine.height) != depth.shape[::-1]:
+        engine.reset(depth.shape[1], depth.shape[0])
+    result = engine.process(color, depth, copy=True)
+    return result.depth, result.confidence
+
+
+class Agreement:
+    """How far results are apart, over all that were compared."""
+
+    def __init__(self):
+        self.cases = 0
+        self.failures = 0
+        self.farthest = 0
+        self.differing = 0.0
+        self.confidence = 0.0
+
+    def compare(self, name, expected, result):
+        """Prints the agreement of one case."""
+        (expected_depth, expected_confidence), (depth, confidence) = expected, result
+        difference = np.abs(expected_depth.astype(np.int32) - depth)
+        off = 0.0
+        if expected_confidence is not None:
+            off = float(np.max(np.abs(expected_confidence - confidence)))
+        holes_agree = bool(np.all((expected_depth == 0) == (depth == 0)))
+        good = (difference.max() <= 1 and off <= CONFIDENCE_TOLERANCE and holes_agree
+                and (expected_confidence is None) == (confidence is None))
+        print(f"{'ok  ' if good else 'FAIL'} {name}: depth equal on {100 * np.mean(difference == 0):.3f} %, at most "
+              f"{difference.max()} apart; confidence at most {off:.1e} apart"
+              f"{'' if holes_agree else '; a depth against none'}")
+        self.cases += 1
+        self.failures += not good
+        self.farthest = max(self.farthest, int(difference.max()))
+        self.differing = max(self.differing, float(np.mean(difference != 0)))
+        self.confidence = max(self.confidence, off)
+
+    def report(self, what):
+        print(f"agreement, {what}, {self.cases} cases: depth at most {self.farthest} apart, on at most "
+              f"{100 * self.differing:.3f} % of the pixels; confidence at most {self.confidence:.1e}; "
+              f"{self.failures} out of tolerance")
+        return self.failures == 0
+
+
+def compare_reference(maker, build, folder):
+    """The reference network three ways, in both layouts."""
+    filters, openvino, bare = Agreement(), Agreement(), Agreement()
+    for layout in ("chw", "hwc"):
         description = (SOURCE / "models/reference.engine.toml").read_text(encoding="utf-8")
         if layout == "hwc":
             description = interleaved_description(description)
-        path = folder / f"{layout}.engine.toml"
-        path.write_text(description, encoding="utf-8")
-        parameters = maker.read_parameters(path)
-        self.session = self.open_session(maker.make_model(parameters, layout))
-        self.without_confidence = self.open_session(maker.make_model(parameters, layout, with_confidence=False))
-        self.engine = enhance_depth.Engine(path, rgb_layout="planar" if layout == "chw" else "interleaved",
-                                           library=build / "src/libenhance_depth.so.0")
-
-    @staticmethod
-    def open_session(model):
-        return onnxruntime.InferenceSession(model.SerializeToString(), providers=["CPUExecutionProvider"])
-
-    def run_onnx(self, color, depth):
-        """The refined depth of the models with and without confidence, as a stack, and the confidence."""
-        rgb = enhance_depth.to_planar(color)[None] if self.layout == "chw" else np.ascontiguousarray(color)
-        inputs = {"rgb": rgb, "dep": depth.astype(np.float32)[None, None]}
-        pred, confidence = self.session.run(["pred", "confidence_output"], inputs)
-        (alone,) = self.without_confidence.run(None, inputs)
-        # As the library converts what a network returns: clamped and truncated.
-        refined = np.clip(np.stack([pred[0, 0], alone[0, 0]]), 0, 65535).astype(np.uint16)
-        return refined, confidence[0, 0]
-
-    def run_emulated(self, color, depth):
-        self.engine.reset(depth.shape[1], depth.shape[0])
-        return self.engine.process(color, depth, copy=True)
+        description_path, model_path = folder / f"{layout}.engine.toml", folder / f"{layout}.onnx"
+        description_path.write_text(description, encoding="utf-8")
+        parameters = maker.read_parameters(description_path)
+        model = maker.make_model(parameters, layout)
+        onnx.save(model, model_path)
+        session = open_session(model)
+        without_confidence = open_session(maker.make_model(parameters, layout, with_confidence=False))
+        own = open_engine(build, description_path, layout)
+        by_openvino = open_engine(build, model_path, layout)
+        for name, color, depth in cases():
+            expected = run_onnx_runtime(session, layout, color, depth)
+            filtered = run_board(own, color, depth)
+            filters.compare(f"guided filter, {name} ({layout})", expected, filtered)
+            alone = run_onnx_runtime(without_confidence, layout, color, depth)
+            bare.compare(f"without confidence, {name} ({layout})", expected, (alone[0], expected[1]))
+            ran = run_board(by_openvino, color, depth)
+            openvino.compare(f"OpenVINO, {name} ({layout})", expected, ran)
+            openvino.compare(f"OpenVINO and guided filter, {name} ({layout})", filtered, ran)
+    return all([filters.report("guided filter and ONNX Runtime"), openvino.report("OpenVINO and each of them"),
+                bare.report("the model without confidence")])
 
 
-def compare(network, name, color, depth):
-    """Prints the agreement of a case. Returns the share within 1 unit, how far confidence is off, and success."""
-    expected = network.run_emulated(color, depth)
-    refined, confidence = network.run_onnx(color, depth)
-    difference = np.abs(refined.astype(np.int32) - expected.depth)
-    share = np.mean(difference <= 1)
-    off = float(np.max(np.abs(confidence - expected.confidence)))
-    holes_agree = bool(np.all((refined == 0) == (expected.depth == 0)))
-    good = share >= DEPTH_SHARE and off <= CONFIDENCE_TOLERANCE and holes_agree
-    print(f"{'ok  ' if good else 'FAIL'} {name} ({network.layout}): "
-          f"depth equal on {100 * np.mean(difference == 0):.3f} %, within 1 on {100 * share:.3f} %, "
-          f"at most {difference.max()} apart; confidence at most {off:.1e} apart"
-          f"{'' if holes_agree else '; a depth against none'}")
-    return share, off, good
+def compare_networks(build, folder):
+    """The networks of onnx_models.py in ONNX Runtime and on the emulated board."""
+    agreement = Agreement()
+    sizes = {name: (color, depth) for name, color, depth in cases() if name in (
+        "sample", "sample, 101 x 77", "full range with holes, 33 x 17", "full range, 479 x 639")}
+    for name, model in onnx_models.make_models().items():
+        layout = "hwc" if name == "interleaved colour" else "chw"
+        onnx.save(model, folder / "network.onnx")
+        session = open_session(model)
+        engine = open_engine(build, folder / "network.onnx", layout)
+        for size, (color, depth) in sizes.items():
+            if name == "fixed size" and size != "sample":
+                continue
+            agreement.compare(f"{name}, {size}", run_onnx_runtime(session, layout, color, depth),
+                              run_board(engine, color, depth))
+    return agreement.report("OpenVINO and ONNX Runtime on other networks")
 
 
 def inspect(build, maker, folder):
@@ -142,13 +200,10 @@ def main():
     build = pathlib.Path(sys.argv[1]).resolve()
     maker = types.SimpleNamespace(**runpy.run_path(str(SOURCE / "models/make_reference_onnx.py")))
     with tempfile.TemporaryDirectory() as folder:
-        networks = [Network(maker, layout, build, pathlib.Path(folder)) for layout in ("chw", "hwc")]
-        results = [compare(network, *case) for case in cases() for network in networks]
-        inspected = inspect(build, maker, pathlib.Path(folder))
-    print(f"agreement in {len(results)} cases: depth within 1 unit on at least "
-          f"{100 * min(share for share, _, _ in results):.3f} % of the pixels, confidence within "
-          f"{max(off for _, off, _ in results):.1e}; {sum(not good for _, _, good in results)} out of tolerance")
-    return 0 if inspected and all(good for _, _, good in results) else 1
+        folder = pathlib.Path(folder)
+        results = [compare_reference(maker, build, folder), compare_networks(build, folder),
+                   inspect(build, maker, folder)]
+    return 0 if all(results) else 1
 
 
 if __name__ == "__main__":

@@ -115,4 +115,9 @@ bool inside() noexcept;
 
 }  // namespace emulated_board
 
+// What runs the network of the engine that was loaded last, in words such as "OpenVINO 2026.4.1, all cores";
+// empty before the first. The text stays valid. A C name, so that a program that does not link the board can
+// ask for it with dlsym() and tell the emulated board from a real one.
+extern "C" const char* emulated_board_network_runner();
+
 #endif  // EMULATED_BOARD_CONTROL_H

@@ -3,6 +3,8 @@
 #define EMULATED_BOARD_NVINFER_NETWORKS_NETWORK_H
 
 #include <cstddef>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -21,9 +23,26 @@ struct BoundTensor {
   std::size_t bytes = 0;
 };
 
+// The shape of an input as it is set.
+struct InputShape {
+  std::string_view name;
+  nvinfer1::Dims shape{};
+};
+
 class Network {
  public:
   virtual ~Network() = default;
+
+  // What computes it, for people.
+  virtual std::string runner() const { return "the emulated board's own network"; }
+
+  // The shape of an output for inputs of these shapes, with -1 for an dimension that they do not settle.
+  // Nothing: as the engine declares it, with the depth image's height and width. Throws std::exception for
+  // inputs that the network cannot take.
+  virtual std::optional<nvinfer1::Dims> output_shape(std::string_view /*output*/,
+                                                     const std::vector<InputShape>& /*inputs*/) const {
+    return std::nullopt;
+  }
 
   // Called on any thread, also on several at once. Must accept tensors of any number, name, type and shape,
   // because unsuitable engines can be described. Any status but cudaSuccess is returned by the next

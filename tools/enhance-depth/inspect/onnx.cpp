@@ -1,12 +1,11 @@
-// ONNX models, read with the few messages of onnx.proto.
+// ONNX models, as far as the contract concerns them.
 #include "inspect/onnx.h"
 
-#include <algorithm>
 #include <map>
-#include <set>
 #include <string>
+#include <string_view>
 
-#include "onnx.pb.h"
+#include "onnx/onnx_model.h"
 
 namespace enhance_depth_tool {
 namespace {
@@ -47,89 +46,73 @@ std::string type_name(int elem_type) {
   }
 }
 
-TensorInfo describe(const onnx_file::ValueInfo& value, Direction direction) {
-  TensorInfo tensor;
-  tensor.name = value.name();
-  tensor.direction = direction;
-  if (!value.type().has_tensor_type()) {
-    tensor.type = "no tensor";
-    return tensor;
-  }
-  const onnx_file::TensorType& type = value.type().tensor_type();
-  tensor.type = type_name(type.elem_type());
-  if (type.has_shape()) {
-    tensor.shape.emplace();
-    for (const onnx_file::Dimension& dimension : type.shape().dim()) {
-      const bool fixed =
-          dimension.value_case() == onnx_file::Dimension::kDimValue && dimension.dim_value() >= 0;
-      tensor.shape->push_back(fixed ? dimension.dim_value() : -1);
-    }
-  }
-  return tensor;
+TensorInfo describe(const enhance_depth_onnx::Tensor& tensor, Direction direction) {
+  TensorInfo info;
+  info.name = tensor.name;
+  info.direction = direction;
+  info.type = tensor.element_type == 0 ? "no tensor" : type_name(tensor.element_type);
+  info.shape = tensor.shape;
+  return info;
 }
 
 // By graph input, the first operator that takes it as it is: neither casts it nor looks at its shape only. An
 // Identity hands on what it takes. The operators of a graph come in the order in which they run.
-std::map<std::string, std::string> computing_operators(const onnx_file::Graph& graph) {
+std::map<std::string, std::string> computing_operators(const enhance_depth_onnx::Model& model) {
   std::map<std::string, std::string> input_of;  // by value: the graph input that it is
-  for (const onnx_file::ValueInfo& input : graph.input()) input_of[input.name()] = input.name();
+  for (const auto& input : model.inputs) {
+    input_of[input.name] = input.name;
+  }
   std::map<std::string, std::string> operators;
-  for (const onnx_file::Node& node : graph.node()) {
-    const std::string& type = node.op_type();
-    if (type == "Cast" || type == "Shape" || type == "Size") continue;
-    for (const std::string& value : node.input()) {
+  for (const auto& [type, inputs, outputs] : model.operators) {
+    if (type == "Cast" || type == "Shape" || type == "Size") {
+      continue;
+    }
+    for (const std::string& value : inputs) {
       const auto found = input_of.find(value);
-      if (found == input_of.end()) continue;
+      if (found == input_of.end()) {
+        continue;
+      }
       if (type != "Identity") {
         operators.emplace(found->second, type);
-      } else if (node.output_size() == 1) {
-        input_of.emplace(node.output(0), found->second);
+      } else if (outputs.size() == 1) {
+        input_of.emplace(outputs.front(), found->second);
       }
     }
   }
   return operators;
 }
 
-std::string operator_set(const onnx_file::Model& model) {
-  for (const onnx_file::OperatorSet& set : model.opset_import()) {
-    if (set.domain().empty()) return ", operator set " + std::to_string(set.version());
-  }
-  return "";
+std::string_view as_text(const Bytes& file) {
+  return {reinterpret_cast<const char*>(file.data()), file.size()};
 }
 
 }  // namespace
 
 bool begins_like_onnx(const Bytes& beginning) {
-  // No text: a text engine description may begin with a blank or a line break, too, which are tags of a
-  // field.
-  const bool is_text = std::none_of(beginning.begin(), beginning.end(), [](std::uint8_t byte) {
-    return byte < ' ' && byte != '\n' && byte != '\r' && byte != '\t';
-  });
-  // The tag of a field that is a number (0) or has a length (2).
-  return !is_text && (beginning[0] % 8 == 0 || beginning[0] % 8 == 2);
+  return enhance_depth_onnx::begins_like_a_model(as_text(beginning));
 }
 
 std::optional<ModelInfo> read_onnx(const Bytes& file) {
-  onnx_file::Model model;
-  if (!model.ParseFromArray(file.data(), static_cast<int>(file.size())) || !model.has_graph() ||
-      model.ir_version() < 1) {
-    return std::nullopt;
-  }
   ModelInfo info;
-  info.format = "ONNX model" + operator_set(model);
-  // Models of ONNX before 1.4 list their weights among the inputs.
-  std::set<std::string> weights;
-  for (const onnx_file::Initializer& initializer : model.graph().initializer())
-    weights.insert(initializer.name());
-  const std::map<std::string, std::string> operators = computing_operators(model.graph());
-  for (const onnx_file::ValueInfo& input : model.graph().input()) {
-    if (weights.count(input.name()) > 0) continue;
-    info.tensors.push_back(describe(input, Direction::kInput));
-    const auto found = operators.find(input.name());
-    if (found != operators.end()) info.tensors.back().used_uncast_by = found->second;
-  }
-  for (const onnx_file::ValueInfo& output : model.graph().output()) {
-    info.tensors.push_back(describe(output, Direction::kOutput));
+  try {
+    const enhance_depth_onnx::Model model = enhance_depth_onnx::read_model(as_text(file));
+    info.format = "ONNX model";
+    if (model.operator_set) {
+      info.format += ", operator set " + std::to_string(*model.operator_set);
+    }
+    const std::map<std::string, std::string> operators = computing_operators(model);
+    for (const auto& input : model.inputs) {
+      info.tensors.push_back(describe(input, Direction::kInput));
+      const auto found = operators.find(input.name);
+      if (found != operators.end()) {
+        info.tensors.back().used_uncast_by = found->second;
+      }
+    }
+    for (const auto& output : model.outputs) {
+      info.tensors.push_back(describe(output, Direction::kOutput));
+    }
+  } catch (const enhance_depth_onnx::DamagedFile&) {
+    return std::nullopt;
   }
   return info;
 }

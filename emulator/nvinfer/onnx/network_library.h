@@ -1,0 +1,19 @@
+// Finds and loads libemulated_board_onnx.so.
+#ifndef EMULATED_BOARD_NVINFER_ONNX_NETWORK_LIBRARY_H
+#define EMULATED_BOARD_NVINFER_ONNX_NETWORK_LIBRARY_H
+
+#include <memory>
+#include <string_view>
+
+#include "nvinfer/onnx/onnx_network.h"
+
+namespace emulated_board::nvinfer {
+
+// As LoadOnnxNetwork. The library lies beside the one that this code is part of; where the build had no
+// OpenVINO, the text says how to get it. Once loaded it stays, for OpenVINO's threads do.
+std::unique_ptr<OnnxNetwork> load_onnx_network(std::string_view file, const enhance_depth_onnx::Model& model,
+                                               const OnnxSettings& settings);
+
+}  // namespace emulated_board::nvinfer
+
+#endif  // EMULATED_BOARD_NVINFER_ONNX_NETWORK_LIBRARY_H

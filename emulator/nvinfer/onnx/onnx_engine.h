@@ -1,0 +1,18 @@
+// The engine that TensorRT's builder would make of an ONNX model, as far as a program can tell: the same
+// tensors, with profiles that the model's metadata names or that admit every usual size.
+#ifndef EMULATED_BOARD_NVINFER_ONNX_ONNX_ENGINE_H
+#define EMULATED_BOARD_NVINFER_ONNX_ONNX_ENGINE_H
+
+#include <string_view>
+
+#include "nvinfer/engine_description.h"
+
+namespace emulated_board::nvinfer {
+
+// Takes any file that begins like a model. Throws std::exception with one line that says why there is no
+// engine.
+EngineDescription make_onnx_engine(std::string_view file);
+
+}  // namespace emulated_board::nvinfer
+
+#endif  // EMULATED_BOARD_NVINFER_ONNX_ONNX_ENGINE_H

@@ -1,0 +1,352 @@
+#include "onnx/onnx_model.h"
+
+#include <algorithm>
+#include <set>
+
+namespace enhance_depth_onnx {
+
+namespace {
+
+// Field numbers of onnx.proto.
+namespace model_field {
+constexpr std::uint32_t kIrVersion = 1;
+constexpr std::uint32_t kGraph = 7;
+constexpr std::uint32_t kOperatorSet = 8;
+constexpr std::uint32_t kMetadata = 14;
+constexpr std::uint32_t kTraining = 20;
+constexpr std::uint32_t kFunction = 25;
+}  // namespace model_field
+
+namespace graph_field {
+constexpr std::uint32_t kNode = 1;
+constexpr std::uint32_t kInitializer = 5;
+constexpr std::uint32_t kInput = 11;
+constexpr std::uint32_t kOutput = 12;
+constexpr std::uint32_t kSparseInitializer = 15;
+}  // namespace graph_field
+
+constexpr std::uint32_t kFunctionNode = 7;
+
+namespace node_field {
+constexpr std::uint32_t kInput = 1;
+constexpr std::uint32_t kOutput = 2;
+constexpr std::uint32_t kType = 4;
+constexpr std::uint32_t kAttribute = 5;
+}  // namespace node_field
+
+namespace attribute_field {
+constexpr std::uint32_t kTensor = 5;
+constexpr std::uint32_t kGraph = 6;
+constexpr std::uint32_t kTensors = 10;
+constexpr std::uint32_t kGraphs = 11;
+constexpr std::uint32_t kSparseTensor = 22;
+constexpr std::uint32_t kSparseTensors = 23;
+}  // namespace attribute_field
+
+namespace tensor_field {
+constexpr std::uint32_t kName = 8;
+constexpr std::uint32_t kExternalData = 13;
+constexpr std::uint32_t kDataLocation = 14;
+}  // namespace tensor_field
+
+constexpr WireType kNumber = WireType::kVarint;
+constexpr WireType kMessage = WireType::kLengthDelimited;
+
+// A message of two strings, of which the first is the key.
+std::pair<std::string_view, std::string_view> read_entry(std::string_view message) {
+  std::pair<std::string_view, std::string_view> entry;
+  FieldReader fields(message);
+  for (Field field; fields.next(field);) {
+    if (field.is(1, kMessage)) {
+      entry.first = field.bytes;
+    }
+    if (field.is(2, kMessage)) {
+      entry.second = field.bytes;
+    }
+  }
+  return entry;
+}
+
+std::int64_t read_dimension(std::string_view message) {
+  std::int64_t dimension = -1;  // dynamic, if it has a name or nothing
+  FieldReader fields(message);
+  for (Field field; fields.next(field);) {
+    if (field.is(1, kNumber)) {
+      dimension = std::max<std::int64_t>(static_cast<std::int64_t>(field.value), -1);
+    }
+    if (field.is(2, kMessage)) {
+      dimension = -1;
+    }
+  }
+  return dimension;
+}
+
+void read_tensor_type(std::string_view message, Tensor& tensor) {
+  FieldReader fields(message);
+  for (Field field; fields.next(field);) {
+    if (field.is(1, kNumber)) {
+      tensor.element_type = static_cast<int>(field.value);
+    }
+    if (!field.is(2, kMessage)) {
+      continue;
+    }
+    tensor.shape.emplace();
+    FieldReader dimensions(field.bytes);
+    for (Field dimension; dimensions.next(dimension);) {
+      if (dimension.is(1, kMessage)) {
+        tensor.shape->push_back(read_dimension(dimension.bytes));
+      }
+    }
+  }
+}
+
+Tensor read_tensor(std::string_view value_info) {
+  Tensor tensor;
+  FieldReader fields(value_info);
+  for (Field field; fields.next(field);) {
+    if (field.is(1, kMessage)) {
+      tensor.name = field.bytes;
+    }
+    if (!field.is(2, kMessage)) {
+      continue;
+    }
+    FieldReader types(field.bytes);
+    for (Field type; types.next(type);) {
+      if (type.is(1, kMessage)) {
+        read_tensor_type(type.bytes, tensor);
+      }
+    }
+  }
+  return tensor;
+}
+
+Operator read_operator(std::string_view node) {
+  Operator result;
+  FieldReader fields(node);
+  for (Field field; fields.next(field);) {
+    if (field.is(node_field::kType, kMessage)) {
+      result.type = field.bytes;
+    }
+    if (field.is(node_field::kInput, kMessage)) {
+      result.inputs.emplace_back(field.bytes);
+    }
+    if (field.is(node_field::kOutput, kMessage)) {
+      result.outputs.emplace_back(field.bytes);
+    }
+  }
+  return result;
+}
+
+class ModelReader {
+ public:
+  Model read(std::string_view file) {
+    bool has_version = false;
+    bool has_graph = false;
+    FieldReader fields(file);
+    for (Field field; fields.next(field);) {
+      if (field.is(model_field::kIrVersion, kNumber)) {
+        has_version = static_cast<std::int64_t>(field.value) > 0;
+      } else if (field.is(model_field::kOperatorSet, kMessage)) {
+        read_operator_set(field.bytes);
+      } else if (field.is(model_field::kMetadata, kMessage)) {
+        model_.metadata.insert(read_entry(field.bytes));
+      } else if (field.is(model_field::kGraph, kMessage)) {
+        has_graph = true;
+        check_graph(field.bytes, 1);
+        read_main_graph(field.bytes);
+      } else if (field.is(model_field::kFunction, kMessage)) {
+        check_nodes(field.bytes, kFunctionNode, 1);
+      } else if (field.is(model_field::kTraining, kMessage)) {
+        check_training(field.bytes);
+      }
+    }
+    if (!has_version) {
+      throw DamagedFile("it does not give the version of its format");
+    }
+    if (!has_graph) {
+      throw DamagedFile("it has no graph");
+    }
+    const auto is_weight = [this](const Tensor& input) { return weights_.count(input.name) != 0; };
+    model_.inputs.erase(std::remove_if(model_.inputs.begin(), model_.inputs.end(), is_weight),
+                        model_.inputs.end());
+    return std::move(model_);
+  }
+
+ private:
+  void read_operator_set(std::string_view message) {
+    std::string_view domain;
+    std::int64_t version = 0;
+    FieldReader fields(message);
+    for (Field field; fields.next(field);) {
+      if (field.is(1, kMessage)) {
+        domain = field.bytes;
+      }
+      if (field.is(2, kNumber)) {
+        version = static_cast<std::int64_t>(field.value);
+      }
+    }
+    if (domain.empty() || domain == "ai.onnx") {
+      model_.operator_set = version;
+    }
+  }
+
+  void read_main_graph(std::string_view graph) {
+    FieldReader fields(graph);
+    for (Field field; fields.next(field);) {
+      if (field.is(graph_field::kInput, kMessage)) {
+        model_.inputs.push_back(read_tensor(field.bytes));
+      }
+      if (field.is(graph_field::kOutput, kMessage)) {
+        model_.outputs.push_back(read_tensor(field.bytes));
+      }
+      if (field.is(graph_field::kInitializer, kMessage)) {
+        weights_.insert(weight_name(field.bytes));
+      }
+      if (field.is(graph_field::kNode, kMessage)) {
+        model_.operators.push_back(read_operator(field.bytes));
+      }
+    }
+  }
+
+  static std::string_view weight_name(std::string_view tensor) {
+    std::string_view name;
+    FieldReader fields(tensor);
+    for (Field field; fields.next(field);) {
+      if (field.is(tensor_field::kName, kMessage)) {
+        name = field.bytes;
+      }
+    }
+    return name;
+  }
+
+  void check_training(std::string_view message) {
+    FieldReader fields(message);
+    for (Field field; fields.next(field);) {
+      if (field.is(1, kMessage) || field.is(2, kMessage)) {
+        check_graph(field.bytes, 1);
+      }
+    }
+  }
+
+  void check_graph(std::string_view graph, int nesting) {
+    if (nesting > kMaximumNesting) {
+      throw DamagedFile("its graphs are nested more than " + std::to_string(kMaximumNesting) + " deep");
+    }
+    FieldReader fields(graph);
+    for (Field field; fields.next(field);) {
+      if (field.is(graph_field::kInitializer, kMessage)) {
+        check_weights(field.bytes);
+      }
+      if (field.is(graph_field::kSparseInitializer, kMessage)) {
+        check_sparse_weights(field.bytes);
+      }
+    }
+    check_nodes(graph, graph_field::kNode, nesting);
+  }
+
+  // Of a graph or a function, whose nodes are in field `number`.
+  void check_nodes(std::string_view message, std::uint32_t number, int nesting) {
+    FieldReader fields(message);
+    for (Field node; fields.next(node);) {
+      if (!node.is(number, kMessage)) {
+        continue;
+      }
+      if (++nodes_ > kMaximumNodes) {
+        throw DamagedFile("it has more than " + std::to_string(kMaximumNodes) + " operators");
+      }
+      FieldReader attributes(node.bytes);
+      for (Field attribute; attributes.next(attribute);) {
+        if (attribute.is(node_field::kAttribute, kMessage)) {
+          check_attribute(attribute.bytes, nesting);
+        }
+      }
+    }
+  }
+
+  void check_attribute(std::string_view message, int nesting) {
+    FieldReader fields(message);
+    for (Field field; fields.next(field);) {
+      if (field.type != kMessage) {
+        continue;
+      }
+      switch (field.number) {
+        case attribute_field::kGraph:
+        case attribute_field::kGraphs:
+          check_graph(field.bytes, nesting + 1);
+          break;
+        case attribute_field::kTensor:
+        case attribute_field::kTensors:
+          check_weights(field.bytes);
+          break;
+        case attribute_field::kSparseTensor:
+        case attribute_field::kSparseTensors:
+          check_sparse_weights(field.bytes);
+          break;
+        default:
+          break;
+      }
+    }
+  }
+
+  void check_sparse_weights(std::string_view message) {
+    FieldReader fields(message);
+    for (Field field; fields.next(field);) {
+      if (field.is(1, kMessage) || field.is(2, kMessage)) {
+        check_weights(field.bytes);
+      }
+    }
+  }
+
+  void check_weights(std::string_view tensor) {
+    bool is_external = false;
+    std::string_view location = "another file";
+    FieldReader fields(tensor);
+    for (Field field; fields.next(field);) {
+      if (field.is(tensor_field::kDataLocation, kNumber)) {
+        is_external = field.value == 1;
+      }
+      if (!field.is(tensor_field::kExternalData, kMessage)) {
+        continue;
+      }
+      is_external = true;
+      const auto [key, value] = read_entry(field.bytes);
+      if (key == "location" && !value.empty()) {
+        location = value;
+      }
+    }
+    if (is_external && model_.external_data.empty()) {
+      model_.external_data = location;
+    }
+  }
+
+  Model model_;
+  std::set<std::string_view> weights_;
+  std::size_t nodes_ = 0;
+};
+
+// Bytes that no text holds.
+bool is_control(char character) {
+  const auto byte = static_cast<unsigned char>(character);
+  return byte == 0x7F || (byte < 0x20 && character != '\t' && character != '\n' && character != '\r');
+}
+
+}  // namespace
+
+bool begins_like_a_model(std::string_view beginning) {
+  if (std::none_of(beginning.begin(), beginning.end(), is_control)) {
+    return false;
+  }
+  Field field;
+  try {
+    FieldReader(beginning).next(field);
+  } catch (const DamagedFile&) {
+    // The rest of a long field is behind the beginning.
+  }
+  constexpr std::uint32_t kLastField = 26;
+  const bool is_number = field.number == model_field::kIrVersion || field.number == 5;
+  return field.number >= 1 && field.number <= kLastField && field.type == (is_number ? kNumber : kMessage);
+}
+
+Model read_model(std::string_view file) { return ModelReader().read(file); }
+
+}  // namespace enhance_depth_onnx

@@ -1,0 +1,49 @@
+// The wire format of protocol buffers: a message as a row of numbered fields. Copies nothing and follows
+// nothing by itself, so that a model of a gigabyte costs no memory and a hostile one no stack.
+#ifndef ENHANCE_DEPTH_ONNX_WIRE_FORMAT_H
+#define ENHANCE_DEPTH_ONNX_WIRE_FORMAT_H
+
+#include <cstdint>
+#include <stdexcept>
+#include <string_view>
+
+namespace enhance_depth_onnx {
+
+// The bytes are not what they should be; says what is wrong in a clause.
+class DamagedFile : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+enum class WireType { kVarint = 0, kFixed64 = 1, kLengthDelimited = 2, kFixed32 = 5 };
+
+struct Field {
+  std::uint32_t number = 0;
+  WireType type = WireType::kVarint;
+  std::uint64_t value = 0;  // of a kVarint field
+  std::string_view bytes;   // of a field of any other type
+
+  // Whether it is this field with this type; one that has another type is no such field, as for any reader.
+  bool is(std::uint32_t wanted, WireType wanted_type) const {
+    return number == wanted && type == wanted_type;
+  }
+};
+
+// The fields of a message in their order.
+class FieldReader {
+ public:
+  explicit FieldReader(std::string_view message) : rest_(message) {}
+
+  // Reads the next field; false at the end. Throws DamagedFile.
+  bool next(Field& field);
+
+ private:
+  std::uint64_t read_varint();
+  std::string_view take(std::uint64_t size);
+
+  std::string_view rest_;
+};
+
+}  // namespace enhance_depth_onnx
+
+#endif  // ENHANCE_DEPTH_ONNX_WIRE_FORMAT_H
