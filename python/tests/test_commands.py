@@ -10,6 +10,7 @@ import pytest
 from PIL import Image
 
 from enhance_depth.commands import main
+from enhance_depth.support.output import replacing
 
 from conftest import MakeEngine
 
@@ -25,6 +26,7 @@ def files(tmp_path: pathlib.Path) -> dict[str, str]:
         "gray.png": RGB[:, :, 0],
         "small.png": RGB[:4],
         "depth.png": DEPTH,
+        "wide.png": np.zeros((1, 8193), np.uint8),
     }
     for name, pixels in kept.items():
         Image.fromarray(pixels).save(tmp_path / name)
@@ -64,6 +66,7 @@ def test_a_frame_is_refined_from_files_to_files(make_engine: MakeEngine, files: 
             2,
             "depth.png has 16 bits a channel, not 8; are colour and depth swapped?",
         ),
+        ("wide.png", "depth.png", "out.png", 2, "wide.png has 8193 x 1 pixels; at most 8192 a side are read"),
         ("color.png", "gray.png", "out.png", 2, "gray.png is no PNG with one channel of 16 bits"),
         ("small.png", "depth.png", "out.png", 2, "small.png has 16 x 4 pixels and"),
         ("color.png", "depth.png", "depth.png", 2, "is the input"),
@@ -97,6 +100,13 @@ def test_an_engine_that_is_refused_has_its_own_status(
     out = ["--output", files["out.png"], "--confidence", files["out.tiff"]]
     assert refine(make_engine(confidence=False), files, "color.png", "depth.png", *out) == 2
     assert "delivers no confidence; leave out --confidence" in capsys.readouterr().err
+
+
+def test_nothing_is_left_of_a_file_whose_writing_failed(tmp_path: pathlib.Path) -> None:
+    with pytest.raises(ZeroDivisionError), replacing(tmp_path / "file") as part:
+        part.write_text("half")
+        1 / 0
+    assert os.listdir(tmp_path) == []
 
 
 def test_versions_are_told(capsys: pytest.CaptureFixture[str]) -> None:

@@ -10,11 +10,17 @@ from typing import Any, Sequence
 
 import numpy as np
 from PIL import Image
+from rosbags.interfaces import Qos, QosDurability, QosHistory, QosLiveliness, QosReliability, QosTime
 from rosbags.rosbag1 import Writer as Writer1
 from rosbags.rosbag2 import CompressionFormat, CompressionMode, StoragePlugin
 from rosbags.rosbag2 import Writer as Writer2
 from rosbags.typesys import Stores, get_types_from_msg, get_typestore
 
+_NEVER = QosTime(0, 0)
+QOS = Qos(
+    QosHistory.KEEP_LAST, 7, QosReliability.BEST_EFFORT, QosDurability.TRANSIENT_LOCAL, _NEVER, _NEVER,
+    QosLiveliness.AUTOMATIC, _NEVER, False,
+)  # fmt: skip
 FRAME = "camera_color_optical_frame"
 COLOR, DEPTH = "/camera/color/image_raw", "/camera/depth/image_raw"
 START = 1_700_000_000_000_000_000
@@ -72,7 +78,12 @@ class BagMaker:
     def write(self, topic: str, time: int, message: Any) -> None:
         kind = message.__msgtype__
         if topic not in self.connections:
-            self.connections[topic] = self.writer.add_connection(topic, kind, typestore=self.store)
+            # What tells publishers apart, for one topic.
+            more: dict[str, Any] = (
+                {"offered_qos_profiles": [QOS]} if self.ros2 else {"callerid": "/talker", "latching": 1}
+            )
+            more = more if topic == "/chatter" else {}
+            self.connections[topic] = self.writer.add_connection(topic, kind, typestore=self.store, **more)
         serialize = self.store.serialize_cdr if self.ros2 else self.store.serialize_ros1
         self.writer.write(self.connections[topic], time, serialize(message, kind))
 

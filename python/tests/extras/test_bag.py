@@ -20,6 +20,8 @@ from rosbags.typesys import Stores, get_typestore
 
 import enhance_depth
 from enhance_depth.bags import messages, refinement
+from enhance_depth.bags.registration import Camera, Registration
+from enhance_depth.bags.storage import Bag
 from enhance_depth.commands import main
 from enhance_depth.support.pairing import pair
 
@@ -101,6 +103,14 @@ def test_the_depth_is_what_the_tool_makes_of_the_same_images(
     write_bag(source, kind, frames, form, compression)
     assert run("bag", source, target, "--engine", REFERENCE) == 0
     before, after = read_bag(source), read_bag(target)
+    with Bag(source) as one, Bag(target) as other:
+        assert other.compression == one.compression == compression
+        chatter = [bag.connections_of("/chatter")[0] for bag in (one, other)]
+        assert (chatter[0].ext, chatter[0].msgdef, chatter[0].digest) == (
+            chatter[1].ext,
+            chatter[1].msgdef,
+            chatter[1].digest,
+        )
     for topic, content in before.items():
         assert [entry[:2] for entry in after[topic]] == [entry[:2] for entry in content], topic
     transport = DEPTH + (f"/{form.depth.partition(' ')[2]}" if " " in form.depth else "")
@@ -187,6 +197,16 @@ def test_each_image_has_the_nearest_partner_and_no_other() -> None:
     assert pair([10, 20, 30], [19, 12, 50], 15) == {1: 0, 0: 1}
     assert pair([10, 20], [15], 5) == {0: 0}
     assert pair([10, 20], [15], 4) == {}
+    assert pair([20], [15], 5) == {0: 0}
+
+
+@pytest.mark.parametrize("little_endian", [True, False])
+def test_stamps_are_read_in_either_order_of_bytes(little_endian: bool) -> None:
+    store = get_typestore(Stores.LATEST)
+    stamp = store.types["builtin_interfaces/msg/Time"](START // 10**9, 123)
+    header = store.types["std_msgs/msg/Header"](stamp, FRAME)
+    raw = bytes(store.serialize_cdr(header, header.__msgtype__, little_endian=little_endian))
+    assert messages.stamp_of(raw, is_ros2=True) == START + 123
 
 
 def test_images_without_stamps_are_paired_by_the_time_of_recording(
@@ -204,18 +224,21 @@ def test_images_without_stamps_are_paired_by_the_time_of_recording(
 def test_a_frame_that_cannot_be_read_is_named_and_left_out(
     tmp_path: pathlib.Path, frames: Frames, capsys: pytest.CaptureFixture[str]
 ) -> None:
-    with BagMaker(tmp_path / "in.bag", "ros1") as bag:
-        for index, (color, depth) in enumerate(frames):
-            bag.color(START + index * STEP, color, Form())
-            bag.depth(START + index * STEP, depth if index else depth[:10], Form())
-    assert run("bag", tmp_path / "in.bag", tmp_path / "out.bag", "--engine", REFERENCE, "--depth", DEPTH) == 2
-    with BagMaker(tmp_path / "in2.bag", "ros1") as bag:
-        for index, (color, depth) in enumerate(frames):
-            bag.color(START + index * STEP, color, Form())
-            bag.depth(START + index * STEP, depth[:10] if index else depth, Form())
-    assert run("bag", tmp_path / "in2.bag", tmp_path / "out.bag", "--engine", REFERENCE) == 1
-    assert "not refined: frame 1: " in capsys.readouterr().err
+    for name, good in (("some", 1), ("none", 0)):
+        with BagMaker(tmp_path / f"{name}.bag", "ros1") as bag:
+            for index, (color, depth) in enumerate(frames):
+                stream = io.BytesIO()
+                Image.fromarray(color).save(stream, "PNG")
+                content = stream.getvalue() if index < good else stream.getvalue()[:300]
+                header = bag.header(START + index * STEP)
+                bag._compressed(f"{COLOR}/compressed", header, "rgb8; png compressed bgr8", content, 0)
+                bag.depth(START + index * STEP, depth, Form())
+    assert run("bag", tmp_path / "some.bag", tmp_path / "out.bag", "--engine", REFERENCE) == 1
+    assert "not refined: frame 1: an image of /camera/color/image_raw/compressed is damaged" in capsys.readouterr().err
     assert len(read_bag(tmp_path / "out.bag")[f"{DEPTH}/refined"]) == 1
+    assert run("bag", tmp_path / "none.bag", tmp_path / "nothing.bag", "--engine", REFERENCE) == 1
+    assert "none of 2 pairs could be refined: frame 0: " in capsys.readouterr().err
+    assert not (tmp_path / "nothing.bag").exists()
 
 
 Z, BOX = 2.0, 1.0
@@ -244,7 +267,7 @@ def test_depth_is_registered_by_calibration_and_transform(
             bag.info(
                 f"/camera/{name}/camera_info", START, (width, height), [focal, 0, cx, 0, focal, cy, 0, 0, 1], frame
             )
-        bag.transform("base", "d", (0.5, 0, 0), (0, 0, 1, 0) if turned else (0, 0, 0, 1))
+        bag.transform("base", "/d", (0.5, 0, 0), (0, 0, 1, 0) if turned else (0, 0, 0, 1))
         bag.transform("base", "mount", (0.5 + offset[0], 0, 0), (0, 0, 0, 1))
         bag.transform("mount", "c", (0, offset[1], 0), (0, 0, 0, 1))
         bag.color(START, np.zeros((96, 128, 3), np.uint8), Form(), frame="c")
@@ -267,9 +290,18 @@ def test_depth_is_registered_by_calibration_and_transform(
     np.testing.assert_array_equal(registered[inside][sure[inside]], expected[inside][sure[inside]])
 
 
-def test_a_distorted_image_is_straightened_and_a_straight_one_distorted() -> None:
-    from enhance_depth.bags.registration import Camera
+def test_the_nearest_of_several_surfaces_counts_and_nothing_behind_the_camera() -> None:
+    depth_camera, color_camera = Camera(2, 1, 1.0, 1.0, 0.0, 0.0), Camera(1, 1, 0.001, 0.001, 0.0, 0.0)
+    registration = Registration(depth_camera, color_camera, np.eye(4))
+    for values, nearest in (([500, 900], 500), ([900, 500], 500), ([0, 900], 900)):
+        assert registration.apply(np.array([values], np.uint16)).tolist() == [[nearest]]
+    before_it = np.eye(4)
+    before_it[2, 3] = -1.0
+    registration = Registration(depth_camera, color_camera, before_it)
+    assert registration.apply(np.array([[500, 900]], np.uint16)).tolist() == [[0]]
 
+
+def test_a_distorted_image_is_straightened_and_a_straight_one_distorted() -> None:
     camera = Camera(640, 480, 500.0, 510.0, 320.0, 240.0, (-0.2, 0.05, 0.001, -0.002, 0.01))
     u, v = (grid.astype(float) for grid in np.meshgrid(np.arange(0, 640, 40), np.arange(0, 480, 40)))
     x, y = camera.unproject(u, v)
@@ -349,7 +381,7 @@ def test_topics_are_listed_and_chosen(
         bag.color(START, color, Form("jpeg"))
         bag.depth(START, depth, Form())
         bag.depth(START, depth[:20, :20], Form(), "/camera/depth/raw")
-        bag.depth(START, depth, Form("", "mono16"), "/camera/infra1", frame="ir")
+        bag.depth(START, depth, Form("", "mono16"), "/camera/infra1")
     assert run("bag", tmp_path / "in.bag", "--list") == 0
     rows = [line.split()[:3] for line in capsys.readouterr().out.splitlines()]
     assert rows == [
