@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import errno
 import os
 import pathlib
 
@@ -10,7 +11,8 @@ import pytest
 from PIL import Image
 
 from enhance_depth.commands import main
-from enhance_depth.support.output import replacing
+from enhance_depth.support.errors import UserError
+from enhance_depth.support.output import replacing, whole_or_absent
 
 from conftest import MakeEngine
 
@@ -107,6 +109,26 @@ def test_nothing_is_left_of_a_file_whose_writing_failed(tmp_path: pathlib.Path) 
         part.write_text("half")
         1 / 0
     assert os.listdir(tmp_path) == []
+
+
+@pytest.mark.parametrize("refusal", [None, errno.ENOTSUP])
+def test_an_output_replaces_nothing_that_appeared_meanwhile(
+    tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch, refusal: "int | None"
+) -> None:
+    if refusal:  # a file system without links
+
+        def no_link(source: object, target: object) -> None:
+            raise OSError(refusal, "no links")
+
+        monkeypatch.setattr(os, "link", no_link)
+    with whole_or_absent(tmp_path / "whole") as part:
+        part.write_text("result")
+    assert (tmp_path / "whole").read_text() == "result"
+    with pytest.raises(UserError), whole_or_absent(tmp_path / "other") as part:
+        part.write_text("result")
+        (tmp_path / "other").write_text("of someone else")
+    assert (tmp_path / "other").read_text() == "of someone else"
+    assert sorted(os.listdir(tmp_path)) == ["other", "whole"]
 
 
 def test_versions_are_told(capsys: pytest.CaptureFixture[str]) -> None:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import contextlib
+import errno
 import os
 import pathlib
 import shutil
@@ -10,6 +11,9 @@ import tempfile
 from typing import Iterator
 
 from .errors import UserError
+
+_NO_LINKS = (errno.EPERM, errno.ENOTSUP, errno.ENOSYS)
+"""How file systems without hard links, such as those of memory cards, answer."""
 
 
 @contextlib.contextmanager
@@ -63,12 +67,17 @@ def _flush(path: pathlib.Path) -> None:
 
 
 def _move(part: pathlib.Path, target: pathlib.Path) -> None:
-    # Renaming a file would replace one that appeared meanwhile; a link does not.
     try:
         if part.is_dir():
             part.rename(target)
-        else:
-            os.link(part, target)
+            return
+        try:
+            os.link(part, target)  # renaming would replace a file that appeared meanwhile
+        except OSError as error:
+            if error.errno not in _NO_LINKS:
+                raise
+            refuse_existing(target)
+            part.rename(target)
     except OSError as error:
         raise UserError(f"{target} cannot be put in its place: {error.strerror}", status=1) from error
 
