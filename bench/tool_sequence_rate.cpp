@@ -1,26 +1,28 @@
-// How well the stages of `enhance-depth sequence` overlap: the rate of each stage alone, then of all
-// together.
+// What `enhance-depth sequence` makes of the machine's cores: its rate with one job and with one per core,
+// beside the processor time that a frame takes.
 //
 //   tool_sequence_rate ENGINE RECORDING FRAMES OUTPUT
 //
-// Prints the rates and the share of the slowest stage's own rate that the whole reaches, and leaves the
-// results in the folder OUTPUT. Runs by hand: on a busy machine the figures mean nothing.
+// The ideal rate is the number of cores divided by a frame's processor time, which is measured with one job.
+// Leaves the results in folders below OUTPUT. Runs by hand: on a busy machine the figures mean nothing.
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "image/image_io.h"
+#include <sys/resource.h>
+
+#include "sequence/engine_pool.h"
 #include "sequence/output.h"
 #include "sequence/progress.h"
 #include "sequence/recording.h"
+#include "sequence/result_journal.h"
 #include "sequence/run.h"
 #include "sequence/run_summary.h"
-#include "support/atomic_file.h"
-#include "support/engine.h"
-#include "support/rgb_layout.h"
 #include "support/stopwatch.h"
 #include "support/text.h"
 #include "support/tool_error.h"
@@ -28,53 +30,59 @@
 namespace enhance_depth_tool {
 namespace {
 
-// Frames per second of `stage`, called once per frame.
-template <typename Stage>
-double rate(const char* name, const std::vector<FrameFiles>& frames, const Stage& stage) {
-  const Stopwatch stopwatch;
-  for (const FrameFiles& frame : frames) {
-    stage(frame);
-  }
-  const double result = static_cast<double>(frames.size()) / stopwatch.seconds();
-  std::cout << name << " alone: " << decimals(result, 1) << " frames/s" << std::endl;
-  return result;
+// Of all threads of this process so far.
+double processor_seconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-int measure(const std::string& engine_path, const std::string& recording_path, std::size_t count,
-            const std::string& output_path) {
-  std::vector<FrameFiles> frames = open_recording(recording_path, 0.02).frames;
-  frames.resize(std::min(frames.size(), count));
-  const SequenceOutput output(output_path, true, false);
+struct Figures {
+  double frames_per_second;
+  double processor_seconds_per_frame;
+};
+
+Figures measure(const std::string& engine, const std::vector<FrameFiles>& frames, std::size_t jobs,
+                const std::filesystem::path& folder) {
+  const SequenceOutput output(folder, true, false);
   output.create_folders();
-  Engine engine(engine_path);
-
-  const double reading = rate("reading", frames, [](const FrameFiles& frame) {
-    arrange_rgb(read_color(frame.color), RgbLayout::kPlanar);
-    read_depth(frame.depth, {});
-  });
-  const std::vector<std::uint8_t> rgb = arrange_rgb(read_color(frames[0].color), RgbLayout::kPlanar);
-  const cv::Mat depth = read_depth(frames[0].depth, {});
-  engine.configure(depth.size());
-  const double refining = rate("refining", frames, [&](const FrameFiles&) { engine.process(rgb, depth); });
-  const Refined refined = engine.process(rgb, depth);
-  const double writing = rate("writing", frames, [&](const FrameFiles& frame) {
-    write_file(output.confidence(frame), encode_confidence(refined.confidence));
-    write_file(output.depth(frame), encode_depth(refined.depth));
-  });
-
+  ResultJournal journal(output.journal());
+  journal.write({});
+  EnginePool engines(engine, jobs);
   std::ostringstream ignored;
+  const double processor_before = processor_seconds();
   const Stopwatch stopwatch;
   Progress progress(ignored, {}, static_cast<std::int64_t>(frames.size()),
                     [&] { return stopwatch.seconds(); });
   RunSummary summary;
   SequenceRun::Settings settings;
   settings.interrupted = [] { return false; };
-  SequenceRun(engine, output, nullptr, progress, settings, summary).run(frames);
-  const double together = static_cast<double>(summary.refined) / stopwatch.seconds();
-  std::cout << "all together: " << decimals(together, 1) << " frames/s, "
-            << percent(together / std::min({reading, refining, writing}))
-            << " of the slowest stage's own rate\n";
-  return summary.all_went_well() ? EXIT_SUCCESS : EXIT_FAILURE;
+  SequenceRun(engines, output, journal, nullptr, progress, settings, summary).run(frames);
+  if (!summary.all_went_well()) {
+    throw ToolError(kFramesFailed, "Not all frames were refined: " + ignored.str());
+  }
+  const auto count = static_cast<double>(frames.size());
+  const Figures figures{count / stopwatch.seconds(), (processor_seconds() - processor_before) / count};
+  std::cout << enhance_depth_tool::count(static_cast<std::int64_t>(jobs), "job") << ": "
+            << decimals(figures.frames_per_second, 1) << " frames/s, "
+            << milliseconds(1e3 * figures.processor_seconds_per_frame) << " of processor time per frame"
+            << std::endl;
+  return figures;
+}
+
+void compare(const std::string& engine, const std::string& recording, std::size_t count,
+             const std::filesystem::path& output) {
+  std::vector<FrameFiles> frames = open_recording(recording, 0.02).frames;
+  frames.resize(std::min(frames.size(), count));
+  const std::size_t cores = std::max(1U, std::thread::hardware_concurrency());
+  const Figures one = measure(engine, frames, 1, output / "1");
+  const Figures all = measure(engine, frames, cores, output / std::to_string(cores));
+  const double ideal = static_cast<double>(cores) / one.processor_seconds_per_frame;
+  std::cout << enhance_depth_tool::count(static_cast<std::int64_t>(cores), "core") << " give at most "
+            << decimals(ideal, 1) << " frames/s; reached " << percent(all.frames_per_second / ideal) << "\n";
 }
 
 }  // namespace
@@ -86,7 +94,8 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
   try {
-    return enhance_depth_tool::measure(argv[1], argv[2], std::stoul(argv[3]), argv[4]);
+    enhance_depth_tool::compare(argv[1], argv[2], std::stoul(argv[3]), argv[4]);
+    return EXIT_SUCCESS;
   } catch (const std::exception& error) {
     std::cerr << error.what() << "\n";
     return EXIT_FAILURE;

@@ -280,13 +280,64 @@ class SequenceTest(Case):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertRegex(result.stdout, r"done earlier    [1-9]")
         self.assertEqual(self.content("out"), self.content("whole"))
-        (self.folder / "out/depth/2.png").write_bytes(b"")  # as a power cut may leave it
+        # As a full disk, a user and a power cut may leave them.
+        os.truncate(self.folder / "out/depth/2.png", 100)
+        (self.folder / "out/preview/3.jpg").unlink()
+        (self.folder / "out/confidence/4.tiff").write_bytes(b"")
         again = self.sequence("--output", "out", "--resume", *options)
-        self.assertIn("Refined 1 of 1 frame ", again.stdout)
+        self.assertIn("Refined 3 of 3 frames ", again.stdout)
         self.assertEqual(self.content("out"), self.content("whole"))
         nothing_left = self.sequence("--output", "out", "--resume", *options)
         self.assertEqual(nothing_left.returncode, 0)
-        self.assertIn("Refined 0 of 0 frames", nothing_left.stdout)
+        self.assertIn("Nothing to do: 12 frames refined by an earlier run\n", nothing_left.stdout)
+
+    def test_refines_several_frames_at_a_time_with_the_same_bytes(self):
+        self.make_frames(12)
+        self.write("rec/depth/7.png", depth_png(32, 24))
+        one = self.sequence("--preview", "--output", "one", "--video", "one.avi")
+        for jobs in (3, 0):
+            several = self.sequence("--preview", "--output", f"out{jobs}", "--video", f"{jobs}.avi", "--jobs", jobs)
+            self.assertEqual(several.returncode, 1)
+            self.assertEqual([line for line in several.stderr.splitlines() if "INFO" not in line],
+                             [line for line in one.stderr.splitlines() if "INFO" not in line])
+            self.assertEqual(self.content(f"out{jobs}"), self.content("one"))
+            self.assertEqual((self.folder / f"{jobs}.avi").read_bytes(), (self.folder / "one.avi").read_bytes())
+
+    def test_makes_results_again_that_are_not_of_the_images_that_belong_together(self):
+        self.make_tum()
+        self.assertEqual(self.sequence("--output", "out").returncode, 0)
+        # A recording that moved is the same one, also when its files look new.
+        shutil.copytree(self.folder / "rec", self.folder / "moved")
+        shutil.rmtree(self.folder / "rec")
+        moved = self.sequence("moved", "--resume")
+        self.assertIn("Nothing to do", moved.stdout, moved.stderr)
+        # A closer colour image, a depth image of the same size, one that changed at the same time, a damaged one.
+        with open(self.folder / "moved/rgb.txt", "a", encoding="ascii") as stream:
+            stream.write("1000.043333 color/other.png\n")
+        self.write("moved/color/other.png", png(64, 48, 8, 3, lambda y: bytes(64 * 3)))
+        self.write("moved/depth/2.png", depth_png(64, 48, offset=7))
+        self.write("moved/depth/3.png", b"damaged")
+        before = self.content("out/depth")
+        again = self.sequence("moved", "--resume", "--json", "s.json")
+        self.expect_failure(again, 1, "3.png")
+        self.assertIn("refined again   3 frames whose images changed", again.stdout)
+        self.assertEqual(self.summary()["changed"], 3)
+        after = self.content("out/depth")
+        self.assertEqual({name for name in before if before[name] != after.get(name)}, {"1.png", "2.png", "3.png"})
+        self.assertNotIn("3.png", after, "the result of another image would pass for that of this one")
+        self.assertEqual(len((self.folder / "out/depth.txt").read_text().splitlines()), 2 + 5)
+
+    def test_refuses_what_is_no_description_of_earlier_results(self):
+        self.assertEqual(self.sequence().returncode, 0)
+        manifest = self.folder / "out/run.json"
+        damaged = "out/run.json is missing or damaged"
+        manifest.write_text('{"engine":' + "[" * 200000 + "]" * 200000 + "}")
+        self.expect_failure(self.sequence("--resume"), 2, "with another ")
+        manifest.write_text("[1")
+        self.expect_failure(self.sequence("--resume"), 2, damaged)
+        manifest.unlink()
+        os.mkfifo(manifest)
+        self.expect_failure(self.sequence("--resume", timeout=60), 2, damaged)
 
     def test_needs_no_more_memory_for_a_longer_recording(self):
         self.make_frames(6, 160, 120)
@@ -350,8 +401,8 @@ class SequenceTest(Case):
         self.write("rec/color/2.png", color_png()[:500])
         self.write("rec/depth/4.png", depth_png(32, 24))
         result = self.sequence("--json", "s.json")
-        self.expect_failure(result, 1, "rec/depth/1.png is damaged. Copy or record it again.",
-                            "rec/color/2.png is damaged", "rec/depth/4.png has 32 x 24. Register the depth")
+        self.expect_failure(result, 1, "rec/depth/1.png is cut short or damaged. Copy or record it again.",
+                            "rec/color/2.png is cut short or damaged", "rec/depth/4.png has 32 x 24. Register the depth")
         self.assertNotIn("libpng", result.stderr)
         self.assertIn("Refined 3 of 6 frames", result.stdout)
         self.assertIn("3 failed", result.stdout)
@@ -359,7 +410,7 @@ class SequenceTest(Case):
                          ["rec/depth/1.png", "rec/depth/2.png", "rec/depth/4.png"])
         self.assertEqual(sorted(os.listdir(self.folder / "out/depth")), ["0.png", "3.png", "5.png"])
         strict = self.sequence("--output", "strict", "--strict")
-        self.expect_failure(strict, 1, "stopped before the end", "rec/depth/1.png is damaged",
+        self.expect_failure(strict, 1, "stopped before the end", "rec/depth/1.png is cut short or damaged",
                             "Continue with --resume, without --strict or with that frame mended")
         self.assertEqual(sorted(os.listdir(self.folder / "strict/depth")), ["0.png"])
         video = self.sequence("--output", "video", "--strict", "--video", "v.avi")
@@ -409,7 +460,7 @@ class SequenceTest(Case):
     def test_stops_when_the_disk_is_full_and_leaves_only_whole_files(self):
         self.make_tum()
         result = self.run_on_tmpfs("size=64k", "--confidence", "--json", "s.json")
-        self.expect_failure(result, 1, "stopped before the end: out/confidence/", "No space left on device",
+        self.expect_failure(result, 1, "stopped before the end: out/", "No space left on device",
                             "Make room on the disk", "Continue with --resume.")
         self.assertRegex(result.stdout, r"Refined [1-5] of 6 frames")
         self.assertIn("No space left", self.summary()["stopped_by"])
@@ -461,7 +512,7 @@ class SequenceTest(Case):
         (self.folder / "rec/color").symlink_to("color")  # a link in a circle: there is no way to it
         result = self.sequence("--resume", "--json", "s.json")
         self.expect_failure(result, 1, "The lists are not written: ", "symbolic links")
-        self.assertIn("done earlier    6 frames", result.stdout)
+        self.assertIn("Nothing to do: 6 frames", result.stdout)
         self.assertIsNone(self.summary()["stopped_by"])
         self.assertIn("symbolic links", self.summary()["not_written"][0])
 
@@ -483,6 +534,8 @@ class SequenceTest(Case):
         self.assertEqual(self.sequence("--preview").returncode, 0)
         before = self.content("out")
         shutil.copytree(self.folder / "rec", self.folder / "other")
+        for i in range(self.count):
+            self.write(f"other/depth/{i}.png", depth_png(64, 48, offset=100 + i))
         engine = self.write("other.toml", ENGINE.read_bytes() + b"# another")
         for arguments, differences in ((("other",), "recording"),
                                        (("--engine", engine, "--depth-scale", 5000), "depth scale, engine"),
@@ -497,7 +550,7 @@ class SequenceTest(Case):
         self.expect_failure(self.sequence(), 2, "out/rgb.txt is there already")
         (self.folder / "out/run.json").unlink()
         self.expect_failure(self.sequence("--resume"), 2, "out/run.json is missing or damaged", "another folder")
-        self.assertEqual(self.content("out"), {name: before[name] for name in ("rgb.txt", "depth.txt")})
+        self.assertEqual(self.content("out"), {name: before[name] for name in ("rgb.txt", "depth.txt", "results.jsonl")})
 
     def test_refuses_contradictions(self):
         self.expect_failure(self.sequence("--color", "rec/color", "--depth", "rec/depth"), 2, "excludes")

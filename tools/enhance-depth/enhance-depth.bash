@@ -28,7 +28,7 @@ _enhance_depth() {
       ;;
     sequence)
       options+=' --engine --rgb-layout --color --depth --output --max-difference --confidence --preview --video
-        --resume --strict --depth-scale --json'
+        --resume --strict --jobs --depth-scale --json'
       files=folders  # the recording
       ;;
     bench)
@@ -59,7 +59,7 @@ _enhance_depth() {
       mapfile -t COMPREPLY < <(compgen -W '1000 5000' -- "$current")
       return
       ;;
-    *:--max-difference | *:--frames | *:-n | *:--warm-up | *:--seed | *:--sheet-rows | *:--tolerance) return ;;
+    *:--max-difference | *:--jobs | *:-j | *:--frames | *:-n | *:--warm-up | *:--seed | *:--sheet-rows | *:--tolerance) return ;;
     sequence:--output | sequence:-o | sequence:--color | sequence:-c | sequence:--depth | sequence:-d | \
       evaluate:--color | evaluate:-c | evaluate:--depth | evaluate:-d | evaluate:--truth) files=folders ;;
     sequence:--confidence | sequence:--preview) ;;

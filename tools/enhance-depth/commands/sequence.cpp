@@ -1,11 +1,14 @@
 // enhance-depth sequence: a whole recording, from folder to folder.
 #include <algorithm>
+#include <cstddef>
 #include <exception>
+#include <functional>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -14,14 +17,16 @@
 #include "commands/recording_options.h"
 #include "commands/subcommands.h"
 #include "image/video_file.h"
+#include "sequence/engine_pool.h"
 #include "sequence/folder_lock.h"
 #include "sequence/output.h"
 #include "sequence/progress.h"
 #include "sequence/recording.h"
+#include "sequence/result_journal.h"
+#include "sequence/resume.h"
 #include "sequence/run.h"
-#include "sequence/run_origin.h"
+#include "sequence/run_manifest.h"
 #include "sequence/run_summary.h"
-#include "support/engine.h"
 #include "support/interrupt.h"
 #include "support/json_file.h"
 #include "support/output_path.h"
@@ -45,6 +50,7 @@ struct SequenceOptions {
   fs::path video;
   bool resume = false;
   bool strict = false;
+  std::size_t jobs = 1;
   DepthScale scale;
   fs::path json;
 };
@@ -60,14 +66,6 @@ void check_outputs(const SequenceOptions& options, const Recording& recording, c
 }
 
 std::string ended(const std::string& sentence) { return sentence + (sentence.back() == '.' ? "" : "."); }
-
-// The frames that this run has to refine.
-std::vector<FrameFiles> frames_to_do(const Recording& recording, const SequenceOutput& output) {
-  std::vector<FrameFiles> frames;
-  std::copy_if(recording.frames.begin(), recording.frames.end(), std::back_inserter(frames),
-               [&](const FrameFiles& frame) { return !output.has(frame); });
-  return frames;
-}
 
 // One range for the previews of all frames: that of the first depth that has any. It depends on the recording
 // alone, so that a resumed run makes the same pictures.
@@ -122,74 +120,128 @@ void report(const RunSummary& summary, const SequenceOptions& options) {
   }
 }
 
+// Where the images are: folders or patterns.
+std::vector<fs::path> places_of(const RecordingOptions& recording) {
+  if (!recording.input.empty()) {
+    return {recording.input};
+  }
+  return {recording.color, recording.depth};
+}
+
+std::size_t number_of_engines(const SequenceOptions& options) {
+  return options.jobs > 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
+}
+
+// An engine without confidence shows before anything is on the disk.
+void require_confidence(EnginePool& engines) {
+  const EnginePool::Lease engine = engines.take();
+  const cv::Mat depth = cv::Mat::zeros(480, 640, CV_16UC1);
+  engine->require_confidence(engine->process(Bytes(3 * depth.total()), depth));
+}
+
+// Looks through what an earlier run left, and makes the folders.
+FramesToDo begin(const SequenceOptions& options, const RunManifest& manifest, const Recording& recording,
+                 const SequenceOutput& output, ResultJournal& journal) {
+  const bool of_another_place = output.check_earlier_results(manifest, options.resume);
+  if (options.resume) {
+    journal.load();
+  }
+  FramesToDo to_do = find_frames_to_do(recording, output, journal, of_another_place);
+  output.create_folders();
+  if (!options.json.empty()) {
+    require_writable(options.json, {});
+  }
+  return to_do;
+}
+
+// Notes in the summary what cannot be written at the end of a run.
+void write_or_note(const char* what, const char* remedy, RunSummary& summary,
+                   const std::function<void()>& write) {
+  try {
+    write();
+  } catch (const std::exception& error) {
+    summary.not_written.push_back(std::string(what) + " not written: " + ended(error.what()) + " " + remedy);
+  }
+}
+
+std::vector<std::string> names_of(const Recording& recording) {
+  std::vector<std::string> names;
+  names.reserve(recording.frames.size());
+  for (const FrameFiles& frame : recording.frames) {
+    names.push_back(frame.name);
+  }
+  return names;
+}
+
+// What belongs to the recording as a whole.
+void write_the_whole(const Recording& recording, const SequenceOutput& output, const ResultJournal& journal,
+                     VideoFile* video, RunSummary& summary) {
+  if (summary.stopped_by
+          .empty()) {  // otherwise the lines of this run are there, behind those of earlier ones
+    write_or_note("The list of what the results were made of is", "--resume writes it.", summary,
+                  [&] { journal.write(names_of(recording)); });
+  }
+  if (recording.timed) {
+    write_or_note("The lists are", "--resume writes them.", summary,
+                  [&] { output.write_lists(recording, journal); });
+  }
+  if (video != nullptr) {
+    write_or_note("The video is",
+                  "Leave out --video, or choose another folder with --output for a whole one.", summary, [&] {
+                    if (!summary.stopped_by.empty()) {
+                      throw ToolError(kFramesFailed, "it would pass for that of the whole recording.");
+                    }
+                    video->finish();
+                  });
+  }
+}
+
 int refine_sequence(const SequenceOptions& options) {
   const Recording recording = open_recording(options.recording);
   const SequenceOutput output(options.output, options.confidence, options.preview);
   check_outputs(options, recording, output);
   const RgbLayout layout = choose_rgb_layout(options.engine);
-  Engine engine(options.engine.engine);
-  if (options.confidence) {  // an engine without shows now, before anything is on the disk
-    const cv::Mat depth = cv::Mat::zeros(480, 640, CV_16UC1);
-    engine.require_confidence(engine.process(Bytes(3 * depth.total()), depth));
+  EnginePool engines(options.engine.engine, number_of_engines(options));
+  if (options.confidence) {
+    require_confidence(engines);
   }
-  // Of the folder and the places of its images only one was given.
-  const RunOrigin origin(options.engine, options.recording.input / options.recording.color,
-                         options.recording.input / options.recording.depth, options.scale,
-                         options.recording.max_difference);
   const FolderLock lock = output.lock();
-  output.check_earlier_results(origin, options.resume);
-  output.create_folders();
-  if (!options.json.empty()) {
-    require_writable(options.json, {});
-  }
+  ResultJournal journal(output.journal());
+  const RunManifest manifest(options.engine.engine, places_of(options.recording), options.scale,
+                             options.recording.max_difference);
+  const FramesToDo to_do = begin(options, manifest, recording, output, journal);
   std::optional<VideoFile> video;
   if (!options.video.empty()) {
     video.emplace(options.video, frames_per_second(recording));
   }
-  output.write_origin(origin);
-  const std::vector<FrameFiles> frames = frames_to_do(recording, output);
+  VideoFile* const video_or_null = video ? &*video : nullptr;
+  output.write_manifest(manifest);
+  journal.write(names_of(recording));
 
   RunSummary summary;
   summary.paired = recording.frames.size();
-  summary.done_before = recording.frames.size() - frames.size();
+  summary.done_before = recording.frames.size() - to_do.frames.size();
+  summary.changed = to_do.changed;
   summary.unpaired_color = recording.unpaired_color;
   summary.unpaired_depth = recording.unpaired_depth;
 
   const InterruptGuard interrupt;  // until the summary is out
   const Stopwatch stopwatch;
-  const bool with_pictures = options.preview || video;
-  const ValueRange range = with_pictures ? preview_range(recording, options.scale, interrupt) : ValueRange{};
+  SequenceRun::Settings settings;
+  settings.rgb_layout = layout;
+  settings.scale = options.scale;
+  settings.strict = options.strict;
+  settings.interrupted = [&] { return interrupt.interrupted(); };
+  if (options.preview || video) {
+    settings.preview_range = preview_range(recording, options.scale, interrupt);
+  }
   {
     Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()},
-                      static_cast<std::int64_t>(frames.size()), [&] { return stopwatch.seconds(); });
-    SequenceRun run(engine, output, video ? &*video : nullptr, progress,
-                    {layout, options.scale, range, options.strict, [&] { return interrupt.interrupted(); }},
-                    summary);
-    run.run(frames);
+                      static_cast<std::int64_t>(to_do.frames.size()), [&] { return stopwatch.seconds(); });
+    SequenceRun(engines, output, journal, video_or_null, progress, settings, summary).run(to_do.frames);
   }
   summary.wall_s = stopwatch.seconds();
-  const auto finish = [&](const char* what, const auto& write, const char* remedy) {
-    try {
-      write();
-    } catch (const std::exception& error) {
-      summary.not_written.push_back(std::string(what) + " not written: " + ended(error.what()) + " " +
-                                    remedy);
-    }
-  };
-  if (recording.timed) {
-    const auto write = [&] { output.write_lists(recording); };
-    finish("The lists are", write, "--resume writes them.");
-  }
-  if (video) {
-    const auto write = [&] {
-      if (!summary.stopped_by.empty()) {
-        throw ToolError(kFramesFailed, "it would pass for that of the whole recording.");
-      }
-      video->finish();
-    };
-    finish("The video is", write,
-           "Leave out --video, or choose another folder with --output for a whole one.");
-  }
+  write_the_whole(recording, output, journal, video_or_null, summary);
   report(summary, options);
   return summary.all_went_well() ? kSuccess : kFramesFailed;
 }
@@ -210,6 +262,10 @@ Action add_sequence(CLI::App& app) {
       app.add_flag("--resume", options->resume, "Leave out the frames whose results are there already");
   video->excludes(resume);
   app.add_flag("--strict", options->strict, "Stop at the first frame that fails");
+  app.add_option("-j,--jobs", options->jobs, "Frames to refine at a time; 0 for as many as there are cores")
+      ->check(CLI::Range(std::size_t{0}, std::size_t{256}).description(""))
+      ->type_name("NUMBER")
+      ->capture_default_str();
   add_depth_scale(app, options->scale);
   add_json(app, options->json);
   return [options] { return refine_sequence(*options); };

@@ -1,5 +1,6 @@
 #include "sequence/output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <set>
@@ -51,13 +52,32 @@ fs::path SequenceOutput::preview(const FrameFiles& frame) const {
   return folder_ / "preview" / (frame.name + ".jpg");
 }
 
-bool SequenceOutput::has(const FrameFiles& frame) const {
-  const auto is_there = [](const fs::path& path) {
+std::map<std::string, fs::path> SequenceOutput::files(const FrameFiles& frame) const {
+  std::map<std::string, fs::path> result{{"depth", depth(frame)}};
+  if (with_confidence_) {
+    result["confidence"] = confidence(frame);
+  }
+  if (with_preview_) {
+    result["preview"] = preview(frame);
+  }
+  return result;
+}
+
+bool SequenceOutput::is_complete(const FrameFiles& frame, const ResultRecord& record) const {
+  const std::map<std::string, fs::path> wanted = files(frame);
+  return std::all_of(wanted.begin(), wanted.end(), [&](const auto& file) {
+    const auto recorded = record.bytes.find(file.first);
     std::error_code problem;
-    return fs::is_regular_file(path, problem) && fs::file_size(path, problem) > 0 && !problem;
-  };
-  return is_there(depth(frame)) && (!with_confidence_ || is_there(confidence(frame))) &&
-         (!with_preview_ || is_there(preview(frame)));
+    return recorded != record.bytes.end() && fs::is_regular_file(file.second, problem) &&
+           fs::file_size(file.second, problem) == recorded->second;
+  });
+}
+
+void SequenceOutput::remove(const FrameFiles& frame) const {
+  for (const auto& [kind, path] : files(frame)) {
+    std::error_code ignored;
+    fs::remove(path, ignored);
+  }
 }
 
 std::vector<fs::path> SequenceOutput::folders() const {
@@ -72,14 +92,10 @@ std::vector<fs::path> SequenceOutput::folders() const {
 }
 
 std::vector<fs::path> SequenceOutput::files(const Recording& recording) const {
-  std::vector<fs::path> result{origin_file()};
+  std::vector<fs::path> result{manifest_file(), journal()};
   for (const FrameFiles& frame : recording.frames) {
-    result.push_back(depth(frame));
-    if (with_confidence_) {
-      result.push_back(confidence(frame));
-    }
-    if (with_preview_) {
-      result.push_back(preview(frame));
+    for (const auto& [kind, path] : files(frame)) {
+      result.push_back(path);
     }
   }
   if (recording.timed) {
@@ -107,7 +123,8 @@ void SequenceOutput::require_apart_from(const Recording& recording) const {
   }
 }
 
-void SequenceOutput::check_earlier_results(const RunOrigin& origin, bool resume) const {
+bool SequenceOutput::check_earlier_results(const RunManifest& manifest, bool resume) const {
+  bool of_another_place = false;
   for (const fs::path& path :
        {folder_ / "depth", folder_ / "confidence", folder_ / "preview", rgb_list(), depth_list()}) {
     std::error_code ignored;
@@ -118,8 +135,9 @@ void SequenceOutput::check_earlier_results(const RunOrigin& origin, bool resume)
       throw UsageError(path.string() + " is there already. Continue an earlier run with --resume, or " +
                        "choose another folder with --output.");
     }
-    origin.require_same(origin_file());
+    of_another_place = !manifest.require_same(manifest_file());
   }
+  return of_another_place;
 }
 
 FolderLock SequenceOutput::lock() const {
@@ -133,13 +151,15 @@ void SequenceOutput::create_folders() const {
   }
 }
 
-void SequenceOutput::write_origin(const RunOrigin& origin) const { write_file(origin_file(), origin.text()); }
+void SequenceOutput::write_manifest(const RunManifest& manifest) const {
+  write_file(manifest_file(), manifest.text());
+}
 
-void SequenceOutput::write_lists(const Recording& recording) const {
+void SequenceOutput::write_lists(const Recording& recording, const ResultJournal& journal) const {
   std::vector<TimedFile> color;
   std::vector<TimedFile> depth_maps;
   for (const FrameFiles& frame : recording.frames) {
-    if (has(frame)) {
+    if (journal.find(frame.name) != nullptr) {
       // Only folders are resolved: an image that is a link keeps its name.
       const fs::path place = fs::relative(frame.color.parent_path(), folder_);
       color.push_back({0.0, frame.color_time, place / frame.color.filename()});

@@ -4,7 +4,8 @@
 //   confidence/NAME.tiff   if asked for
 //   preview/NAME.jpg       if asked for
 //   depth.txt, rgb.txt     for a recording with time stamps: with these it has the TUM layout
-//   run.json               what the results were made of
+//   run.json               the engine and options that all results were made with
+//   results.jsonl          what each result was made of
 //
 // The colour images of the TUM layout are those of the recording.
 //
@@ -13,11 +14,14 @@
 #define ENHANCE_DEPTH_TOOL_SEQUENCE_OUTPUT_H
 
 #include <filesystem>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "sequence/folder_lock.h"
 #include "sequence/recording.h"
-#include "sequence/run_origin.h"
+#include "sequence/result_journal.h"
+#include "sequence/run_manifest.h"
 
 namespace enhance_depth_tool {
 
@@ -33,9 +37,14 @@ class SequenceOutput {
   std::filesystem::path confidence(const FrameFiles& frame) const;
   std::filesystem::path preview(const FrameFiles& frame) const;
 
-  // True when all files of the frame are there and not empty. Files are written whole, so that these are
-  // complete.
-  bool has(const FrameFiles& frame) const;
+  // The files of a frame by their kind: depth, confidence and preview, as far as they are wanted.
+  std::map<std::string, std::filesystem::path> files(const FrameFiles& frame) const;
+
+  // Whether all files of the frame are there, of the sizes that they had when they were written.
+  bool is_complete(const FrameFiles& frame, const ResultRecord& record) const;
+
+  // Removes the files of a frame, as far as they are there.
+  void remove(const FrameFiles& frame) const;
 
   // All files that refining `recording` writes into the folder.
   std::vector<std::filesystem::path> files(const Recording& recording) const;
@@ -44,8 +53,9 @@ class SequenceOutput {
   void require_apart_from(const Recording& recording) const;
 
   // Throws a UsageError when an earlier run left any result or list, whatever recording it was over and
-  // whatever this one will write; with `resume`, unless they have the same `origin`.
-  void check_earlier_results(const RunOrigin& origin, bool resume) const;
+  // whatever this one will write; with `resume`, unless they have an equal `manifest`. Returns whether those
+  // of another place may be among them.
+  bool check_earlier_results(const RunManifest& manifest, bool resume) const;
 
   // Creates the folder without those in it, and keeps other runs out. Throws a UsageError when it cannot be
   // created or written to, or when another run holds it.
@@ -55,17 +65,19 @@ class SequenceOutput {
   void create_folders() const;
 
   // Writes run.json. Throws a ToolError.
-  void write_origin(const RunOrigin& origin) const;
+  void write_manifest(const RunManifest& manifest) const;
 
-  // Writes depth.txt and rgb.txt about those frames of a timed `recording` that are there. Throws a
+  std::filesystem::path journal() const { return folder_ / "results.jsonl"; }
+
+  // Writes depth.txt and rgb.txt about those frames of a timed `recording` that are in `journal`. Throws a
   // ToolError.
-  void write_lists(const Recording& recording) const;
+  void write_lists(const Recording& recording, const ResultJournal& journal) const;
 
  private:
   std::vector<std::filesystem::path> folders() const;
   std::filesystem::path rgb_list() const { return folder_ / "rgb.txt"; }
   std::filesystem::path depth_list() const { return folder_ / "depth.txt"; }
-  std::filesystem::path origin_file() const { return folder_ / "run.json"; }
+  std::filesystem::path manifest_file() const { return folder_ / "run.json"; }
 
   std::filesystem::path folder_;
   bool with_confidence_;

@@ -1,100 +1,97 @@
-// Three stages that work at the same time, each on its own item: while one is refined, the next is read and
-// the one before is written. Bounded queues between the stages keep memory flat.
+// Items on their way from a source through work, many at a time, to an end that takes them in their order.
 #ifndef ENHANCE_DEPTH_TOOL_PIPELINE_H
 #define ENHANCE_DEPTH_TOOL_PIPELINE_H
 
+#include <atomic>
 #include <cstddef>
-#include <exception>
 #include <functional>
-#include <mutex>
+#include <memory>
 #include <optional>
-#include <thread>
 #include <utility>
 
-#include "sequence/bounded_queue.h"
+#include <tbb/global_control.h>
+#include <tbb/parallel_pipeline.h>
+#include <tbb/task_arena.h>
 
 namespace enhance_depth_tool {
 
 template <typename Item>
 struct PipelineStages {
-  std::function<std::optional<Item>()> read;  // the next item; nothing when there are no more
-  std::function<void(Item&)> work;            // runs on the thread that called run_pipeline()
-  std::function<void(Item&)> write;
+  std::function<std::optional<Item>()> next;  // one call at a time; nothing when there are no more
+  std::function<void(Item&)> work;            // many calls at a time, each with an item of its own
+  std::function<void(Item&)> finish;          // one call at a time, in the order of next()
 };
 
-// Passes every item through the stages, in order, one thread per stage, with at most `capacity` items waiting
-// before each of the last two. Returns when all are through. When a stage throws, the others end after their
-// current item, what waits is dropped, and the (first) exception is thrown here; so is that of a thread which
-// cannot be started.
-template <typename Item, typename Thread = std::thread>
-void run_pipeline(const PipelineStages<Item>& stages, std::size_t capacity) {
-  BoundedQueue<Item> to_work(capacity);
-  BoundedQueue<Item> to_write(capacity);
-  std::mutex failure_mutex;
-  std::exception_ptr failure;
-  const auto failed = [&] {
-    const std::lock_guard lock(failure_mutex);
-    return failure != nullptr;
-  };
-  // Afterwards no stage can be left waiting for another.
-  const auto close_queues = [&] {
-    to_work.close();
-    to_write.close();
-  };
-  const auto guarded = [&](const auto& stage) {
-    try {
-      stage();
-    } catch (...) {
-      {
-        const std::lock_guard lock(failure_mutex);
-        if (failure == nullptr) {
-          failure = std::current_exception();
-        }
-      }
-      close_queues();
-    }
-  };
-  struct JoinedThread {
-    Thread thread;
-    const decltype(close_queues)& release;
-    ~JoinedThread() {
-      release();
-      thread.join();
-    }
-  };
+struct PipelineLimits {
+  int threads;
+  std::size_t items;  // on their way at a time
+};
 
-  const auto read_all = [&] {
-    while (std::optional<Item> item = stages.read()) {
-      if (!to_work.push(std::move(*item))) {
-        break;
-      }
+namespace pipeline_detail {
+
+// Orders what came before one call of pass() before what comes after the next, on whatever threads. TBB does
+// so too, but in a library that the thread sanitizer does not see.
+class Gate {
+ public:
+  void pass() { passed_.fetch_add(1, std::memory_order_acq_rel); }
+
+ private:
+  std::atomic<unsigned> passed_{0};
+};
+
+template <typename Item>
+struct Parcel {
+  explicit Parcel(Item content) : item(std::move(content)) {}
+  Item item;
+  Gate gate;
+};
+
+}  // namespace pipeline_detail
+
+// Passes every item through the stages. Returns when all are through. When a stage throws, the calls that are
+// under way end, what waits is dropped, and the exception is thrown here.
+template <typename Item>
+void run_pipeline(const PipelineStages<Item>& stages, PipelineLimits limits) {
+  using Parcel = std::shared_ptr<pipeline_detail::Parcel<Item>>;
+  pipeline_detail::Gate source;
+  pipeline_detail::Gate end;
+  const auto read = [&](tbb::flow_control& control) {
+    source.pass();
+    std::optional<Item> item = stages.next();
+    if (!item) {
+      control.stop();
+      return Parcel();
     }
-    to_work.close();
+    const auto parcel = std::make_shared<pipeline_detail::Parcel<Item>>(std::move(*item));
+    parcel->gate.pass();
+    source.pass();
+    return parcel;
   };
-  const auto write_all = [&] {
-    while (std::optional<Item> item = to_write.pop()) {
-      if (failed()) {
-        break;
-      }
-      stages.write(*item);
-    }
+  const auto work = [&](const Parcel& parcel) {
+    parcel->gate.pass();
+    // A thread that waits inside, such as in an image filter of OpenCV's, begins no other item meanwhile.
+    tbb::this_task_arena::isolate([&] { stages.work(parcel->item); });
+    parcel->gate.pass();
+    return parcel;
   };
-  {
-    const JoinedThread reader{Thread([&] { guarded(read_all); }), close_queues};
-    const JoinedThread writer{Thread([&] { guarded(write_all); }), close_queues};
-    guarded([&] {
-      while (std::optional<Item> item = to_work.pop()) {
-        if (failed()) {
-          break;
-        }
-        stages.work(*item);
-        to_write.push(std::move(*item));
-      }
-    });
-  }
-  if (failure != nullptr) {
-    std::rethrow_exception(failure);
-  }
+  const auto finish = [&](const Parcel& parcel) {
+    parcel->gate.pass();
+    end.pass();
+    tbb::this_task_arena::isolate([&] { stages.finish(parcel->item); });
+    end.pass();
+  };
+  // TBB starts no more threads than there are cores unless it is told to; a stage may wait for a disk or a
+  // GPU.
+  const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
+                                    static_cast<std::size_t>(limits.threads));
+  tbb::task_arena arena(limits.threads);
+  arena.execute([&] {
+    tbb::parallel_pipeline(limits.items,
+                           tbb::make_filter<void, Parcel>(tbb::filter_mode::serial_in_order, read) &
+                               tbb::make_filter<Parcel, Parcel>(tbb::filter_mode::parallel, work) &
+                               tbb::make_filter<Parcel, void>(tbb::filter_mode::serial_in_order, finish));
+  });
+  end.pass();
 }
 
 }  // namespace enhance_depth_tool

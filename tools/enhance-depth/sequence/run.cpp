@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "image/preview.h"
+#include "sequence/input_identity.h"
 #include "sequence/pipeline.h"
 #include "support/atomic_file.h"
 #include "support/stopwatch.h"
@@ -12,18 +13,22 @@
 namespace enhance_depth_tool {
 namespace {
 
-// Frames that wait before a stage: enough to bridge a disk's hiccups, and few, because one of the largest
-// size takes half a gigabyte.
-constexpr std::size_t kWaitingFrames = 4;
+// Threads besides those that refine: one reads ahead, one writes.
+constexpr int kOtherThreads = 2;
+
+// Frames besides those that are refined: enough to bridge a disk's hiccups, and few, because one of the
+// largest size takes half a gigabyte.
+constexpr std::size_t kOtherFrames = 6;
 
 constexpr const char* kResume = "Continue with --resume.";
 
 }  // namespace
 
-SequenceRun::SequenceRun(Engine& engine, const SequenceOutput& output, VideoFile* video, Progress& progress,
-                         Settings settings, RunSummary& summary)
-    : engine_(engine),
+SequenceRun::SequenceRun(EnginePool& engines, const SequenceOutput& output, ResultJournal& journal,
+                         VideoFile* video, Progress& progress, Settings settings, RunSummary& summary)
+    : engines_(engines),
       output_(output),
+      journal_(journal),
       video_(video),
       progress_(progress),
       settings_(std::move(settings)),
@@ -32,70 +37,92 @@ SequenceRun::SequenceRun(Engine& engine, const SequenceOutput& output, VideoFile
 void SequenceRun::run(const std::vector<FrameFiles>& frames) {
   std::size_t next = 0;
   PipelineStages<FrameJob> stages;
-  stages.read = [&]() -> std::optional<FrameJob> {
-    if (next == frames.size() || stopping_ || settings_.interrupted()) {
+  stages.next = [&]() -> std::optional<FrameJob> {
+    if (next == frames.size() || ends()) {
       return std::nullopt;
     }
-    return read(frames[next++]);
+    FrameJob job;
+    job.files = &frames[next++];
+    return job;
   };
-  stages.work = [&](FrameJob& job) { refine(job); };
-  stages.write = [&](FrameJob& job) { write(job); };
-  run_pipeline(stages, kWaitingFrames);
+  stages.work = [&](FrameJob& job) { make(job); };
+  stages.finish = [&](FrameJob& job) { finish(job); };
+  run_pipeline(stages, {static_cast<int>(engines_.size()) + kOtherThreads, engines_.size() + kOtherFrames});
   const bool all_through = summary_.refined + summary_.failures.size() == frames.size();
   if (settings_.interrupted() && summary_.stopped_by.empty() && !all_through) {
     stop("interrupted", kResume);
   }
 }
 
-FrameJob SequenceRun::read(const FrameFiles& files) const {
-  FrameJob job;
-  job.files = &files;
-  const Stopwatch stopwatch;
+void SequenceRun::make(FrameJob& job) {
   try {
-    job.color = read_color(files.color);
-    job.depth = read_depth(files.depth, settings_.scale);
-    require_same_size(job.color, files.color.string(), job.depth, files.depth.string());
-    job.rgb = arrange_rgb(job.color, settings_.rgb_layout);
-  } catch (const ToolError& error) {
+    make_results(job);
+  } catch (const UsageError& error) {  // it names the file
     job.failure = error.what();
   } catch (const std::exception& error) {  // such as memory exhaustion
-    job.failure = files.depth.string() + ": " + error.what();
-  }
-  job.input_ms = stopwatch.milliseconds();
-  return job;
-}
-
-void SequenceRun::refine(FrameJob& job) {
-  if (stopping_ || settings_.interrupted()) {
-    job.dropped = true;
-  }
-  if (job.dropped || job.failure) {
-    return;
-  }
-  try {
-    engine_.configure(job.depth.size());
-    const Refined refined = engine_.process(job.rgb, job.depth);
-    job.refined = refined.depth.clone();
-    job.confidence = refined.confidence.clone();
-    job.network_ms = refined.network_ms;
-    job.library_ms = refined.library_ms;
-    job.rgb = Bytes();  // what nobody needs any more does not wait for the disk
-    if (!with_pictures()) {
-      job.color.release();
-    }
-  } catch (const std::exception& error) {
     job.failure = job.files->depth.string() + ": " + error.what();
   }
 }
 
-void SequenceRun::write(FrameJob& job) {
+void SequenceRun::make_results(FrameJob& job) {
+  const FrameFiles& files = *job.files;
+  Stopwatch stopwatch;
+  cv::Mat color;
+  cv::Mat depth;
+  {
+    const IdentifiedInput color_file = read_identified(files.color);
+    const IdentifiedInput depth_file = read_identified(files.depth);
+    job.record.color = color_file.identity;
+    job.record.depth = depth_file.identity;
+    color = decode_color(color_file.content, files.color.string());
+    depth = decode_depth(depth_file.content, files.depth.string(), settings_.scale);
+  }
+  require_same_size(color, files.color.string(), depth, files.depth.string());
+  const Bytes rgb = arrange_rgb(color, settings_.rgb_layout);
+  job.measures.input_ms = stopwatch.milliseconds();
+
+  cv::Mat refined_depth;
+  cv::Mat confidence;
+  {
+    const EnginePool::Lease engine = engines_.take();
+    if (ends()) {
+      job.dropped = true;
+      return;
+    }
+    engine->configure(depth.size());
+    const Refined refined = engine->process(rgb, depth);
+    refined_depth = refined.depth.clone();
+    confidence = refined.confidence.clone();
+    job.measures.network_ms = refined.network_ms;
+    job.measures.library_ms = refined.library_ms;
+  }
+
+  stopwatch = Stopwatch();
+  job.results["depth"] = encode_depth(refined_depth);
+  if (output_.with_confidence()) {
+    job.results["confidence"] = encode_confidence(confidence);
+  }
+  if (with_pictures()) {
+    job.picture =
+        render_preview({color, depth, refined_depth, confidence}, settings_.preview_range, settings_.scale);
+  }
+  if (output_.with_preview()) {
+    job.results["preview"] = encode_picture(job.picture, output_.preview(files));
+  }
+  job.measures.pixels = static_cast<std::int64_t>(depth.total());
+  job.measures.valid_before = cv::countNonZero(depth);
+  job.measures.valid_after = cv::countNonZero(refined_depth);
+  job.measures.output_ms = stopwatch.milliseconds();
+}
+
+void SequenceRun::finish(FrameJob& job) {
   if (stopping_ || job.dropped) {
     return;
   }
   const Stopwatch stopwatch;
   try {
     if (!job.failure) {
-      write_files(job);
+      write(job);
     }
   } catch (const WriteError& error) {
     if (error.concerns_all_files()) {
@@ -116,34 +143,26 @@ void SequenceRun::write(FrameJob& job) {
     }
     return;
   }
-  summary_.times.output.push_back(stopwatch.milliseconds());
-  summary_.times.input.push_back(job.input_ms);
-  summary_.times.network.push_back(job.network_ms);
-  summary_.times.library.push_back(job.library_ms);
-  summary_.pixels += static_cast<std::int64_t>(job.depth.total());
-  summary_.valid_before += cv::countNonZero(job.depth);
-  summary_.valid_after += cv::countNonZero(job.refined);
-  ++summary_.refined;
+  job.measures.output_ms += stopwatch.milliseconds();
+  summary_.add(job.measures);
   progress_.frame_done(false);
 }
 
 // The depth comes last: it is the file that people wait for, and it then stands for a complete frame.
-void SequenceRun::write_files(const FrameJob& job) {
+void SequenceRun::write(FrameJob& job) {
   const FrameFiles& files = *job.files;
-  if (output_.with_confidence()) {
-    write_file(output_.confidence(files), encode_confidence(job.confidence));
-  }
-  if (with_pictures()) {
-    const cv::Mat picture = render_preview({job.color, job.depth, job.refined, job.confidence},
-                                           settings_.preview_range, settings_.scale);
-    if (output_.with_preview()) {
-      write_file(output_.preview(files), encode_picture(picture, output_.preview(files)));
+  const std::map<std::string, std::filesystem::path> paths = output_.files(files);
+  for (const auto& [kind, content] : job.results) {
+    if (kind != "depth") {
+      write_file(paths.at(kind), content);
     }
-    if (video_ != nullptr) {
-      video_->append(picture);
-    }
+    job.record.bytes[kind] = content.size();
   }
-  write_file(output_.depth(files), encode_depth(job.refined));
+  if (video_ != nullptr) {
+    video_->append(job.picture);
+  }
+  write_file(output_.depth(files), job.results.at("depth"));
+  journal_.add(files.name, job.record);
 }
 
 void SequenceRun::stop(const std::string& reason, const std::string& remedy) {

@@ -1,9 +1,11 @@
-// The three stages of refining a recording, and what they found.
+// Refining the frames of a recording, several at a time, and what they came to.
 #ifndef ENHANCE_DEPTH_TOOL_SEQUENCE_RUN_H
 #define ENHANCE_DEPTH_TOOL_SEQUENCE_RUN_H
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,26 +16,24 @@
 #include "image/depth_scale.h"
 #include "image/image_io.h"
 #include "image/video_file.h"
+#include "sequence/engine_pool.h"
 #include "sequence/output.h"
 #include "sequence/progress.h"
 #include "sequence/recording.h"
+#include "sequence/result_journal.h"
 #include "sequence/run_summary.h"
-#include "support/engine.h"
+#include "support/rgb_layout.h"
 
 namespace enhance_depth_tool {
 
-// One frame on its way through the stages. A frame that failed passes the remaining ones untouched, so that
-// the last one, which counts and reports, sees all frames in their order.
+// A frame from its files to the content of its results. One that failed or was dropped comes to the end, too,
+// where all are counted and reported in their order.
 struct FrameJob {
   const FrameFiles* files = nullptr;
-  cv::Mat color;
-  cv::Mat depth;
-  Bytes rgb;
-  cv::Mat refined;
-  cv::Mat confidence;
-  double input_ms = 0.0;
-  double network_ms = 0.0;
-  double library_ms = 0.0;
+  ResultRecord record;
+  std::map<std::string, Bytes> results;  // by kind, as the record's sizes are
+  cv::Mat picture;                       // for the video
+  FrameMeasures measures;
   bool dropped = false;  // the run was stopped before its turn
   std::optional<std::string> failure;
 };
@@ -50,23 +50,30 @@ class SequenceRun {
 
   // What `summary` has about the recording is kept, the rest is added by run(). `video` may be null. All
   // references must outlive this object.
-  SequenceRun(Engine& engine, const SequenceOutput& output, VideoFile* video, Progress& progress,
-              Settings settings, RunSummary& summary);
+  SequenceRun(EnginePool& engines, const SequenceOutput& output, ResultJournal& journal, VideoFile* video,
+              Progress& progress, Settings settings, RunSummary& summary);
 
-  // Refines `frames`. What goes wrong is reported through the progress and in the summary. The engine must
-  // deliver the confidence that the output wants.
+  // Refines `frames`, as many at a time as there are engines; reading and writing others overlap with that.
+  // Results, failures and pictures come in the order of the frames. What goes wrong is reported through the
+  // progress and in the summary. The engines must deliver the confidence that the output wants.
   void run(const std::vector<FrameFiles>& frames);
 
  private:
-  FrameJob read(const FrameFiles& files) const;
-  void refine(FrameJob& job);
+  // On several threads at a time:
+  void make(FrameJob& job);
+  void make_results(FrameJob& job);
+
+  // On one thread at a time:
+  void finish(FrameJob& job);
   void write(FrameJob& job);
-  void write_files(const FrameJob& job);
-  bool with_pictures() const { return output_.with_preview() || video_ != nullptr; }
   void stop(const std::string& reason, const std::string& remedy);
 
-  Engine& engine_;
+  bool with_pictures() const { return output_.with_preview() || video_ != nullptr; }
+  bool ends() const { return stopping_ || settings_.interrupted(); }
+
+  EnginePool& engines_;
   const SequenceOutput& output_;
+  ResultJournal& journal_;
   VideoFile* video_;
   Progress& progress_;
   Settings settings_;

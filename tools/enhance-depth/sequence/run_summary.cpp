@@ -32,6 +32,10 @@ double share(std::int64_t part, std::int64_t whole) {
 
 std::string headline(const RunSummary& summary) {
   const std::size_t to_do = summary.paired - summary.done_before;
+  if (to_do == 0) {
+    return "Nothing to do: " + count(static_cast<std::int64_t>(summary.paired), "frame") +
+           " refined by an earlier run";
+  }
   std::string text = "Refined " + std::to_string(summary.refined) + " of " +
                      count(static_cast<std::int64_t>(to_do), "frame") + " in " + duration(summary.wall_s) +
                      ", " + decimals(rate(summary), 1) + " frames/s";
@@ -42,6 +46,17 @@ std::string headline(const RunSummary& summary) {
 }
 
 }  // namespace
+
+void RunSummary::add(const FrameMeasures& frame) {
+  times.network.push_back(frame.network_ms);
+  times.library.push_back(frame.library_ms);
+  times.input.push_back(frame.input_ms);
+  times.output.push_back(frame.output_ms);
+  pixels += frame.pixels;
+  valid_before += frame.valid_before;
+  valid_after += frame.valid_after;
+  ++refined;
+}
 
 std::string percentile_heading() {
   return "  " + left_aligned("ms per frame") + right_aligned("median") + right_aligned("95 %") +
@@ -67,8 +82,12 @@ nlohmann::ordered_json percentile_json(const std::vector<double>& times) {
 
 std::string to_text(const RunSummary& summary) {
   std::string text = highlighted(headline(summary), Highlight::kHeading, StandardStream::kOutput) + "\n";
-  if (summary.done_before > 0) {
+  if (summary.done_before > 0 && summary.done_before < summary.paired) {
     text += "  done earlier    " + count(static_cast<std::int64_t>(summary.done_before), "frame") + "\n";
+  }
+  if (summary.changed > 0) {
+    text += "  refined again   " + count(static_cast<std::int64_t>(summary.changed), "frame") +
+            " whose images changed\n";
   }
   if (summary.unpaired_color + summary.unpaired_depth > 0) {
     text += "  left out        " + count(static_cast<std::int64_t>(summary.unpaired_color), "colour image") +
@@ -97,6 +116,7 @@ nlohmann::ordered_json to_json(const RunSummary& summary) {
   }
   return {{"frames", summary.paired},
           {"done_before", summary.done_before},
+          {"changed", summary.changed},
           {"refined", summary.refined},
           {"failed", summary.failures.size()},
           {"failures", failures},

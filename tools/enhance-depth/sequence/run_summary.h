@@ -19,6 +19,17 @@ struct FrameTimes {
   std::vector<double> output;  // encoding and writing, previews included
 };
 
+// What was measured of one refined frame; milliseconds, and pixels.
+struct FrameMeasures {
+  double network_ms = 0.0;
+  double library_ms = 0.0;
+  double input_ms = 0.0;
+  double output_ms = 0.0;
+  std::int64_t pixels = 0;
+  std::int64_t valid_before = 0;
+  std::int64_t valid_after = 0;
+};
+
 struct FrameFailure {
   std::string frame;  // its depth image
   std::string reason;
@@ -28,6 +39,7 @@ struct RunSummary {
   std::size_t paired = 0;          // frames of the recording
   std::size_t done_before = 0;     // of these, refined by an earlier run
   std::size_t refined = 0;         // by this run
+  std::size_t changed = 0;         // frames to refine that had a result of other images
   std::size_t unpaired_color = 0;  // images without a partner
   std::size_t unpaired_depth = 0;
   std::vector<FrameFailure> failures;
@@ -39,6 +51,9 @@ struct RunSummary {
   std::int64_t pixels = 0;  // of all refined frames
   std::int64_t valid_before = 0;
   std::int64_t valid_after = 0;
+
+  // One more frame was refined.
+  void add(const FrameMeasures& frame);
 
   bool all_went_well() const { return failures.empty() && stopped_by.empty() && not_written.empty(); }
 };

@@ -41,6 +41,22 @@ bool Descriptor::close() {
   return descriptor < 0 || ::close(descriptor) == 0;
 }
 
+bool Descriptor::write_all(const void* data, std::size_t size) {
+  const char* next = static_cast<const char*>(data);
+  while (size > 0) {
+    const ssize_t written = write(descriptor_, next, size);
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written < 0) {
+      return false;
+    }
+    next += written;
+    size -= static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
 AtomicFile::AtomicFile(fs::path target) : target_(std::move(target)) {
   const fs::path folder = target_.parent_path();
   descriptor_.reset(open_nameless(folder.empty() ? "." : folder));
@@ -53,17 +69,8 @@ AtomicFile::AtomicFile(fs::path target) : target_(std::move(target)) {
 }
 
 void AtomicFile::write(const void* data, std::size_t size) {
-  const char* next = static_cast<const char*>(data);
-  while (size > 0) {
-    const ssize_t written = ::write(descriptor_.get(), next, size);
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written < 0) {
-      fail();
-    }
-    next += written;
-    size -= static_cast<std::size_t>(written);
+  if (!descriptor_.write_all(data, size)) {
+    fail();
   }
 }
 

@@ -23,7 +23,8 @@ class Descriptor {
 
   int get() const { return descriptor_; }
   void reset(int descriptor);
-  bool close();  // false, with errno, when what was written may be lost
+  bool write_all(const void* data, std::size_t size);  // false with errno; some of it may then be written
+  bool close();                                        // false, with errno, when what was written may be lost
 
  private:
   int descriptor_;

@@ -1,6 +1,5 @@
 #include "support/engine.h"
 
-#include <cstring>
 #include <string>
 
 #include "support/stopwatch.h"
@@ -9,27 +8,11 @@
 namespace enhance_depth_tool {
 namespace {
 
-// The out-place for the library's record; frees what is in it.
-class ErrorPlace {
- public:
-  ErrorPlace() = default;
-  ErrorPlace(const ErrorPlace&) = delete;
-  ErrorPlace& operator=(const ErrorPlace&) = delete;
-  ~ErrorPlace() { enhance_delete_error(error_); }
-
-  enhance_error** address() { return &error_; }
-
-  // The record; when there was no memory for one, the text of `handle`'s last failure, with no code.
-  enhance_error record(enhance_depth_handle handle) const {
-    if (error_ != nullptr) return *error_;
-    enhance_error text_only{};
-    std::strncpy(text_only.message, enhance_depth_get_last_error(handle), sizeof text_only.message - 1);
-    return text_only;
-  }
-
- private:
-  enhance_error* error_ = nullptr;
-};
+// OpenCV has no image of constant pixels; nothing here writes to them.
+template <typename T>
+cv::Mat borrowed(const enhance_depth::BorrowedImage<T>& image, int type) {
+  return cv::Mat(image.height(), image.width(), type, const_cast<T*>(image.data()));
+}
 
 // What a person can do about it; empty where nothing general can be said.
 const char* remedy(std::int32_t code) {
@@ -67,61 +50,62 @@ const char* remedy(std::int32_t code) {
   }
 }
 
-std::string sentence(const std::string& what_failed, const enhance_error& record) {
-  std::string message = record.message;
+// The library's text about `error` in full: the record may have only its beginning.
+std::string full_message(const enhance_depth::Error& error, enhance_depth_handle handle) {
+  const std::string beginning = error.what();
+  const std::string last = enhance_depth_get_last_error(handle);
+  return last.compare(0, beginning.size(), beginning) == 0 ? last : beginning;
+}
+
+std::string sentence(const std::string& what_failed, std::string message, std::int32_t code) {
   while (!message.empty() && message.back() == '.') message.pop_back();
-  const std::string code = record.error_code == 0 ? "" : " (code " + std::to_string(record.error_code) + ")";
-  return what_failed + ": " + message + code + "." + remedy(record.error_code);
+  return what_failed + ": " + message + " (code " + std::to_string(code) + ")." + remedy(code);
+}
+
+enhance_depth::Engine load(const std::filesystem::path& path) {
+  try {
+    return enhance_depth::Engine(path.string());
+  } catch (const enhance_depth::Error& error) {
+    throw EngineError(kEngineNotLoaded, "The engine " + path.string() + " cannot be loaded", error, nullptr);
+  }
 }
 
 }  // namespace
 
-EngineError::EngineError(ExitStatus exit_status, const std::string& what_failed, const enhance_error& record)
-    : ToolError(exit_status, sentence(what_failed, record)), record_(record) {}
+EngineError::EngineError(ExitStatus exit_status, const std::string& what_failed,
+                         const enhance_depth::Error& error, enhance_depth_handle handle)
+    : ToolError(exit_status, sentence(what_failed, full_message(error, handle), error.code())) {}
 
-Engine::Engine(const std::filesystem::path& path) : path_(path), size_(640, 480) {
-  ErrorPlace error;
-  handle_.reset(enhance_depth_create(path.c_str(), error.address()));
-  if (!handle_) {
-    throw EngineError(kEngineNotLoaded, "The engine " + path.string() + " cannot be loaded",
-                      error.record(handle_.get()));
-  }
-}
+Engine::Engine(const std::filesystem::path& path) : path_(path), engine_(load(path)), size_(640, 480) {}
 
 void Engine::configure(cv::Size size) {
   if (size == size_) return;
-  ErrorPlace error;
-  size_ = cv::Size();  // after a failure the handle has no size
-  if (enhance_depth_reset(handle_.get(), size.width, size.height, error.address()) == 0) {
+  size_ = cv::Size();  // after a failure the engine has no size
+  try {
+    engine_.reset(size.width, size.height);
+  } catch (const enhance_depth::Error& error) {
     throw EngineError(kFramesFailed,
                       "The engine " + path_.string() + " cannot be set up for " +
                           image_size(size.width, size.height) + " pixels",
-                      error.record(handle_.get()));
+                      error, engine_.handle());
   }
   size_ = size;
 }
 
 Refined Engine::process(const std::vector<std::uint8_t>& rgb, const cv::Mat& depth) {
-  enhance_depth_input input{};
-  input.rgb = rgb.data();
-  input.rgb_stride = static_cast<std::int32_t>(rgb.size());
-  input.depth = depth.ptr<std::uint16_t>();
-  input.depth_stride = static_cast<std::int32_t>(depth.total() * sizeof(std::uint16_t));
-  input.height = depth.rows;
-  input.width = depth.cols;
-
-  enhance_depth_output output{};
-  ErrorPlace error;
+  const enhance_depth::Frame frame{depth.cols, depth.rows, rgb, {depth.ptr<std::uint16_t>(), depth.total()}};
   const Stopwatch stopwatch;
-  if (enhance_depth_process(handle_.get(), &input, &output, error.address()) == 0) {
-    throw EngineError(kFramesFailed, "The frame cannot be refined", error.record(handle_.get()));
+  try {
+    const enhance_depth::RefinedFrame result = engine_.process(frame);
+    Refined refined;
+    refined.library_ms = stopwatch.milliseconds();
+    refined.network_ms = static_cast<double>(engine_.last_inference_time().value_or(0.0F));
+    refined.depth = borrowed(result.depth, CV_16UC1);
+    if (result.confidence) refined.confidence = borrowed(*result.confidence, CV_32FC1);
+    return refined;
+  } catch (const enhance_depth::Error& error) {
+    throw EngineError(kFramesFailed, "The frame cannot be refined", error, engine_.handle());
   }
-  Refined refined;
-  refined.library_ms = stopwatch.milliseconds();
-  refined.network_ms = static_cast<double>(enhance_GetLastInferenceTime(handle_.get()));
-  refined.depth = cv::Mat(depth.size(), CV_16UC1, output.pred);
-  if (output.conf != nullptr) refined.confidence = cv::Mat(depth.size(), CV_32FC1, output.conf);
-  return refined;
 }
 
 void Engine::require_confidence(const Refined& refined) const {

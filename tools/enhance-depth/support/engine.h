@@ -1,15 +1,14 @@
-// The library's handle as an owning object, its failures as exceptions that carry the library's record.
+// The library's C++ interface for OpenCV's images, and its failures in the tool's words.
 #ifndef ENHANCE_DEPTH_TOOL_ENGINE_H
 #define ENHANCE_DEPTH_TOOL_ENGINE_H
 
 #include <cstdint>
 #include <filesystem>
-#include <memory>
 #include <vector>
 
 #include <opencv2/core.hpp>
 
-#include "enhance_depth.h"
+#include "enhance_depth.hpp"
 #include "support/tool_error.h"
 
 namespace enhance_depth_tool {
@@ -17,11 +16,10 @@ namespace enhance_depth_tool {
 // A failed call of the library. what() is "<what failed>: <library's message> (code N). <remedy>".
 class EngineError : public ToolError {
  public:
-  EngineError(ExitStatus exit_status, const std::string& what_failed, const enhance_error& record);
-  const enhance_error& record() const noexcept { return record_; }
-
- private:
-  enhance_error record_;
+  // The message is that of the last error of `handle`, or of this thread when it is null: unlike the
+  // record's, it is never cut short.
+  EngineError(ExitStatus exit_status, const std::string& what_failed, const enhance_depth::Error& error,
+              enhance_depth_handle handle);
 };
 
 // One result. Both images are borrowed from the engine: copy them to keep them beyond its next call.
@@ -50,11 +48,8 @@ class Engine {
   void require_confidence(const Refined& refined) const;
 
  private:
-  struct Destroy {
-    void operator()(enhance_depth_handle handle) const { enhance_depth_destroy(handle); }
-  };
-  std::unique_ptr<enhance_depth_engine, Destroy> handle_;
   std::filesystem::path path_;
+  enhance_depth::Engine engine_;
   cv::Size size_;
 };
 

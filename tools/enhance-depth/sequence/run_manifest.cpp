@@ -1,12 +1,13 @@
-#include "sequence/run_origin.h"
+#include "sequence/run_manifest.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
-#include <vector>
 
 #include <nlohmann/json.hpp>
 #include <zlib.h>
 
+#include "support/input_file.h"
 #include "support/json_file.h"
 #include "support/output_path.h"
 #include "support/tool_error.h"
@@ -15,6 +16,8 @@ namespace enhance_depth_tool {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* kPlaces = "recording";
 
 // Piece by piece: an engine may be larger than the memory that is left.
 nlohmann::ordered_json describe_content(const fs::path& path) {
@@ -30,29 +33,43 @@ nlohmann::ordered_json describe_content(const fs::path& path) {
   return {{"bytes", size}, {"crc32", checksum}};
 }
 
+nlohmann::ordered_json canonical(const std::vector<fs::path>& places) {
+  nlohmann::ordered_json result = nlohmann::ordered_json::array();
+  for (const fs::path& place : places) {
+    result.push_back(canonical_path(place).string());
+  }
+  return result;
+}
+
 }  // namespace
 
-RunOrigin::RunOrigin(const EngineOptions& engine, const fs::path& color, const fs::path& depth,
-                     DepthScale scale, double max_difference)
-    : text_(
-          json_text({{"engine", describe_content(engine.engine)},
-                     {"recording",
-                      {{"color", canonical_path(color).string()}, {"depth", canonical_path(depth).string()}}},
-                     {"depth_scale", scale.units_per_metre},
-                     {"max_difference", max_difference}})) {}
+RunManifest::RunManifest(const fs::path& engine, const std::vector<fs::path>& places, DepthScale scale,
+                         double max_difference)
+    : text_(json_text({{"engine", describe_content(engine)},
+                       {kPlaces, canonical(places)},
+                       {"depth_scale", scale.units_per_metre},
+                       {"max_difference", max_difference}})) {}
 
-void RunOrigin::require_same(const fs::path& file) const {
-  std::ifstream stream(file);
-  const auto earlier = nlohmann::json::parse(stream, nullptr, false);
+bool RunManifest::require_same(const fs::path& file) const {
+  constexpr std::uintmax_t kLargest = std::uintmax_t{1} << 20;
+  nlohmann::json earlier;
+  if (type_of(file) == fs::file_type::regular) {
+    const Bytes bytes = read_file(file, "list of what results were made of", kLargest);
+    earlier = parse_json({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  }
   if (!earlier.is_object()) {
     throw UsageError(file.string() +
                      " is missing or damaged, and nothing else tells what the results beside " +
                      "it were made of. Choose another folder with --output.");
   }
-  const auto present = nlohmann::json::parse(text_);
   std::string differences;
+  bool same_place = true;
+  const nlohmann::json present = parse_json(text_);
   for (const auto& [name, value] : present.items()) {
-    if (earlier.value(name, nlohmann::json()) != value) {
+    const bool same = earlier.value(name, nlohmann::json()) == value;
+    if (name == kPlaces) {
+      same_place = same;
+    } else if (!same) {
       differences += (differences.empty() ? "" : ", ") + name;
     }
   }
@@ -61,6 +78,7 @@ void RunOrigin::require_same(const fs::path& file) const {
     throw UsageError("The results beside " + file.string() + " were made with another " + differences +
                      ". Choose another folder with --output, or continue with what the file names.");
   }
+  return same_place;
 }
 
 }  // namespace enhance_depth_tool

@@ -1,0 +1,34 @@
+// Which file a result was made of.
+#ifndef ENHANCE_DEPTH_TOOL_INPUT_IDENTITY_H
+#define ENHANCE_DEPTH_TOOL_INPUT_IDENTITY_H
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "support/input_file.h"
+
+namespace enhance_depth_tool {
+
+struct InputIdentity {
+  std::string file;  // its name without folders: a recording may move
+  std::uintmax_t bytes = 0;
+  std::int64_t modified_ns = 0;
+  std::uint32_t crc32 = 0;
+};
+
+struct IdentifiedInput {
+  Bytes content;
+  InputIdentity identity;
+};
+
+// The content of an image file with its identity. Throws as read_file() does.
+IdentifiedInput read_identified(const std::filesystem::path& path);
+
+// Whether `path` has the content that it had: reads it only when name or time of the last change differ. A
+// file that cannot be looked at is not known to have another.
+bool has_content_of(const InputIdentity& identity, const std::filesystem::path& path);
+
+}  // namespace enhance_depth_tool
+
+#endif  // ENHANCE_DEPTH_TOOL_INPUT_IDENTITY_H
