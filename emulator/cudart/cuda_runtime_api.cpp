@@ -76,7 +76,9 @@ cudaError_t released(bool was_there, cudaError_t otherwise) {
 template <typename Handle>
 cudaError_t created(cudaError_t status, Handle* place) {
   constexpr std::uintptr_t kAnything = 0x5A5A'5A5A'5A5A'5A50;
-  if (status != cudaSuccess && place != nullptr) *place = reinterpret_cast<Handle>(kAnything);
+  if (status != cudaSuccess && place != nullptr) {
+    *place = reinterpret_cast<Handle>(kAnything);
+  }
   return status;
 }
 

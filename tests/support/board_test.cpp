@@ -10,8 +10,12 @@ Frame::Frame(int image_width, int image_height, unsigned seed)
       rgb(static_cast<std::size_t>(image_width) * static_cast<std::size_t>(image_height) * 3),
       depth(rgb.size() / 3) {
   std::minstd_rand random(seed);
-  for (auto& byte : rgb) byte = static_cast<std::uint8_t>(random() >> 8U);
-  for (auto& pixel : depth) pixel = static_cast<std::uint16_t>(random() >> 8U);
+  for (auto& byte : rgb) {
+    byte = static_cast<std::uint8_t>(random() >> 8U);
+  }
+  for (auto& pixel : depth) {
+    pixel = static_cast<std::uint16_t>(random() >> 8U);
+  }
 }
 
 enhance_depth_input Frame::input() const {

@@ -23,12 +23,16 @@ void read_png_header(const std::uint8_t* data, std::size_t size, ImageHeader& he
   constexpr int kChannelsOfColorType[] = {1, 0, 3, 3, 2, 0, 4};  // grey, RGB, palette, grey and alpha, RGBA
   constexpr int kPalette = 3;
   header.fault = kDamaged;
-  if (size < kHeaderEnd || data[25] >= std::size(kChannelsOfColorType)) return;
+  if (size < kHeaderEnd || data[25] >= std::size(kChannelsOfColorType)) {
+    return;
+  }
   header.width = read_big_endian(data + 16, 4);
   header.height = read_big_endian(data + 20, 4);
   header.bits = data[25] == kPalette ? 8 : data[24];
   header.channels = kChannelsOfColorType[data[25]];
-  if (header.channels != 0 && is_intact_png(data, size)) header.fault.clear();
+  if (header.channels != 0 && is_intact_png(data, size)) {
+    header.fault.clear();
+  }
 }
 
 }  // namespace
@@ -57,7 +61,9 @@ ImageHeader read_image_header(const std::uint8_t* data, std::size_t size) {
   };
   ImageHeader header;
   for (const auto& candidate : kFormats) {
-    if (!starts_with(data, size, candidate.signature)) continue;
+    if (!starts_with(data, size, candidate.signature)) {
+      continue;
+    }
     header.format = candidate.format;
     candidate.read(data, size, header);
     break;
@@ -85,7 +91,9 @@ std::string name_of_other_format(const std::uint8_t* data, std::size_t size) {
       {"\0\0\0\fjP  "sv, "a JPEG 2000 image"},
   };
   for (const auto& [signature, name] : kFormats) {
-    if (starts_with(data, size, signature)) return name;
+    if (starts_with(data, size, signature)) {
+      return name;
+    }
   }
   if (size >= 12 && starts_with(data, size, "RIFF"sv) && starts_with(data + 8, size - 8, "WEBP"sv)) {
     return "a WebP image";

@@ -75,7 +75,9 @@ cv::Mat plain_pixels(const Bytes& file, const ImageHeader& header) {
   cv::Mat image(static_cast<int>(header.height), static_cast<int>(header.width),
                 CV_MAKETYPE(depth, header.channels));
   const std::size_t bytes = image.total() * image.elemSize();
-  if (header.pixels_at > file.size() || file.size() - header.pixels_at < bytes) return {};
+  if (header.pixels_at > file.size() || file.size() - header.pixels_at < bytes) {
+    return {};
+  }
   std::memcpy(image.data, file.data() + header.pixels_at, bytes);
   if (header.big_endian) {
     const std::size_t length = image.elemSize1();
@@ -167,8 +169,12 @@ cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scal
         (header.bits == 8 ? ". Give the camera's depth values, not a picture made of them." : "."));
   }
   const cv::Mat image = decode(file, name, header);
-  if (image.type() == CV_16UC1) return image;
-  if (image.type() == CV_32FC1 || image.type() == CV_64FC1) return from_metres(image, scale);
+  if (image.type() == CV_16UC1) {
+    return image;
+  }
+  if (image.type() == CV_32FC1 || image.type() == CV_64FC1) {
+    return from_metres(image, scale);
+  }
   throw UsageError(name + " is not stored as plain pixels. " + kDepthNeeded + ".");
 }
 

@@ -29,7 +29,9 @@ std::uint8_t next_marker(const std::uint8_t* data, std::size_t size, std::size_t
   while (at + 1 < size) {
     const bool found = data[at] == 0xff && data[at + 1] != 0xff && data[at + 1] != 0;
     at += found ? 2 : 1;
-    if (found) return data[at - 1];
+    if (found) {
+      return data[at - 1];
+    }
   }
   return 0;
 }
@@ -44,16 +46,26 @@ void read_jpeg_header(const std::uint8_t* data, std::size_t size, ImageHeader& h
   int scans = 0;
   std::size_t at = 2;
   for (std::uint8_t marker = next_marker(data, size, at); marker != 0; marker = next_marker(data, size, at)) {
-    if (has_no_length(marker)) continue;
+    if (has_no_length(marker)) {
+      continue;
+    }
     if (marker == kEndOfImage) {
-      if (header.channels != 0 && scans > 0) header.fault.clear();
+      if (header.channels != 0 && scans > 0) {
+        header.fault.clear();
+      }
       return;
     }
-    if (marker == kStartOfImage || at + 2 > size) return;
+    if (marker == kStartOfImage || at + 2 > size) {
+      return;
+    }
     const std::size_t length = read_big_endian(data + at, 2);
-    if (length < 2 || length > size - at) return;
+    if (length < 2 || length > size - at) {
+      return;
+    }
     if (is_start_of_frame(marker)) {
-      if (length < 8 || header.channels != 0) return;  // a second frame
+      if (length < 8 || header.channels != 0) {
+        return;  // a second frame
+      }
       header.bits = data[at + 2];
       header.height = read_big_endian(data + at + 3, 2);
       header.width = read_big_endian(data + at + 5, 2);

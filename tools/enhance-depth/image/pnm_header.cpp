@@ -20,7 +20,9 @@ std::int64_t take_number(std::string_view& text) {
   std::size_t digits = 0;
   std::int64_t number = 0;
   for (; digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
-    if (digits == kMostDigits) return -1;
+    if (digits == kMostDigits) {
+      return -1;
+    }
     number = number * 10 + (text[digits] - '0');
   }
   text.remove_prefix(digits);
@@ -36,12 +38,16 @@ void read_pnm_header(const std::uint8_t* data, std::size_t size, ImageHeader& he
   header.width = take_number(rest);
   header.height = take_number(rest);
   const std::int64_t largest = take_number(rest);
-  if (header.width < 0 || header.height < 0 || largest < 1 || largest > 65535 || rest.empty()) return;
+  if (header.width < 0 || header.height < 0 || largest < 1 || largest > 65535 || rest.empty()) {
+    return;
+  }
   header.bits = largest > 255 ? 16 : 8;
   header.channels = file[1] == '5' ? 1 : 3;
   header.big_endian = true;
   header.pixels_at = file.size() - rest.size() + 1;  // one white space
-  if (!is_space(rest.front())) return;
+  if (!is_space(rest.front())) {
+    return;
+  }
   header.fault.clear();
   if (header.bits == 8 && largest != 255) {
     header.fault = "goes from 0 to " + std::to_string(largest) + " and not to 255";

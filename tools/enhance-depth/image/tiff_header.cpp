@@ -32,11 +32,15 @@ class Directory {
   bool read() {
     const auto offset = number(4, 4);
     const auto entries = offset ? number(*offset, 2) : std::nullopt;
-    if (!entries) return false;
+    if (!entries) {
+      return false;
+    }
     for (std::uint32_t i = 0; i < *entries; ++i) {
       constexpr std::size_t kEntrySize = 12;
       const std::size_t at = *offset + 2 + i * kEntrySize;
-      if (at + kEntrySize > size_) return false;
+      if (at + kEntrySize > size_) {
+        return false;
+      }
       entries_.emplace(*number(at, 2), at);
     }
     return true;
@@ -49,17 +53,23 @@ class Directory {
     constexpr std::uint32_t kLong = 4;
     constexpr std::uint32_t kMostSamples = 8;
     const auto entry = entries_.find(tag);
-    if (entry == entries_.end()) return absent;
+    if (entry == entries_.end()) {
+      return absent;
+    }
     const std::size_t at = entry->second;
     const std::uint32_t type = *number(at + 2, 2);
     const std::uint32_t count = *number(at + 4, 4);
-    if ((type != kShort && type != kLong) || count < 1 || count > kMostSamples) return std::nullopt;
+    if ((type != kShort && type != kLong) || count < 1 || count > kMostSamples) {
+      return std::nullopt;
+    }
     const int bytes = type == kShort ? 2 : 4;
     const bool inside = count * static_cast<std::uint32_t>(bytes) <= 4;
     const std::size_t first = inside ? at + 8 : *number(at + 8, 4);
     std::optional<std::uint32_t> common = number(first, bytes);
     for (std::uint32_t i = 1; i < count && common; ++i) {
-      if (number(first + i * static_cast<std::uint32_t>(bytes), bytes) != common) return std::nullopt;
+      if (number(first + i * static_cast<std::uint32_t>(bytes), bytes) != common) {
+        return std::nullopt;
+      }
     }
     return common;
   }
@@ -67,7 +77,9 @@ class Directory {
  private:
   // Of `bytes` bytes at an offset of the file; nothing when they are not there.
   std::optional<std::uint32_t> number(std::size_t at, int bytes) const {
-    if (at > size_ || size_ - at < static_cast<std::size_t>(bytes)) return std::nullopt;
+    if (at > size_ || size_ - at < static_cast<std::size_t>(bytes)) {
+      return std::nullopt;
+    }
     std::uint32_t result = 0;
     for (int i = 0; i < bytes; ++i) {
       result = result << 8 | data_[at + static_cast<std::size_t>(big_endian_ ? i : bytes - 1 - i)];
@@ -86,13 +98,17 @@ class Directory {
 void read_tiff_header(const std::uint8_t* data, std::size_t size, ImageHeader& header) {
   header.fault = kDamaged;
   Directory directory(data, size);
-  if (!directory.read()) return;
+  if (!directory.read()) {
+    return;
+  }
   const auto width = directory.value(kWidth, 0);
   const auto height = directory.value(kHeight, 0);
   const auto bits = directory.value(kBitsPerSample, 1);
   const auto channels = directory.value(kSamplesPerPixel, 1);
   const auto format = directory.value(kSampleFormat, 1);
-  if (!width || !height || !bits || !channels || !format || *bits > 64 || *channels > 64) return;
+  if (!width || !height || !bits || !channels || !format || *bits > 64 || *channels > 64) {
+    return;
+  }
   header.width = *width;
   header.height = *height;
   header.bits = static_cast<int>(*bits);
@@ -115,7 +131,9 @@ void read_tiff_header(const std::uint8_t* data, std::size_t size, ImageHeader& h
   const bool is_modest =
       tile_width && tile_height && *tile_width <= kLongestTile && *tile_height <= kLongestTile;
   const bool is_interleaved = *channels == 1 || directory.value(kPlanarConfiguration, 1) == 1U;
-  if (is_lossless && is_plain && is_modest && is_interleaved && *format <= 3) header.fault.clear();
+  if (is_lossless && is_plain && is_modest && is_interleaved && *format <= 3) {
+    header.fault.clear();
+  }
 }
 
 }  // namespace enhance_depth_tool

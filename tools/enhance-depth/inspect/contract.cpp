@@ -43,13 +43,19 @@ const TensorInfo* find_tensor(const ModelInfo& model, const std::string& name) {
 
 // The shape that an input takes for an image of kHeight x kWidth pixels; empty when no rank fits.
 Shape wanted_shape(const std::string& name, std::size_t rank) {
-  if (name == "rgb" && rank == 3) return {kHeight, kWidth, 3};
-  if (rank == 4) return {1, name == "rgb" ? 3 : 1, kHeight, kWidth};
+  if (name == "rgb" && rank == 3) {
+    return {kHeight, kWidth, 3};
+  }
+  if (rank == 4) {
+    return {1, name == "rgb" ? 3 : 1, kHeight, kWidth};
+  }
   return {};
 }
 
 const char* wanted_text(const std::string& name, std::size_t rank) {
-  if (name == "dep") return "(1, 1, H, W)";
+  if (name == "dep") {
+    return "(1, 1, H, W)";
+  }
   return rank == 3 ? "(H, W, 3)" : rank == 4 ? "(1, 3, H, W)" : "(1, 3, H, W) or (H, W, 3)";
 }
 
@@ -72,9 +78,13 @@ class Checker {
   explicit Checker(const ModelInfo& model) : model_(model) {}
 
   std::vector<Violation> run() {
-    for (const Role& role : kRoles) check_role(role);
+    for (const Role& role : kRoles) {
+      check_role(role);
+    }
     check_other_tensors();
-    if (model_.profiles) check_profiles(*model_.profiles);
+    if (model_.profiles) {
+      check_profiles(*model_.profiles);
+    }
     return std::move(violations_);
   }
 
@@ -140,7 +150,9 @@ class Checker {
     }
     bool size_fits = true;
     for (std::size_t i = 0; i < shape.size(); ++i) {
-      if (shape[i] < 0 || shape[i] == wanted[i]) continue;
+      if (shape[i] < 0 || shape[i] == wanted[i]) {
+        continue;
+      }
       if (wanted[i] != kHeight && wanted[i] != kWidth) {
         violation(name, "its shape is " + shape_text(shape) + "; make it " + wanted_form + ".");
         return;
@@ -186,7 +198,9 @@ class Checker {
   void check_other_tensors() {
     const std::size_t count = model_.tensors.size();
     for (const TensorInfo& tensor : model_.tensors) {
-      if (is_role(tensor.name)) continue;
+      if (is_role(tensor.name)) {
+        continue;
+      }
       violation(display_name(tensor.name),
                 std::string("the library knows no such ") + direction_name(tensor.direction) +
                     " and leaves it unbound, with which TensorRT does not run; remove or rename it.");
@@ -208,8 +222,12 @@ class Checker {
     std::string refusals;
     for (std::size_t i = 0; i < profiles.size(); ++i) {
       const std::string refusal = refusal_of(profiles[i]);
-      if (refusal.empty()) return;  // one is enough
-      if (i >= kMost) continue;
+      if (refusal.empty()) {
+        return;  // one is enough
+      }
+      if (i >= kMost) {
+        continue;
+      }
       refusals += (refusals.empty() ? " (profile " : "; profile ") + std::to_string(i) + ": " + refusal;
     }
     violation("profiles", "none admits " + size +
@@ -222,9 +240,13 @@ class Checker {
     std::string refusal;
     for (const char* name : {"rgb", "dep"}) {
       const TensorInfo* tensor = find_tensor(model_, name);
-      if (tensor == nullptr || !tensor->shape) continue;  // said elsewhere
+      if (tensor == nullptr || !tensor->shape) {
+        continue;  // said elsewhere
+      }
       const Shape wanted = wanted_shape(name, tensor->shape->size());
-      if (wanted.empty()) continue;
+      if (wanted.empty()) {
+        continue;
+      }
       const auto range = profile.find(name);
       std::string reason;
       if (range == profile.end()) {
@@ -233,15 +255,21 @@ class Checker {
         reason = std::string(name) + " from " + shape_text(range->second.min) + " to " +
                  shape_text(range->second.max);
       }
-      if (!reason.empty()) refusal += (refusal.empty() ? "" : ", ") + reason;
+      if (!reason.empty()) {
+        refusal += (refusal.empty() ? "" : ", ") + reason;
+      }
     }
     return refusal;
   }
 
   static bool admits(const ShapeRange& range, const Shape& shape) {
-    if (range.min.size() != shape.size() || range.max.size() != shape.size()) return false;
+    if (range.min.size() != shape.size() || range.max.size() != shape.size()) {
+      return false;
+    }
     for (std::size_t i = 0; i < shape.size(); ++i) {
-      if (shape[i] < range.min[i] || shape[i] > range.max[i]) return false;
+      if (shape[i] < range.min[i] || shape[i] > range.max[i]) {
+        return false;
+      }
     }
     return true;
   }

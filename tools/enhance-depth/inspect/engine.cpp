@@ -19,10 +19,14 @@ class MessageCollector final : public nvinfer1::ILogger {
   void log(Severity severity, const char* message) noexcept override {
     constexpr std::size_t kMost = 10;
     constexpr std::size_t kLongest = 500;
-    if (severity > Severity::kERROR || message == nullptr) return;
+    if (severity > Severity::kERROR || message == nullptr) {
+      return;
+    }
     try {
       const std::lock_guard lock(mutex_);
-      if (messages_.size() == kMost) return;
+      if (messages_.size() == kMost) {
+        return;
+      }
       const std::size_t size = std::char_traits<char>::length(message);
       messages_.push_back(printable({message, std::min(size, kLongest)}) + (size > kLongest ? "..." : ""));
     } catch (const std::exception&) {
@@ -77,7 +81,9 @@ std::string type_name(nvinfer1::DataType type) {
 
 // None when TensorRT does not know the tensor.
 std::optional<Shape> to_shape(const nvinfer1::Dims& dims) {
-  if (dims.nbDims < 0 || dims.nbDims > nvinfer1::Dims::MAX_DIMS) return std::nullopt;
+  if (dims.nbDims < 0 || dims.nbDims > nvinfer1::Dims::MAX_DIMS) {
+    return std::nullopt;
+  }
   return Shape(dims.d, dims.d + dims.nbDims);
 }
 
@@ -85,11 +91,15 @@ ProfileInfo describe_profile(const nvinfer1::ICudaEngine& engine, int index,
                              const std::vector<TensorInfo>& tensors) {
   ProfileInfo profile;
   for (const TensorInfo& tensor : tensors) {
-    if (tensor.direction != Direction::kInput) continue;
+    if (tensor.direction != Direction::kInput) {
+      continue;
+    }
     const char* name = tensor.name.c_str();
     const auto min = to_shape(engine.getProfileShape(name, index, nvinfer1::OptProfileSelector::kMIN));
     const auto max = to_shape(engine.getProfileShape(name, index, nvinfer1::OptProfileSelector::kMAX));
-    if (min && max) profile[tensor.name] = {*min, *max};
+    if (min && max) {
+      profile[tensor.name] = {*min, *max};
+    }
   }
   return profile;
 }
@@ -99,7 +109,9 @@ ModelInfo describe(const nvinfer1::ICudaEngine& engine) {
   model.format = "engine, as TensorRT reads it";
   for (int i = 0; i < engine.getNbIOTensors(); ++i) {
     const char* name = engine.getIOTensorName(i);
-    if (name == nullptr) continue;
+    if (name == nullptr) {
+      continue;
+    }
     TensorInfo tensor;
     tensor.name = name;
     tensor.direction = engine.getTensorIOMode(name) == nvinfer1::TensorIOMode::kINPUT ? Direction::kInput
@@ -124,18 +136,28 @@ LoadedEngine load_engine(const std::filesystem::path& path) {
   LoadedEngine loaded;
   const auto runtime = owned(nvinfer1::createInferRuntime(collector));
   const auto engine = runtime ? owned(runtime->deserializeCudaEngine(file.data(), file.size())) : nullptr;
-  if (engine) loaded.model = describe(*engine);
+  if (engine) {
+    loaded.model = describe(*engine);
+  }
   loaded.messages = collector.take();
   return loaded;
 }
 
 std::optional<RgbLayout> rgb_layout_of(const std::filesystem::path& engine) {
   const LoadedEngine loaded = load_engine(engine);
-  if (!loaded.model) return std::nullopt;
+  if (!loaded.model) {
+    return std::nullopt;
+  }
   for (const TensorInfo& tensor : loaded.model->tensors) {
-    if (tensor.name != "rgb" || !tensor.shape) continue;
-    if (tensor.shape->size() == 4) return RgbLayout::kPlanar;
-    if (tensor.shape->size() == 3) return RgbLayout::kInterleaved;
+    if (tensor.name != "rgb" || !tensor.shape) {
+      continue;
+    }
+    if (tensor.shape->size() == 4) {
+      return RgbLayout::kPlanar;
+    }
+    if (tensor.shape->size() == 3) {
+      return RgbLayout::kInterleaved;
+    }
   }
   return std::nullopt;
 }

@@ -22,7 +22,9 @@ std::string shape_text(const Shape& shape) {
 
 std::string display_name(const std::string& name) {
   constexpr std::size_t kLongest = 80;
-  if (name.size() <= kLongest) return printable(name);
+  if (name.size() <= kLongest) {
+    return printable(name);
+  }
   return printable(name.substr(0, kLongest)) + "...";
 }
 

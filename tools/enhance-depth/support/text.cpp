@@ -18,9 +18,13 @@ std::size_t character_length(std::string_view text) {
                              : byte(0) >= 0xe0 && byte(0) <= 0xef ? 3
                              : byte(0) >= 0xf0 && byte(0) <= 0xf4 ? 4
                                                                   : 0;
-  if (length > text.size()) return 0;
+  if (length > text.size()) {
+    return 0;
+  }
   for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xc0U) != 0x80U) return 0;
+    if ((byte(i) & 0xc0U) != 0x80U) {
+      return 0;
+    }
   }
   return length;
 }
