@@ -73,6 +73,18 @@ TEST(ErrorRecord, IsNotMadeForSuccessOrWithoutAPlace) {
   clear_error_result(&error);
 }
 
+TEST(ThreadError, KeepsTextsOfAnyLengthUntilItIsCleared) {
+  for (const std::size_t length : {0U, 255U, 256U, 257U, 5000U}) {
+    const std::string message(length, 'm');
+    set_global_error(7, message);
+    EXPECT_EQ(global_error().code, 7);
+    EXPECT_EQ(global_error().message, message);
+  }
+  clear_global_error();
+  EXPECT_EQ(global_error().code, 0);
+  EXPECT_STREQ(global_error().message, "OK");
+}
+
 // The ways out of the exception frame, with a handle to record the failure on and without.
 TEST(ExceptionFrame, ReportsWhateverEscapes) {
   struct Speechless : std::exception {
