@@ -110,11 +110,11 @@ def u_net(layout="chw", confidence=True, size=("height", "width"), weight_type=n
 def normalised():
     """Instance normalisation, whose statistics depend on the size."""
     graph = Graph(2)
-    x = graph.layer(graph.features(), 5, 8)
-    for _ in range(2):
+    x, channels = graph.features(), 5
+    for _ in range(3):
         scale, bias = graph.constant(np.linspace(0.5, 1.5, 8)), graph.constant(np.linspace(-0.2, 0.2, 8))
-        x = graph.operation("InstanceNormalization", x, scale, bias, epsilon=1e-5)
-        x = graph.layer(x, 8, 8)
+        x = graph.operation("InstanceNormalization", graph.convolution(x, channels, 8), scale, bias, epsilon=1e-5)
+        x, channels = graph.operation("Relu", x), 8
     graph.outputs(x, 8)
     return graph.model()
 
