@@ -18,6 +18,7 @@ python_environment "$environment" "$source/tests/package/wheel_requirements.txt"
 "$environment/bin/python" -m pip --disable-pip-version-check install --quiet --no-index --no-deps --force-reinstall "$source/$wheel"
 
 fail() { echo "python_wheel_test: $*" >&2; exit 1; }
+brought=$("$environment/bin/python" -c 'import enhance_depth, os; print(os.path.dirname(enhance_depth.__file__))')/lib
 # clean [NAME=VALUE...] ARGUMENT...: the command line with no other environment and far from the sources.
 cd "$scratch"
 clean() { env -i PATH=/usr/bin:/bin "$@"; }
@@ -30,9 +31,21 @@ clean ENHANCE_DEPTH_LIBRARY="$build/src/libenhance_depth.so.0" LD_LIBRARY_PATH="
 cmp bare.png other.png
 cmp bare.tiff other.tiff
 
+# A network of one's own, with the OpenVINO that the wheel is built with.
+grep -qx "Requires-Dist: $(grep -o '^openvino==[0-9.]*' "$source/scripts/openvino.txt")" \
+  "$brought"/../../enhance_depth-*.dist-info/METADATA || fail "the wheel needs another OpenVINO than it is built with"
+python_environment "$build/onnx-parity" "$source/tests/emulator/requirements.txt" "the ONNX model cannot be made"
+"$build/onnx-parity/bin/python" "$source/models/make_reference_onnx.py" model.onnx
+clean "$python" -m enhance_depth "${refine[@]}" --engine model.onnx --output onnx.png
+"$python" - <<'AGREE'
+import numpy as np
+from PIL import Image
+own, onnx = (np.asarray(Image.open(name)).astype(int) for name in ("bare.png", "onnx.png"))
+assert abs(own - onnx).max() <= 1, abs(own - onnx).max()
+AGREE
+
 # Whichever is there first in this order: named, installed, brought by the wheel. What is broken is not passed over.
 taken() { clean "$@" "$python" -m enhance_depth --version; }
-brought=$("$python" -c 'import enhance_depth, pathlib; print(pathlib.Path(enhance_depth.__file__).parent)')/lib
 first=$brought/libenhance_depth.so.0
 if "$python" -c 'import ctypes; ctypes.CDLL("libenhance_depth.so.0")' 2>/dev/null; then
   first=libenhance_depth.so.0 # this machine has one
