@@ -1,11 +1,14 @@
 // enhance-depth bench: how long the network and the library take, on synthetic frames.
 #include <array>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
+#include <dlfcn.h>
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "commands/options.h"
@@ -65,6 +68,20 @@ Times measure(const BenchOptions& options, RgbLayout layout, Engine& engine) {
   return times;
 }
 
+// What ran the network of the engine that was loaded last, in words. The emulated board tells it by a
+// function that a real one has not.
+std::string network_runner() {
+  if (const auto emulated =
+          reinterpret_cast<const char* (*)()>(dlsym(RTLD_DEFAULT, "emulated_board_network_runner"))) {
+    return emulated();
+  }
+  if (const auto version = reinterpret_cast<std::int32_t (*)()>(dlsym(RTLD_DEFAULT, "getInferLibVersion"))) {
+    const int number = version();  // 101300 is 10.13.0
+    return fmt::format("TensorRT {}.{}.{}", number / 10000, number / 100 % 100, number % 100);
+  }
+  return "TensorRT";
+}
+
 int bench(const BenchOptions& options) {
   require_distinct({options.json}, {options.engine.engine});
   if (!options.json.empty()) {
@@ -76,6 +93,7 @@ int bench(const BenchOptions& options) {
   const double load_ms = stopwatch.milliseconds();
   const Times times = measure(options, layout, engine);
   const double median_ms = percentiles(times.library).median;
+  const std::string runner = network_runner();
 
   std::cout << highlighted("Refined " + count(options.frames, "frame") + " of " +
                                image_size(options.size.width, options.size.height) + " pixels, " +
@@ -84,10 +102,12 @@ int bench(const BenchOptions& options) {
             << "\n"
             << percentile_heading() << percentile_line("network time", times.network)
             << percentile_line("library time", times.library) << percentile_line("difference", times.around)
-            << "  loading and setting up the engine took " << milliseconds(load_ms) << "\n";
+            << "  loading and setting up the engine took " << milliseconds(load_ms) << "\n"
+            << "  the network was run by " << runner << "\n";
   if (!options.json.empty()) {
     const nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
                                          {"engine", options.engine.engine.string()},
+                                         {"runner", runner},
                                          {"width", options.size.width},
                                          {"height", options.size.height},
                                          {"frames", options.frames},
