@@ -552,6 +552,20 @@ class SequenceTest(Case):
         self.expect_failure(self.sequence("--resume"), 2, "out/run.json is missing or damaged", "another folder")
         self.assertEqual(self.content("out"), {name: before[name] for name in ("rgb.txt", "depth.txt", "results.jsonl")})
 
+    def test_takes_the_frames_that_are_wanted_and_tells_of_each(self):
+        for i in range(self.count):
+            (self.folder / f"rec/color/{i}.png").rename(self.folder / f"rec/color/c{i}.png")
+        result = self.sequence("--from", 2, "--to", 5, "--every", 2, "--csv", "frames.csv", "--confidence")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("the 6 colour and 6 depth images are paired by their order", result.stderr)
+        self.assertEqual(sorted(os.listdir(self.folder / "out/depth")), ["1.png", "3.png"])
+        lines = (self.folder / "frames.csv").read_text().splitlines()
+        self.assertEqual([line.split(",")[0] for line in lines], ["frame", '"1"', '"3"'])
+        self.assertRegex(lines[1], r",0\.994792,1\.000000,0\.\d{6}$")
+        expanded = [f"rec/color/c{i}.png" for i in range(3)]
+        result = self.run_tool("sequence", "--engine", ENGINE, "--color", *expanded, "--depth", "rec/depth", "--output", "o")
+        self.expect_failure(result, 2, "--color is followed by several files, such as rec/color/c1.png", "in quotes")
+
     def test_refuses_contradictions(self):
         self.expect_failure(self.sequence("--color", "rec/color", "--depth", "rec/depth"), 2, "excludes")
         self.expect_failure(self.run_tool("sequence", "--engine", ENGINE, "--output", "out"), 2, "No recording is named")

@@ -66,7 +66,8 @@ TEST(ToolPairing, AgreesWithItsDefinition) {
     EXPECT_EQ(by_time(color, depth, 0.05), pair_by_definition(color, depth, 0.05 + 1e-6));
   }
   // As far apart as is allowed, and just beyond.
-  EXPECT_EQ(by_time({1305031102.175304}, {1305031102.195304}, 0.02), (Pairs{{0, 0}}));
+  EXPECT_EQ(by_time({1305031102.37}, {1305031102.39}, 0.02), (Pairs{{0, 0}}))
+      << "as numbers, 0.0200002 apart";
   EXPECT_EQ(by_time({1305031102.175304}, {1305031102.195404}, 0.02), Pairs{});
 }
 
@@ -146,12 +147,17 @@ TEST_F(ToolRecording, PairsFoldersByNameAndCountsWhatIsLeft) {
 
 TEST_F(ToolRecording, PairsPatternsByOrderOfNumbers) {
   for (const char* name :
-       {"c_09.png", "c_010.png", "d9.png", "d10.png", "a/c.png", "b/c.png", "a/d.png", "b/d.png"}) {
+       {"c_0009.png", "c_10.png", "d9.png", "d10.png", "a/c.png", "b/c.png", "a/d.png", "b/d.png"}) {
     add(name);
   }
   const std::string place = folder_.path().string();
   EXPECT_EQ(names(open_recording(place + "/c*.png", place + "/d*.png")),
-            (Names{"c_09.png+d9.png", "c_010.png+d10.png"}));
+            (Names{"c_0009.png+d9.png", "c_10.png+d10.png"}));
+  Recording recording = open_recording(place + "/c*.png", place + "/d*.png");
+  EXPECT_TRUE(recording.paired_by_order);
+  select_frames(recording, {1, 2, 9});
+  EXPECT_EQ(names(recording), (Names{"c_10.png+d10.png"}));
+  EXPECT_TRUE(fails_with("has 1 frame, and none", [&] { select_frames(recording, {1, 2, 9}); }));
   const struct {
     const char* color;
     const char* depth;

@@ -148,6 +148,19 @@ TEST(ToolRunSummary, ReadsWell) {
             "  output time            6.0       6.0       6.0       6.0\n");
 }
 
+TEST(ToolRunSummary, HasALinePerFrameForTables) {
+  RunSummary summary;
+  summary.add("a\"\n", {1.0, 2.0, 3.0, 4.0, 100, 50, 75, 0.25});
+  summary.add("b", {1.0, 2.0, 3.0, 4.0, 0, 0, 0, std::nullopt});
+  EXPECT_EQ(to_csv(summary),
+            "frame,input_ms,network_ms,library_ms,output_ms,valid_share_before,valid_share_after,"
+            "mean_confidence\n"
+            "\"a\"\"\\x0a\",3.000,1.000,2.000,4.000,0.500000,0.750000,0.250000\n"
+            "\"b\",3.000,1.000,2.000,4.000,0.000000,0.000000,\n");
+  EXPECT_EQ(summary.times.input, (std::vector<double>{3.0, 3.0}));
+  EXPECT_EQ(summary.times.output, (std::vector<double>{4.0, 4.0}));
+}
+
 TEST(ToolRunSummary, HasOneMeaningForPrograms) {
   const nlohmann::ordered_json json = to_json(example());
   EXPECT_EQ(json["refined"], 2);

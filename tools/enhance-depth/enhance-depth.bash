@@ -27,15 +27,16 @@ _enhance_depth() {
       options+=' --engine --rgb-layout --color --depth --output --confidence --preview --depth-scale --json'
       ;;
     sequence)
-      options+=' --engine --rgb-layout --color --depth --output --max-difference --confidence --preview --video
-        --resume --strict --jobs --depth-scale --json'
+      options+=' --engine --rgb-layout --color --depth --output --max-difference --every --from --to --confidence --preview --video
+        --resume --strict --jobs --csv --depth-scale --json'
       files=folders  # the recording
       ;;
     bench)
       options+=' --engine --rgb-layout --size --frames --warm-up --json'
       ;;
     evaluate)
-      options+=' --engine --color --depth --max-difference --truth --seed --depth-scale --json --csv --plot --sheet
+      options+=' --engine --color --depth --max-difference --every --from --to --truth --seed --depth-scale --json --csv
+        --plot --sheet
         --sheet-rows --compare --tolerance'
       files=folders  # the recording
       ;;
@@ -59,7 +60,7 @@ _enhance_depth() {
       mapfile -t COMPREPLY < <(compgen -W '1000 5000' -- "$current")
       return
       ;;
-    *:--max-difference | *:--jobs | *:-j | *:--frames | *:-n | *:--warm-up | *:--seed | *:--sheet-rows | *:--tolerance) return ;;
+    *:--max-difference | *:--every | *:--from | *:--to | *:--jobs | *:-j | *:--frames | *:-n | *:--warm-up | *:--seed | *:--sheet-rows | *:--tolerance) return ;;
     sequence:--output | sequence:-o | sequence:--color | sequence:-c | sequence:--depth | sequence:-d | \
       evaluate:--color | evaluate:-c | evaluate:--depth | evaluate:-d | evaluate:--truth) files=folders ;;
     sequence:--confidence | sequence:--preview) ;;

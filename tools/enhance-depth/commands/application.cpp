@@ -10,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include "commands/help_formatter.h"
+#include "commands/recording_options.h"
 #include "commands/subcommands.h"
 #include "enhance_depth.h"
 #include "support/terminal.h"
@@ -74,6 +75,10 @@ int parse_and_run(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
+    const std::string expanded = explain_expanded_pattern(argc, argv);
+    if (!expanded.empty()) {
+      return report(expanded, kUsage);
+    }
     const std::vector<std::string> unknown = app.remaining(true);
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) && !unknown.empty()) {
       app.exit(CLI::ExtrasError(unknown), std::cout, std::cerr);  // explains more than what is missing

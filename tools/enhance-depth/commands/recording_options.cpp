@@ -1,5 +1,11 @@
 #include "commands/recording_options.h"
 
+#include <cstddef>
+#include <filesystem>
+#include <iostream>
+#include <string_view>
+#include <system_error>
+
 #include <CLI/CLI.hpp>
 
 #include "commands/options.h"
@@ -28,9 +34,19 @@ void add_recording_options(CLI::App& app, RecordingOptions& options) {
       ->check(finite_in(0.0, 1e9))
       ->type_name("SECONDS")
       ->capture_default_str();
+  const auto positive = CLI::Range(std::size_t{1}, std::size_t{1} << 40).description("");
+  app.add_option("--every", options.selection.every, "Take every Nth frame only")
+      ->check(positive)
+      ->type_name("N");
+  app.add_option("--from", options.selection.from, "First frame to take, counted from 1")
+      ->check(positive)
+      ->type_name("N");
+  app.add_option("--to", options.selection.to, "Last frame to take")->check(positive)->type_name("N");
 }
 
-Recording open_recording(const RecordingOptions& options) {
+namespace {
+
+Recording open_whole_recording(const RecordingOptions& options) {
   if (!options.input.empty()) {
     return open_recording(options.input, options.max_difference);
   }
@@ -38,6 +54,38 @@ Recording open_recording(const RecordingOptions& options) {
     throw UsageError("No recording is named. Give its folder, or its images with --color and --depth.");
   }
   return open_recording(options.color, options.depth);
+}
+
+bool is_file(const char* argument) {
+  std::error_code ignored;
+  return argument[0] != '-' && std::filesystem::is_regular_file(argument, ignored);
+}
+
+}  // namespace
+
+Recording open_recording(const RecordingOptions& options) {
+  Recording recording = open_whole_recording(options);
+  if (recording.paired_by_order) {
+    const std::size_t frames = recording.frames.size();
+    std::cerr << "enhance-depth: No name is in both places: the " << frames << " colour and " << frames
+              << " depth images are paired by their order.\n";
+  }
+  select_frames(recording, options.selection);
+  return recording;
+}
+
+std::string explain_expanded_pattern(int argc, const char* const* argv) {
+  for (int i = 1; i + 2 < argc; ++i) {
+    const std::string_view option = argv[i];
+    const bool takes_pattern = option == "--color" || option == "-c" || option == "--depth" || option == "-d";
+    if (takes_pattern && is_file(argv[i + 1]) && is_file(argv[i + 2])) {
+      return std::string(option) + " is followed by several files, such as " + argv[i + 2] +
+             ": the shell replaced a pattern by the names that match it. Put the pattern in quotes, such "
+             "as " +
+             std::string(option) + " \"recording/*.png\".";
+    }
+  }
+  return "";
 }
 
 }  // namespace enhance_depth_tool

@@ -19,13 +19,19 @@ struct RecordingOptions {
   std::string color;
   std::string depth;
   double max_difference = 0.02;  // seconds between the images of a pair
+  FrameSelection selection;
 };
 
-// INPUT, --color, --depth and --max-difference.
+// INPUT, --color, --depth, --max-difference, --every, --from and --to.
 void add_recording_options(CLI::App& app, RecordingOptions& options);
 
-// Throws a UsageError when there is no such recording, or none is named.
+// The wanted frames. Says on standard error when images are paired by nothing but their order. Throws a
+// UsageError when there is no such recording, or none is named.
 Recording open_recording(const RecordingOptions& options);
+
+// What to say of a command line in which the shell replaced a pattern by the names that match it: several
+// files follow --color or --depth. Empty for another one.
+std::string explain_expanded_pattern(int argc, const char* const* argv);
 
 }  // namespace enhance_depth_tool
 

@@ -27,6 +27,7 @@
 #include "sequence/run.h"
 #include "sequence/run_manifest.h"
 #include "sequence/run_summary.h"
+#include "support/atomic_file.h"
 #include "support/interrupt.h"
 #include "support/json_file.h"
 #include "support/output_path.h"
@@ -53,13 +54,14 @@ struct SequenceOptions {
   std::size_t jobs = 1;
   DepthScale scale;
   fs::path json;
+  fs::path csv;
 };
 
 // Throws a UsageError when the recording or the engine would be overwritten. Writes nothing.
 void check_outputs(const SequenceOptions& options, const Recording& recording, const SequenceOutput& output) {
   output.require_apart_from(recording);
   std::vector<fs::path> written = output.files(recording);
-  written.insert(written.end(), {options.json, options.video});
+  written.insert(written.end(), {options.json, options.csv, options.video});
   std::vector<fs::path> read = recording.files;
   read.push_back(options.engine.engine);
   require_distinct(written, read);
@@ -150,6 +152,9 @@ FramesToDo begin(const SequenceOptions& options, const RunManifest& manifest, co
   output.create_folders();
   if (!options.json.empty()) {
     require_writable(options.json, {});
+  }
+  if (!options.csv.empty()) {
+    require_writable(options.csv, {});
   }
   return to_do;
 }
@@ -242,6 +247,10 @@ int refine_sequence(const SequenceOptions& options) {
   }
   summary.wall_s = stopwatch.seconds();
   write_the_whole(recording, output, journal, video_or_null, summary);
+  if (!options.csv.empty()) {
+    write_or_note("The table of frames is", "Choose another place with --csv.", summary,
+                  [&] { write_file(options.csv, to_csv(summary)); });
+  }
   report(summary, options);
   return summary.all_went_well() ? kSuccess : kFramesFailed;
 }
@@ -268,6 +277,8 @@ Action add_sequence(CLI::App& app) {
       ->capture_default_str();
   add_depth_scale(app, options->scale);
   add_json(app, options->json);
+  app.add_option("--csv", options->csv, "Write a line per frame too: times, valid pixels, mean confidence")
+      ->type_name("FILE");
   return [options] { return refine_sequence(*options); };
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <initializer_list>
 #include <string_view>
@@ -170,6 +171,20 @@ Recording open_tum_recording(const fs::path& folder, double max_difference) {
 
 }  // namespace
 
+void select_frames(Recording& recording, const FrameSelection& selection) {
+  std::vector<FrameFiles> selected;
+  const std::size_t end = std::min(selection.to, recording.frames.size());
+  for (std::size_t i = selection.from - 1; i < end; i += selection.every) {
+    selected.push_back(recording.frames[i]);
+  }
+  if (selected.empty()) {
+    throw UsageError("The recording has " +
+                     count(static_cast<std::int64_t>(recording.frames.size()), "frame") +
+                     ", and none of them is wanted. Choose others with --from and --to.");
+  }
+  recording.frames = std::move(selected);
+}
+
 Recording open_recording(const fs::path& folder, double max_difference) {
   const auto is_folder = [](const fs::path& path) { return type_of(path) == fs::file_type::directory; };
   const auto exists = [](const fs::path& path) { return type_of(path) != fs::file_type::not_found; };
@@ -196,7 +211,8 @@ Recording open_recording(const std::string& color, const std::string& depth) {
   const std::vector<fs::path> depth_files = list_images(depth, {".png"}, "depth");
   require_unique_names(depth_files, "depth");
   std::vector<IndexPair> pairs = pair_by_name(names_of(color_files), names_of(depth_files));
-  if (!pairs.empty()) {
+  const bool by_order = pairs.empty();
+  if (!by_order) {
     require_unique_names(color_files, "colour");
   } else {
     if (color_files.size() != depth_files.size()) {
@@ -209,6 +225,7 @@ Recording open_recording(const std::string& color, const std::string& depth) {
     }
   }
   Recording recording;
+  recording.paired_by_order = by_order;
   for (const IndexPair& pair : pairs) {
     recording.frames.push_back(
         {color_files[pair.color], depth_files[pair.depth], depth_files[pair.depth].stem().string(), {}, {}});

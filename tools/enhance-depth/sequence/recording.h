@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -23,8 +24,20 @@ struct Recording {
   std::size_t unpaired_color = 0;  // images without a partner
   std::size_t unpaired_depth = 0;
   bool timed = false;                        // the frames have time stamps
+  bool paired_by_order = false;              // because no name is in both lists of images
   std::vector<std::filesystem::path> files;  // all of it: lists, images with and without a partner
 };
+
+// Which frames of a recording are wanted: every `every`th of those from the `from`th to the `to`th, counted
+// from 1.
+struct FrameSelection {
+  std::size_t every = 1;
+  std::size_t from = 1;
+  std::size_t to = std::numeric_limits<std::size_t>::max();
+};
+
+// Leaves out the frames that are not wanted. Throws a UsageError when none is left.
+void select_frames(Recording& recording, const FrameSelection& selection);
 
 // The recording in `folder`: with rgb.txt and depth.txt (TUM layout), whose images are paired by time stamps
 // that are at most `max_difference` seconds apart, or with the folders color (or rgb) and depth. Throws a

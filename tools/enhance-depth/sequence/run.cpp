@@ -112,6 +112,9 @@ void SequenceRun::make_results(FrameJob& job) {
   job.measures.pixels = static_cast<std::int64_t>(depth.total());
   job.measures.valid_before = cv::countNonZero(depth);
   job.measures.valid_after = cv::countNonZero(refined_depth);
+  if (!confidence.empty()) {
+    job.measures.mean_confidence = cv::mean(confidence)[0];
+  }
   job.measures.output_ms = stopwatch.milliseconds();
 }
 
@@ -144,7 +147,7 @@ void SequenceRun::finish(FrameJob& job) {
     return;
   }
   job.measures.output_ms += stopwatch.milliseconds();
-  summary_.add(job.measures);
+  summary_.add(job.files->name, job.measures);
   progress_.frame_done(false);
 }
 

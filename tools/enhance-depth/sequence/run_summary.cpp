@@ -1,7 +1,6 @@
 #include "sequence/run_summary.h"
 
-#include <algorithm>
-
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "support/percentiles.h"
@@ -11,16 +10,7 @@
 namespace enhance_depth_tool {
 namespace {
 
-constexpr std::size_t kNameWidth = 16;
-constexpr std::size_t kNumberWidth = 10;
-
-std::string left_aligned(const std::string& text) {
-  return text + std::string(kNameWidth - std::min(kNameWidth, text.size()), ' ');
-}
-
-std::string right_aligned(const std::string& text) {
-  return std::string(kNumberWidth - std::min(kNumberWidth, text.size()), ' ') + text;
-}
+constexpr const char* kPercentileLine = "  {:<16}{:>10}{:>10}{:>10}{:>10}\n";
 
 double rate(const RunSummary& summary) {
   return summary.wall_s > 0.0 ? static_cast<double>(summary.refined) / summary.wall_s : 0.0;
@@ -47,7 +37,8 @@ std::string headline(const RunSummary& summary) {
 
 }  // namespace
 
-void RunSummary::add(const FrameMeasures& frame) {
+void RunSummary::add(const std::string& name, const FrameMeasures& frame) {
+  rows.push_back({name, frame});
   times.network.push_back(frame.network_ms);
   times.library.push_back(frame.library_ms);
   times.input.push_back(frame.input_ms);
@@ -59,17 +50,13 @@ void RunSummary::add(const FrameMeasures& frame) {
 }
 
 std::string percentile_heading() {
-  return "  " + left_aligned("ms per frame") + right_aligned("median") + right_aligned("95 %") +
-         right_aligned("99 %") + right_aligned("maximum") + "\n";
+  return fmt::format(fmt::runtime(kPercentileLine), "ms per frame", "median", "95 %", "99 %", "maximum");
 }
 
 std::string percentile_line(const std::string& what, const std::vector<double>& times) {
   const Percentiles values = percentiles(times);
-  std::string line = "  " + left_aligned(what);
-  for (double value : {values.median, values.p95, values.p99, values.maximum}) {
-    line += right_aligned(decimals(value, 1));
-  }
-  return line + "\n";
+  return fmt::format(fmt::runtime(kPercentileLine), what, decimals(values.median, 1), decimals(values.p95, 1),
+                     decimals(values.p99, 1), decimals(values.maximum, 1));
 }
 
 nlohmann::ordered_json percentile_json(const std::vector<double>& times) {
@@ -132,6 +119,22 @@ nlohmann::ordered_json to_json(const RunSummary& summary) {
           {"output_ms", percentile_json(summary.times.output)},
           {"valid_share_before", share(summary.valid_before, summary.pixels)},
           {"valid_share_after", share(summary.valid_after, summary.pixels)}};
+}
+
+std::string to_csv(const RunSummary& summary) {
+  std::string text =
+      "frame,input_ms,network_ms,library_ms,output_ms,valid_share_before,valid_share_after,mean_confidence\n";
+  for (const auto& [name, frame] : summary.rows) {
+    std::string quoted = printable(name);
+    for (std::size_t at = 0; (at = quoted.find('"', at)) != std::string::npos; at += 2) {
+      quoted.insert(at, 1, '"');
+    }
+    text += fmt::format("\"{}\",{:.3f},{:.3f},{:.3f},{:.3f},{:.6f},{:.6f},{}\n", quoted, frame.input_ms,
+                        frame.network_ms, frame.library_ms, frame.output_ms,
+                        share(frame.valid_before, frame.pixels), share(frame.valid_after, frame.pixels),
+                        frame.mean_confidence ? fmt::format("{:.6f}", *frame.mean_confidence) : "");
+  }
+  return text;
 }
 
 }  // namespace enhance_depth_tool

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,12 @@ struct FrameMeasures {
   std::int64_t pixels = 0;
   std::int64_t valid_before = 0;
   std::int64_t valid_after = 0;
+  std::optional<double> mean_confidence;  // when the engine delivers one
+};
+
+struct FrameRow {
+  std::string name;
+  FrameMeasures measures;
 };
 
 struct FrameFailure {
@@ -48,12 +55,13 @@ struct RunSummary {
   std::vector<std::string> not_written;  // why there are no lists or no video: sentences
   double wall_s = 0.0;
   FrameTimes times;
-  std::int64_t pixels = 0;  // of all refined frames
+  std::vector<FrameRow> rows;  // of the refined frames, in their order
+  std::int64_t pixels = 0;     // of all refined frames
   std::int64_t valid_before = 0;
   std::int64_t valid_after = 0;
 
   // One more frame was refined.
-  void add(const FrameMeasures& frame);
+  void add(const std::string& name, const FrameMeasures& frame);
 
   bool all_went_well() const { return failures.empty() && stopped_by.empty() && not_written.empty(); }
 };
@@ -62,6 +70,9 @@ struct RunSummary {
 std::string to_text(const RunSummary& summary);
 
 nlohmann::ordered_json to_json(const RunSummary& summary);
+
+// One line per refined frame, below a line of headings.
+std::string to_csv(const RunSummary& summary);
 
 // One line of percentiles in milliseconds, and the heading of such lines.
 std::string percentile_heading();

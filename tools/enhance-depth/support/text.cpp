@@ -1,11 +1,11 @@
 #include "support/text.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cmath>
-#include <cstdio>
 #include <sstream>
+
+#include <fmt/format.h>
 
 namespace enhance_depth_tool {
 namespace {
@@ -35,15 +35,9 @@ bool is_control(std::string_view character) {
   return first < 0x20 || first == 0x7f || (first == 0xc2 && static_cast<unsigned char>(character[1]) < 0xa0);
 }
 
-std::string two_digits(std::int64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); }
-
 }  // namespace
 
-std::string decimals(double value, int digits) {
-  std::array<char, 400> buffer{};  // the largest double has 309 digits before the point
-  std::snprintf(buffer.data(), buffer.size(), "%.*f", digits, value);
-  return buffer.data();
-}
+std::string decimals(double value, int digits) { return fmt::format("{:.{}f}", value, digits); }
 
 std::string percent(double share) { return decimals(share * 100.0, 1) + " %"; }
 
@@ -55,13 +49,13 @@ std::string duration(double seconds) {
   }
   const std::int64_t whole = std::llround(seconds);
   if (whole < 3600) {
-    return std::to_string(whole / 60) + " min " + two_digits(whole % 60) + " s";
+    return fmt::format("{} min {:02} s", whole / 60, whole % 60);
   }
-  return std::to_string(whole / 3600) + " h " + two_digits(whole / 60 % 60) + " min";
+  return fmt::format("{} h {:02} min", whole / 3600, whole / 60 % 60);
 }
 
 std::string count(std::int64_t number, const char* what) {
-  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
+  return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
 }
 
 std::string image_size(std::int64_t width, std::int64_t height) {
@@ -69,7 +63,6 @@ std::string image_size(std::int64_t width, std::int64_t height) {
 }
 
 std::string printable(std::string_view text) {
-  constexpr const char* kDigits = "0123456789abcdef";
   std::string result;
   while (!text.empty()) {
     const std::size_t length = character_length(text);
@@ -78,8 +71,7 @@ std::string printable(std::string_view text) {
       result += character;
     } else {
       for (const char c : character) {
-        const auto byte = static_cast<unsigned char>(c);
-        result.append("\\x").append({kDigits[byte / 16], kDigits[byte % 16]});
+        result += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
       }
     }
     text.remove_prefix(character.size());
