@@ -11,6 +11,7 @@ import numpy as np
 import pytest
 from PIL import Image
 
+from enhance_depth import CudaError, Engine
 from enhance_depth.commands import main
 from enhance_depth.datasets import pool
 from enhance_depth.datasets.recordings import Recording, find_recordings, frames_of
@@ -204,6 +205,28 @@ def test_a_recording_that_ends_its_worker_again_and_again_is_given_up(tmp_path: 
     *others, last = pool._share(FakeRay(), [FakeWorker(), FakeWorker()], recordings)
     assert sorted(map(str, others)) == ["one", "two"] and given.count("bad") == 3
     assert last.name == "bad" and last.failures == ["its worker ended 3 times: killed"]
+
+
+def test_an_engine_that_failed_is_loaded_again(
+    make_engine: MakeEngine, root: pathlib.Path, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    process = Engine.process
+    failing = [True]
+
+    def fail_once(*arguments: Any, **options: Any) -> Any:
+        if failing:
+            failing.pop()
+            raise CudaError(25, "an illegal memory access", "enhance_depth_process")
+        return process(*arguments, **options)
+
+    monkeypatch.setattr(Engine, "process", fail_once)
+    worker = pool.Worker(Settings(tmp_path / "out", str(make_engine()), "digest"))
+    recording = find_recordings(root)[1]
+    assert worker.refine(recording).failures == [
+        "the engine cannot be used: enhance_depth_process: an illegal memory access (code 25)"
+    ]
+    failed = worker._engine
+    assert (worker.refine(recording).refined, worker._engine is failed) == (2, False)
 
 
 def test_a_second_run_waits_for_the_first(

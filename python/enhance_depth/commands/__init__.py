@@ -37,6 +37,8 @@ def main(arguments: list[str] | None = None) -> int:
         return _complain(str(error), error.status)
     except LibraryNotFoundError as error:
         return _complain(str(error), _ENGINE_REFUSED)
+    except ImportError as error:  # a package that should have been installed with this one
+        return _complain(str(error), 2)
     except Error as error:
         return _complain(f"the engine cannot be used: {error}", _ENGINE_REFUSED)
     except Interrupted as signal:
