@@ -49,8 +49,8 @@
  *
  * ERRORS. Functions with an output parameter `error` return 1 on success and 0 on failure
  * (enhance_depth_create: a handle or NULL) and report a failure twice: as text, through
- * enhance_depth_get_last_error(), and as a record, through `error`. No exception leaves the library. The rules
- * for `error`:
+ * enhance_depth_get_last_error(), and as a record, through `error`. No exception leaves the library. The
+ * rules for `error`:
  *   - It may be NULL: no record is made.
  *   - Otherwise `*error` must be NULL or a record made by this library. Each call first frees it and sets it
  *     to NULL, and stores a new record there only if it fails. To keep a record, move it out of the variable
