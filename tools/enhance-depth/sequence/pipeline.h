@@ -5,9 +5,8 @@
 #include <atomic>
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <optional>
-#include <utility>
+#include <vector>
 
 #include <tbb/global_control.h>
 #include <tbb/parallel_pipeline.h>
@@ -29,21 +28,44 @@ struct PipelineLimits {
 
 namespace pipeline_detail {
 
-// Orders what came before one call of pass() before what comes after the next, on whatever threads. TBB does
-// so too, but in a library that the thread sanitizer does not see.
+// Orders what was done in one turn before what is done in the next, on whatever threads; turns follow one
+// another. TBB orders them too, but in a library that the thread sanitizer does not see.
 class Gate {
  public:
-  void pass() { passed_.fetch_add(1, std::memory_order_acq_rel); }
+  class Turn {
+   public:
+    explicit Turn(Gate& gate) : gate_(gate) { gate_.pass(); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() { gate_.pass(); }
+
+   private:
+    Gate& gate_;
+  };
 
  private:
+  void pass() { passed_.fetch_add(1, std::memory_order_acq_rel); }
   std::atomic<unsigned> passed_{0};
 };
 
+// Where an item is on its way.
 template <typename Item>
-struct Parcel {
-  explicit Parcel(Item content) : item(std::move(content)) {}
-  Item item;
+struct Slot {
+  std::optional<Item> item;
   Gate gate;
+};
+
+// Frees the slots after the last turn of each.
+template <typename Item>
+struct Slots : std::vector<Slot<Item>> {
+  using std::vector<Slot<Item>>::vector;
+  Slots(const Slots&) = delete;
+  Slots& operator=(const Slots&) = delete;
+  ~Slots() {
+    for (Slot<Item>& slot : *this) {
+      const Gate::Turn turn(slot.gate);
+    }
+  }
 };
 
 }  // namespace pipeline_detail
@@ -52,33 +74,35 @@ struct Parcel {
 // under way end, what waits is dropped, and the exception is thrown here.
 template <typename Item>
 void run_pipeline(const PipelineStages<Item>& stages, PipelineLimits limits) {
-  using Parcel = std::shared_ptr<pipeline_detail::Parcel<Item>>;
+  using Slot = pipeline_detail::Slot<Item>;
+  using Turn = pipeline_detail::Gate::Turn;
+  // Items end in their order, so that with the next one the slot of the oldest is free.
+  pipeline_detail::Slots<Item> slots(limits.items);
+  std::size_t started = 0;
   pipeline_detail::Gate source;
   pipeline_detail::Gate end;
-  const auto read = [&](tbb::flow_control& control) {
-    source.pass();
-    std::optional<Item> item = stages.next();
-    if (!item) {
+  const auto read = [&](tbb::flow_control& control) -> Slot* {
+    const Turn turn(source);
+    Slot& slot = slots[started++ % slots.size()];
+    const Turn slot_turn(slot.gate);
+    slot.item = stages.next();
+    if (!slot.item) {
       control.stop();
-      return Parcel();
+      return nullptr;
     }
-    const auto parcel = std::make_shared<pipeline_detail::Parcel<Item>>(std::move(*item));
-    parcel->gate.pass();
-    source.pass();
-    return parcel;
+    return &slot;
   };
-  const auto work = [&](const Parcel& parcel) {
-    parcel->gate.pass();
+  const auto work = [&](Slot* slot) {
+    const Turn turn(slot->gate);
     // A thread that waits inside, such as in an image filter of OpenCV's, begins no other item meanwhile.
-    tbb::this_task_arena::isolate([&] { stages.work(parcel->item); });
-    parcel->gate.pass();
-    return parcel;
+    tbb::this_task_arena::isolate([&] { stages.work(*slot->item); });
+    return slot;
   };
-  const auto finish = [&](const Parcel& parcel) {
-    parcel->gate.pass();
-    end.pass();
-    tbb::this_task_arena::isolate([&] { stages.finish(parcel->item); });
-    end.pass();
+  const auto finish = [&](Slot* slot) {
+    const Turn turn(end);
+    const Turn slot_turn(slot->gate);
+    tbb::this_task_arena::isolate([&] { stages.finish(*slot->item); });
+    slot->item.reset();
   };
   // TBB starts no more threads than there are cores unless it is told to; a stage may wait for a disk or a
   // GPU.
@@ -87,11 +111,12 @@ void run_pipeline(const PipelineStages<Item>& stages, PipelineLimits limits) {
   tbb::task_arena arena(limits.threads);
   arena.execute([&] {
     tbb::parallel_pipeline(limits.items,
-                           tbb::make_filter<void, Parcel>(tbb::filter_mode::serial_in_order, read) &
-                               tbb::make_filter<Parcel, Parcel>(tbb::filter_mode::parallel, work) &
-                               tbb::make_filter<Parcel, void>(tbb::filter_mode::serial_in_order, finish));
+                           tbb::make_filter<void, Slot*>(tbb::filter_mode::serial_in_order, read) &
+                               tbb::make_filter<Slot*, Slot*>(tbb::filter_mode::parallel, work) &
+                               tbb::make_filter<Slot*, void>(tbb::filter_mode::serial_in_order, finish));
   });
-  end.pass();
+  const Turn last_turn_of_the_source(source);
+  const Turn last_turn_of_the_end(end);
 }
 
 }  // namespace enhance_depth_tool
