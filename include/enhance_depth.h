@@ -25,9 +25,8 @@
  * it passes in, and every error record that it receives. Output images are borrowed: they live in the handle
  * and stay valid until the next process, reset or destroy on that handle.
  *
- * Buffers of a handle grow when its size does and keep their memory when it shrinks: after a reset to a
- * smaller size a handle still holds the host memory of its largest size. Device memory is always that of the
- * current size.
+ * A handle's host buffers never shrink: after a reset to a smaller size the handle still holds the host
+ * memory of its largest size. Device memory is always that of the current size.
  *
  * THREADS. The library starts no thread and takes no lock. One handle is used by one thread at a time;
  * distinct handles are independent. The last error without a handle is kept per thread. A thread must not be
@@ -37,8 +36,8 @@
  * destroy the handles of its parent; CUDA itself does not work in a child of a process that has used it.
  *
  * PROGRAM END. Handles may belong to static and thread-local objects. Their destructors may call any function
- * here; texts of 256 characters and more that are recorded without a handle while a thread ends are cut to
- * 255. The board's libraries must still be loaded and working at that point.
+ * of the library; a text of 256 characters or more that is recorded without a handle while a thread ends is
+ * cut to 255. The board's libraries must still be loaded and working at that point.
  *
  * LOG. Messages go into the camera SDK's log. If the host has its own function called for each message, that
  * function may query the handle whose call is being logged, but must not reset, process or destroy it.
@@ -55,22 +54,22 @@
  *   - Otherwise `*error` must be NULL or a record made by this library. Each call first frees it and sets it
  *     to NULL, and stores a new record there only if it fails. To keep a record, move it out of the variable
  *     before the next call. No argument of that call may point into the record that is freed.
- *   - If memory is too short for a record, `*error` stays NULL and the call still returns 0 or NULL. The text
+ *   - If there is no memory for a record, `*error` stays NULL and the call still returns 0 or NULL. The text
  *     may then be just "out of memory".
  *
- * A FITTING ENGINE has the tensors "rgb" (input, UINT8), "dep" (input, FLOAT), "pred" (output, FLOAT) and, if
- * it delivers confidence, "confidence_output" (output, FLOAT); more than four tensors are refused. A fourth
- * tensor of another name passes that check but gets no buffer, and TensorRT normally refuses to run with it
- * (code 25). For an image of W x H pixels "rgb" takes the shape (1, 3, H, W) when it is declared with four
- * extents and (H, W, 3) with three, "dep" takes (1, 1, H, W), and "pred" and "confidence_output" must then
- * have H * W elements, row by row. Output extents come from the engine: of an output with more elements the
- * host sees the first H * W, and in one with fewer the rest has no meaning. Reading H * W elements is always
- * safe. The optimization profiles of the engine must admit 640 x 480, the size that enhance_depth_create()
- * configures.
+ * ENGINES. An engine needs the tensors "rgb" (input, UINT8), "dep" (input, FLOAT), "pred" (output, FLOAT)
+ * and, if it delivers confidence, "confidence_output" (output, FLOAT); more than four tensors are refused. A
+ * fourth tensor of another name passes that check but gets no buffer, and TensorRT normally refuses to run
+ * with it (code 25). For an image of W x H pixels "rgb" takes the shape (1, 3, H, W) if it has four
+ * dimensions and (H, W, 3) if it has three, "dep" takes (1, 1, H, W), and "pred" and "confidence_output" must
+ * then have H * W elements, row by row. The engine determines the shapes of its outputs: of an output with
+ * more elements the host sees the first H * W, and in one with fewer the rest has no meaning. Reading H * W
+ * elements is always safe. The optimization profiles of the engine must admit 640 x 480, the size that
+ * enhance_depth_create() configures.
  *
- * VERSIONS. The numbers below are those of this header, and enhance_depth_get_version() names those of the
- * library that was loaded. Within one SONAME the sizes and layouts of the records and all signatures stay as
- * they are. Codes are never renumbered.
+ * VERSIONS. The numbers below are those of this header; enhance_depth_get_version() returns those of the
+ * loaded library. Within one SONAME the sizes and layouts of the records and all signatures stay as they are.
+ * Codes are never renumbered.
  */
 #ifndef ENHANCE_DEPTH_H
 #define ENHANCE_DEPTH_H
@@ -84,7 +83,7 @@
 /** Patch version of this header. */
 #define ENHANCE_DEPTH_VERSION_PATCH 0
 
-/** Marks what the library exports. */
+/** Marks the functions that the library exports. */
 #if defined(__GNUC__)
 #define ENHANCE_DEPTH_API __attribute__((visibility("default")))
 #else
@@ -114,14 +113,14 @@ enum {
   ENHANCE_DEPTH_ERROR_RESERVED_9 = 9,       /**< reserved */
   ENHANCE_DEPTH_ERROR_RESERVED_10 = 10,     /**< reserved */
   ENHANCE_DEPTH_ERROR_RESERVED_11 = 11,     /**< reserved */
-  ENHANCE_DEPTH_ERROR_RUNTIME_CREATE_FAILED = 12,     /**< TensorRT gave no runtime */
+  ENHANCE_DEPTH_ERROR_RUNTIME_CREATE_FAILED = 12,     /**< TensorRT created no runtime */
   ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED = 13, /**< not an engine of this TensorRT version and GPU */
-  ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED = 14,     /**< TensorRT gave no execution context */
+  ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED = 14,     /**< TensorRT created no execution context */
   ENHANCE_DEPTH_ERROR_NOT_INITIALIZED = 15,           /**< the engine was never loaded */
   ENHANCE_DEPTH_ERROR_BUFFERS_NOT_CONFIGURED = 16,    /**< the last reset failed: reset again */
   ENHANCE_DEPTH_ERROR_NULL_INPUT_DATA = 17,           /**< an input image is NULL */
-  ENHANCE_DEPTH_ERROR_RESOLUTION_MISMATCH = 18,       /**< the frame is not of the configured size */
-  ENHANCE_DEPTH_ERROR_STRIDE_MISMATCH = 19,           /**< an image's byte size does not fit its resolution */
+  ENHANCE_DEPTH_ERROR_RESOLUTION_MISMATCH = 18,       /**< the frame does not have the configured size */
+  ENHANCE_DEPTH_ERROR_STRIDE_MISMATCH = 19, /**< an image's byte size does not match its resolution */
   ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED = 20, /**< no CUDA stream or timing events */
   ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED = 21,         /**< no device memory */
   ENHANCE_DEPTH_ERROR_MEMCPY_FAILED = 22,               /**< a copy to or from the device failed */
@@ -132,8 +131,8 @@ enum {
   ENHANCE_DEPTH_ERROR_SET_PROFILE_FAILED = 27,          /**< TensorRT refused the profile */
   ENHANCE_DEPTH_ERROR_SET_INPUT_SHAPE_FAILED = 28,      /**< TensorRT refused an input shape */
   ENHANCE_DEPTH_ERROR_TENSOR_NOT_FOUND = 29,            /**< a required tensor is missing */
-  ENHANCE_DEPTH_ERROR_TENSOR_MODE_MISMATCH = 30,        /**< an input is an output or the reverse */
-  ENHANCE_DEPTH_ERROR_TENSOR_DTYPE_MISMATCH = 31,       /**< a tensor has another element type */
+  ENHANCE_DEPTH_ERROR_TENSOR_MODE_MISMATCH = 30,        /**< a required input is an output or the reverse */
+  ENHANCE_DEPTH_ERROR_TENSOR_DTYPE_MISMATCH = 31,       /**< a tensor has the wrong element type */
   ENHANCE_DEPTH_ERROR_INVALID_ENGINE_IO = 32, /**< wrong number of tensors, or a shape that does not fit */
   ENHANCE_DEPTH_ERROR_BIND_TENSOR_ADDRESS_FAILED = 33, /**< TensorRT refused a buffer */
   ENHANCE_DEPTH_ERROR_STD_EXCEPTION = 34,              /**< a standard exception, such as memory exhaustion */
@@ -144,8 +143,8 @@ enum {
 #define ENHANCE_ERROR_TEXT_SIZE 256
 
 /**
- * One failure. Owned by the host, which frees it with enhance_delete_error(). It has no pointers and will
- * never grow: a copy of it is complete. Texts that are too long are cut to 255 characters.
+ * One failure. Owned by the host, which frees it with enhance_delete_error(). It contains no pointers and
+ * will never grow, so it can be copied as plain memory. Texts that are too long are cut to 255 characters.
  */
 typedef struct enhance_error {
   int32_t status;                         /**< an EnhanceDepthErrorCode */
@@ -156,7 +155,7 @@ typedef struct enhance_error {
       "allocate" or "warmup"; for a failed engine load the engine path; otherwise empty */
   char args[ENHANCE_ERROR_TEXT_SIZE];
   /** the number of the place in the library that reported it: positive, different for each place and stable
-      across versions, so that a bug report which states it says where to look; 0 in a host's own record */
+      across versions, to be stated in a bug report; 0 in a record made with enhance_create_error() */
   int32_t line;
   /** class of the failure: 2 argument or engine layout, 3 wrong state, 6 exception, 7 TensorRT, 8 CUDA, 0
       unknown; 4, 9 and 10 belong to the reserved codes */
@@ -168,15 +167,15 @@ typedef struct enhance_depth_engine* enhance_depth_handle;
 
 /**
  * One frame, filled by the host. The two strides are the sizes of the *whole images* in bytes, not of a row.
- * The products are formed in 32 bits and wrap around: an image's size must stay below 2 GiB.
+ * The products are computed in 32 bits and wrap around: an image's size must stay below 2 GiB.
  */
 typedef struct enhance_depth_input {
   /** colour image, height * width * 3 bytes, in the layout the engine was built for: planar (all red, all
-      green, all blue) when "rgb" has four extents, interleaved with three */
+      green, all blue) if "rgb" has four dimensions, interleaved if it has three */
   const uint8_t* rgb;
   int32_t rgb_stride; /**< height * width * 3 */
-  /** depth image, row by row, height * width values, 0 where the camera saw nothing; aligned as every
-      uint16_t is */
+  /** depth image, row by row, height * width values, 0 where the camera saw nothing; aligned for
+      uint16_t */
   const uint16_t* depth;
   int32_t depth_stride; /**< height * width * 2 */
   int32_t height;       /**< rows; note that height comes before width */
@@ -194,8 +193,8 @@ typedef struct enhance_depth_output {
 /**
  * Makes a record, for hosts that report their own failures in the same form. Its `line` is 0. Any thread.
  *
- * @param status          goes into both code fields
- * @param message         what went wrong; like the other texts, NULL becomes the empty text
+ * @param status          stored in both code fields
+ * @param message         what went wrong; as for the other texts, NULL becomes an empty text
  * @param function        who reports it
  * @param args            the offending arguments
  * @param exception_type  class of the failure, stored as it is
@@ -212,7 +211,7 @@ ENHANCE_DEPTH_API enhance_error* enhance_create_error(int status, const char* me
 ENHANCE_DEPTH_API void enhance_delete_error(enhance_error* error);
 
 /**
- * The text of the last failure. Does not change it.
+ * Returns the text of the last failure, without clearing it.
  *
  * @param handle  the handle whose last call is asked about; NULL asks about the calling thread's last call
  *                that had no handle to report on (a failed create, a NULL handle)
@@ -225,9 +224,9 @@ ENHANCE_DEPTH_API const char* enhance_depth_get_last_error(enhance_depth_handle 
 /**
  * Loads a serialized TensorRT engine, checks its tensors, configures it for 640 x 480 pixels and warms it up.
  *
- * Codes: 1 (NULL path, file not readable), 12, 13, 14 (TensorRT), 20, 21, 23 to 25 (device), 26 to 33 (the
- * engine does not fit), 34, 35. The record's `args` is the engine path ("engine_path" when that is NULL, ""
- * for 34 and 35). The calling thread's last error is set on failure and "OK" on success.
+ * Codes: 1 (NULL path, file not readable), 12, 13, 14 (TensorRT), 20, 21, 23 to 25 (device), 26 to 33 (not an
+ * engine as described under ENGINES), 34, 35. The record's `args` is the engine path ("engine_path" if that
+ * is NULL, "" for 34 and 35). The calling thread's last error is set on failure and "OK" on success.
  *
  * @param engine_path  path of a regular, readable, non-empty file; it must not point into the record in
  *                     `*error`, which is freed first
@@ -238,8 +237,8 @@ ENHANCE_DEPTH_API const char* enhance_depth_get_last_error(enhance_depth_handle 
 ENHANCE_DEPTH_API enhance_depth_handle enhance_depth_create(const char* engine_path, enhance_error** error);
 
 /**
- * Releases the buffers of the handle's previous size, builds those for `width` x `height` pixels and warms
- * up. Outputs of earlier frames become invalid.
+ * Releases the buffers of the handle's previous size, creates those for `width` x `height` pixels and runs a
+ * warm-up. Outputs of earlier frames become invalid.
  *
  * Codes: 1 (size not positive), 2, 20, 21, 23 to 28, 32, 33, 34, 35. The record's `args` is "allocate" or
  * "warmup", the stage that failed ("" for 2, 34 and 35).
@@ -248,8 +247,8 @@ ENHANCE_DEPTH_API enhance_depth_handle enhance_depth_create(const char* engine_p
  * @param width   columns, positive; an optimization profile of the engine must admit the size
  * @param height  rows, positive
  * @param error   output parameter for a record, or NULL
- * @return 1, or 0 on failure: the handle then stays usable for another reset and refuses every frame until
- *         one succeeds: code 16, or 18 when the frame is not of the size that was refused
+ * @return 1, or 0 on failure: the handle then stays usable for another reset, but refuses every frame until
+ *         one succeeds: with code 16, or 18 if the frame is not of the size that was refused
  */
 ENHANCE_DEPTH_API int enhance_depth_reset(enhance_depth_handle handle, int width, int height,
                                           enhance_error** error);
@@ -257,7 +256,7 @@ ENHANCE_DEPTH_API int enhance_depth_reset(enhance_depth_handle handle, int width
 /**
  * Releases the handle and all that belongs to it. The calling thread's last error becomes "OK".
  *
- * @param handle  not in use by another thread, and not to be used afterwards; NULL only logs a warning
+ * @param handle  must not be in use by another thread or be used afterwards; NULL only logs a warning
  */
 ENHANCE_DEPTH_API void enhance_depth_destroy(enhance_depth_handle handle);
 
@@ -273,19 +272,19 @@ ENHANCE_DEPTH_API void enhance_depth_destroy(enhance_depth_handle handle);
  *                succeeds
  * @param error   output parameter for a record, or NULL
  * @return 1, or 0 on failure: the handle stays usable and keeps its size; its last inference time changes
- *         only if the network ran to its end
+ *         only if the network finished
  */
 ENHANCE_DEPTH_API int enhance_depth_process(enhance_depth_handle handle, const enhance_depth_input* input,
                                             enhance_depth_output* output, enhance_error** error);
 
 /**
- * Stores a confidence threshold on the handle (0.95 until set). It is a stored setting only: no output
- * depends on it. It survives enhance_depth_reset().
+ * Stores a confidence threshold in the handle (0.95 until set). The library only keeps it: no output depends
+ * on it. It survives enhance_depth_reset().
  *
  * @param handle     from enhance_depth_create()
  * @param threshold  any float, stored unchanged
  * @param error      output parameter for a record, or NULL
- * @return 1, or 0 with code 2, 34 or 35 (`args` ""); after 34 or 35 the threshold is stored all the same
+ * @return 1, or 0 with code 2, 34 or 35 (`args` ""); after 34 or 35 the threshold is stored nevertheless
  */
 ENHANCE_DEPTH_API int enhance_depth_set_confidence_threshold(enhance_depth_handle handle, float threshold,
                                                              enhance_error** error);
@@ -321,7 +320,7 @@ ENHANCE_DEPTH_API const char* enhance_depth_get_version(void);
  * and warming up do not change it. Clears the handle's last error.
  *
  * @param handle  from enhance_depth_create(); NULL sets the calling thread's last error (code 2)
- * @return milliseconds, or -1.0 when no frame has been timed yet, for a NULL handle, and for an exception
+ * @return milliseconds, or -1.0 if no frame has been timed yet, for a NULL handle, and on an exception
  *         (code 34 or 35)
  */
 ENHANCE_DEPTH_API float enhance_GetLastInferenceTime(enhance_depth_handle handle);

@@ -1,15 +1,15 @@
 /**
  * @file enhance_depth.hpp
- * C++17 over enhance_depth.h: an owning engine, exceptions for failures, and views for borrowed images.
+ * C++17 wrapper of enhance_depth.h: an owning engine, exceptions for failures, and views of borrowed images.
  *
  *     enhance_depth::Engine engine("model.engine");
  *     engine.reset(1280, 720);
  *     const enhance_depth::RefinedFrame refined = engine.process({1280, 720, rgb, depth});
  *     show(refined.depth);                       // borrowed: valid until the next process() or reset()
- *     keep(refined.depth.copy());                // a std::vector of one's own
+ *     keep(refined.depth.copy());                // an independent std::vector
  *
- * Units, threads and versions are those of enhance_depth.h. This header adds no compiled code to the library:
- * it needs that header and the standard library only.
+ * Units, threads and versions are as in enhance_depth.h. This header is self-contained: it needs only that
+ * header and the standard library.
  */
 #ifndef ENHANCE_DEPTH_HPP
 #define ENHANCE_DEPTH_HPP
@@ -41,9 +41,9 @@ class Error : public std::exception {
   /// Copies the record; the caller keeps it.
   explicit Error(const enhance_error& record) noexcept : record_(record) {}
 
-  /// What went wrong, as the library says it.
+  /// The library's message: what went wrong.
   const char* what() const noexcept override { return record_.message; }
-  /// Which failure it is.
+  /// The code of the failure.
   EnhanceDepthErrorCode code() const noexcept {
     return static_cast<EnhanceDepthErrorCode>(record_.error_code);
   }
@@ -70,12 +70,13 @@ class Pixels {
  public:
   /// Refers to `size` values from `data` on.
   constexpr Pixels(const T* data, std::size_t size) noexcept : data_(data), size_(size) {}
-  /// Refers to the contents of a container with data() and size(), such as a std::vector.
+  /// Refers to the contents of a container that has data() and size(), such as a std::vector.
   template <typename Container,
             typename = decltype(static_cast<const T*>(std::declval<const Container&>().data()))>
   constexpr Pixels(const Container& container) noexcept : data_(container.data()), size_(container.size()) {}
-  /// Not to a temporary that owns its contents, which would be gone before they are read. A temporary view is
-  /// fine: unlike an owner it gives the same access to its contents whether it is const itself or not.
+  /// Refuses a temporary that owns its contents, as they would be destroyed before they are read. A temporary
+  /// view is fine: unlike an owner it gives the same access to its contents whether or not it is const
+  /// itself.
   template <typename Container,
             typename = std::enable_if_t<!std::is_same_v<decltype(std::declval<Container&>().data()),
                                                         decltype(std::declval<const Container&>().data())>>>
@@ -87,7 +88,7 @@ class Pixels {
   constexpr std::size_t size() const noexcept { return size_; }
   /// The first value.
   constexpr const T* begin() const noexcept { return data_; }
-  /// Behind the last value.
+  /// Past the last value.
   constexpr const T* end() const noexcept { return data_ + size_; }
 
  private:
@@ -103,8 +104,8 @@ struct Frame {
   Pixels<std::uint16_t> depth;  ///< width * height values, row by row, 0 where the camera saw nothing
 };
 
-/// An image that lives in an Engine: valid until that engine's next process() or reset(), or its end. Moving
-/// the engine does not move the image. Take a copy() of what is needed for longer.
+/// An image that lives in an Engine: valid until that engine's next process() or reset(), or its destruction.
+/// Moving the engine does not move the image. copy() what is needed for longer.
 /// @tparam T the type of a pixel
 template <typename T>
 class BorrowedImage {
@@ -125,7 +126,7 @@ class BorrowedImage {
   }
   /// The first pixel.
   const T* begin() const noexcept { return data_; }
-  /// Behind the last pixel.
+  /// Past the last pixel.
   const T* end() const noexcept { return data_ + size(); }
   /// The first pixel of row `y`, 0 <= y < height().
   const T* row(int y) const noexcept {
@@ -133,7 +134,7 @@ class BorrowedImage {
   }
   /// The pixel in column `x` of row `y`.
   T operator()(int x, int y) const noexcept { return row(y)[x]; }
-  /// The pixels in memory of the caller's own.
+  /// Copies the pixels into a vector.
   std::vector<T> copy() const { return std::vector<T>(begin(), end()); }
 
  private:
@@ -142,15 +143,15 @@ class BorrowedImage {
   int height_;
 };
 
-/// What process() returns; its images are borrowed from the engine.
+/// The result of process(); its images are borrowed from the engine.
 struct RefinedFrame {
   BorrowedImage<std::uint16_t> depth;              ///< refined depth, in the unit of the input depth
   std::optional<BorrowedImage<float>> confidence;  ///< confidence map, if the engine has one
 };
 
-/// A loaded engine. Movable and not copyable; the source of a move has no handle any more: its
-/// last_inference_time() is nothing, and what throws fails with ENHANCE_DEPTH_ERROR_NULL_HANDLE until another
-/// engine is assigned to it. One thread at a time, for const functions too: they write the last error.
+/// A loaded engine. Movable but not copyable. A moved-from engine has no handle: its last_inference_time() is
+/// std::nullopt, and functions that can throw fail with ENHANCE_DEPTH_ERROR_NULL_HANDLE until another engine
+/// is assigned to it. One thread at a time, for const functions too: they write the last error.
 class Engine {
  public:
   /// Loads the engine file and configures it for 640 x 480; see enhance_depth_create(). Throws Error, also
@@ -174,9 +175,9 @@ class Engine {
   }
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
-  /// Takes the engine over. Images that were borrowed from `other` stay valid and now belong to this one.
+  /// Takes over the engine. Images that were borrowed from `other` stay valid and now belong to this one.
   Engine(Engine&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-  /// Takes the engine over and releases the one held so far.
+  /// Takes over the engine and releases the one held so far.
   Engine& operator=(Engine&& other) noexcept {
     Engine(std::move(other)).swap(*this);
     return *this;
@@ -193,8 +194,8 @@ class Engine {
     }
   }
 
-  /// Refines one frame of the configured size and waits for the result; see enhance_depth_process(). Images
-  /// of another number of values than the frame's size asks for are refused. Images borrowed earlier become
+  /// Refines one frame of the configured size and waits for the result; see enhance_depth_process(). An image
+  /// whose number of values does not match the frame's size is refused. Images borrowed earlier become
   /// invalid. Throws Error; the engine stays usable.
   RefinedFrame process(const Frame& frame) & {
     const enhance_depth_input input = {frame.rgb.data(),       byte_size(frame.rgb), frame.depth.data(),
@@ -210,7 +211,7 @@ class Engine {
     }
     return refined;
   }
-  /// Not on a temporary, whose images would be gone before they could be read.
+  /// Not on a temporary engine, whose images would be destroyed before they could be read.
   RefinedFrame process(const Frame& frame) && = delete;
 
   /// Stores a confidence threshold; see enhance_depth_set_confidence_threshold(). Throws Error.
@@ -230,7 +231,7 @@ class Engine {
     return threshold;
   }
 
-  /// Milliseconds that the network ran on the device in the last frame; nothing before the first frame.
+  /// Milliseconds that the network ran on the device in the last frame; std::nullopt before the first frame.
   std::optional<float> last_inference_time() const noexcept {
     const float milliseconds = enhance_GetLastInferenceTime(handle_);
     return milliseconds < 0.0F ? std::nullopt : std::optional<float>(milliseconds);
@@ -240,7 +241,7 @@ class Engine {
   enhance_depth_handle handle() const noexcept { return handle_; }
 
  private:
-  // A failure for which there is no record of the library.
+  // A failure for which the library made no record.
   static Error make_error(EnhanceDepthErrorCode code, std::int32_t exception_type, const char* message,
                           const char* function, const char* args) noexcept {
     enhance_error record = {};
@@ -262,7 +263,7 @@ class Engine {
     RecordOwner& operator=(const RecordOwner&) = delete;
     enhance_error** address() noexcept { return &record_; }
 
-    // If memory was too short for a record, the last error's text stands in for it.
+    // Without a record, for which there was no memory, falls back to the text of the last error.
     [[noreturn]] void raise(const char* function, enhance_depth_handle handle) const {
       if (record_ != nullptr) {
         throw Error(*record_);
@@ -276,7 +277,8 @@ class Engine {
     enhance_error* record_ = nullptr;
   };
 
-  // The size in bytes for the C record. No valid image is larger than 2 GiB: a size beyond that stays wrong.
+  // The size in bytes for the C record. No valid image is larger than 2 GiB; larger sizes are clamped, and
+  // the library refuses them.
   template <typename T>
   static std::int32_t byte_size(const Pixels<T>& pixels) noexcept {
     constexpr auto kLargest = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());

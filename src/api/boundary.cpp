@@ -6,10 +6,10 @@
 namespace enhance_depth {
 namespace {
 
-// Fits into a std::string without an allocation.
+// Short enough for a std::string to hold without an allocation.
 constexpr char kOutOfMemory[] = "out of memory";
 
-// An escaped exception, as far as its report tells it.
+// An escaped exception, reduced to what its report needs.
 struct Escaped {
   EnhanceDepthErrorCode code;
   const char* separator;  // between the function's name and `what`
@@ -50,7 +50,7 @@ void fill_exception_result(const EntryPoint& entry, enhance_error** error, const
   std::snprintf(text, sizeof text, "%s%s%s", entry.name, escaped.separator, escaped.what);
   try {
     fill_error_result(error, {escaped.code, text}, entry.name, "", site);
-  } catch (...) {  // no memory for a record; the last error has the failure
+  } catch (...) {  // no memory for a record; the last error still has the failure
   }
 }
 

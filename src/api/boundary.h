@@ -1,4 +1,4 @@
-// What every exported function shares: handles, reports of failures, and the frame that lets no exception
+// What every exported function shares: handles, reports of failures, and the guard that lets no exception
 // out.
 #ifndef ENHANCE_DEPTH_API_BOUNDARY_H
 #define ENHANCE_DEPTH_API_BOUNDARY_H
@@ -19,14 +19,14 @@ inline enhance_depth_handle to_handle(TrtEngineWrapper* wrapper) {
   return reinterpret_cast<enhance_depth_handle>(wrapper);
 }
 
-// An exported function as its failures name it, and the first number of its exception frame.
+// An exported function: its name in failure reports and the first number of its exception reports.
 struct EntryPoint {
   const char* name;
   ReportSite exception_site = ReportSite::kNone;
 };
 
-// Each report records the failure and then fills the caller's output parameter `error` with it. They may
-// throw std::bad_alloc, which the frame below turns into a report of its own.
+// Each report function records the failure and then fills the caller's output parameter `error`. They may
+// throw std::bad_alloc, which run_guarded() reports in turn.
 
 // A null handle, recorded on the calling thread.
 void report_null_handle(const EntryPoint& entry, enhance_error** error, ReportSite site);
@@ -40,12 +40,12 @@ void report_engine_failure(const EntryPoint& entry, const TrtEngineWrapper& wrap
                            enhance_error** error, ReportSite site);
 
 // An escaped exception, recorded on the handle, or on the calling thread if `wrapper` is null. `exception` is
-// null if it is not a standard exception. If memory is too short for the text, the text is "out of memory";
-// if it is too short for a record, there is none.
+// null if it is not a standard exception. If there is no memory for the text, the text is "out of memory"; if
+// there is none for a record, no record is made.
 void report_exception(const EntryPoint& entry, TrtEngineWrapper* wrapper, enhance_error** error,
                       const std::exception* exception) noexcept;
 
-// Runs `body` and returns its result, or `failure` if an exception escapes from it, which is then reported.
+// Runs `body` and returns its result. If an exception escapes from it, reports it and returns `failure`.
 template <typename Result, typename Body>
 Result run_guarded(const EntryPoint& entry, TrtEngineWrapper* wrapper, enhance_error** error, Result failure,
                    Body&& body) noexcept {

@@ -9,12 +9,12 @@
 namespace enhance_depth {
 namespace {
 
-// The thread's last error needs no destruction. Destructors of static and thread-local objects may call the
-// library when all thread-local objects that have a destructor are gone; this storage is still there.
+// Trivially destructible: destructors of static and thread-local objects may call the library after all
+// thread-local objects that have a destructor are gone, and this storage is then still there.
 struct ThreadError {
   int code = ENHANCE_DEPTH_OK;
   bool ending = false;                           // the thread has released its long message
-  std::string* long_message = nullptr;           // owned; null if the message fits below
+  std::string* long_message = nullptr;           // owned; null if the message fits into `message`
   char message[ENHANCE_ERROR_TEXT_SIZE] = "OK";  // the whole message, or the beginning of the long one
 };
 thread_local ThreadError g_last_api_error;
@@ -23,7 +23,7 @@ void release_long_message() noexcept {
   const std::unique_ptr<std::string> released(std::exchange(g_last_api_error.long_message, nullptr));
 }
 
-// Releases the long message at the end of a thread that once had one.
+// Releases the long message when a thread that has had one ends.
 class LongMessageReleaser {
  public:
   LongMessageReleaser() = default;
@@ -71,7 +71,7 @@ void clear_global_error() noexcept {
 }
 
 int exception_type_from_error_code(int code) {
-  // By code, from 0.
+  // Indexed by code.
   constexpr std::array<int, 36> kTypes{
       0,                     // ok
       2,  3,                 // argument, null handle

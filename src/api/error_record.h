@@ -9,27 +9,27 @@
 
 namespace enhance_depth {
 
-// A failure in the form in which it is kept and passed on. `message` belongs to whoever keeps it.
+// A failure as it is stored and passed on. The owner of the stored failure owns `message`.
 struct ErrorState {
   int code = ENHANCE_DEPTH_OK;
   const char* message = "OK";
 };
 
 // The calling thread's last error that had no handle to be recorded on. The message is valid until the
-// thread's next set or clear. All three may be called at any time: from destructors of static and
-// thread-local objects, too, which may run after the thread has released what it kept.
+// thread's next set or clear. All three may be called at any time, even from destructors of static and
+// thread-local objects, which may run after the thread has released its long message.
 ErrorState global_error() noexcept;
 
-// Throws std::bad_alloc if a message of ENHANCE_ERROR_TEXT_SIZE bytes or more finds no memory; the previous
-// error then stays. Shorter messages need none. While the thread ends, longer messages are cut.
+// Throws std::bad_alloc if there is no memory for a message of ENHANCE_ERROR_TEXT_SIZE bytes or more; the
+// previous error then stays. Shorter messages need none. While the thread ends, longer messages are cut.
 void set_global_error(int code, const std::string& message);
 
 void clear_global_error() noexcept;
 
-// The class that a record carries beside its code.
+// The exception class that belongs to a code.
 int exception_type_from_error_code(int code);
 
-// A new record with `line` 0. A null text becomes the empty text, a text that is too long is cut. Throws
+// A new record with `line` 0. A null text becomes an empty text, a text that is too long is cut. Throws
 // std::bad_alloc.
 enhance_error* make_error(int status, const char* message, const char* function, const char* args,
                           int exception_type);
@@ -38,7 +38,7 @@ enhance_error* make_error(int status, const char* message, const char* function,
 void clear_error_result(enhance_error** out);
 
 // Stores a new record of `error` in the caller's output parameter; does nothing if `out` is null or the code
-// is 0. Throws std::bad_alloc and then leaves *out alone.
+// is 0. If it throws std::bad_alloc, *out is unchanged.
 void fill_error_result(enhance_error** out, const ErrorState& error, const char* function, const char* args,
                        ReportSite site);
 

@@ -33,7 +33,7 @@ enhance_depth_handle create(const char* engine_path, enhance_error** error) {
 }
 
 // Releases the new buffers if an exception ends the warm-up.
-bool warm_up_or_release(TrtEngineWrapper& wrapper) {
+bool warmup_or_release(TrtEngineWrapper& wrapper) {
   try {
     return wrapper.warmup();
   } catch (...) {
@@ -54,9 +54,9 @@ int reset(TrtEngineWrapper* wrapper, int width, int height, enhance_error** erro
     report_engine_failure(kReset, *wrapper, "allocate", error, ReportSite::kResetAllocate);
     return 0;
   }
-  if (!warm_up_or_release(*wrapper)) {
+  if (!warmup_or_release(*wrapper)) {
     wrapper->delete_buffer(false);
-    report_engine_failure(kReset, *wrapper, "warmup", error, ReportSite::kResetWarmUp);
+    report_engine_failure(kReset, *wrapper, "warmup", error, ReportSite::kResetWarmup);
     return 0;
   }
   wrapper->clear_error();

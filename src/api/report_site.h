@@ -7,7 +7,7 @@
 namespace enhance_depth {
 
 // One number per reporting site, grouped by function. They appear in bug reports about released versions, so
-// a number is never changed and never used again. An exception frame takes four numbers: see ExceptionSite.
+// a number is never changed and never reused. The guard of a function takes four numbers: see ExceptionSite.
 enum class ReportSite : std::int32_t {
   kNone = 0,  // functions that make no records
 
@@ -17,7 +17,7 @@ enum class ReportSite : std::int32_t {
 
   kResetNullHandle = 201,
   kResetAllocate = 202,
-  kResetWarmUp = 203,
+  kResetWarmup = 203,
   kResetException = 290,
 
   kProcessNullHandle = 301,
@@ -37,7 +37,7 @@ enum class ReportSite : std::int32_t {
   kGetThresholdException = 590,
 };
 
-// Added to the number of an exception frame: what was thrown, and whether a handle could take the failure.
+// Added to the number of a guard: what was thrown, and whether there was a handle to record it on.
 enum class ExceptionSite : std::int32_t {
   kStandardOnHandle = 0,
   kStandardOnThread = 1,

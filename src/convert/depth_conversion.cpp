@@ -16,8 +16,8 @@ std::uint16_t convert_pixel(float value) {
   return value >= 65535.0F ? std::uint16_t{65535} : static_cast<std::uint16_t>(value);
 }
 
-// Runs on pointers and compares for equality: GCC and Clang then spend the fewest instructions on the loop
-// itself (scripts/bench-aarch64 counts them).
+// Loops over pointers and compares them for equality: GCC and Clang then need the fewest instructions for the
+// loop itself (scripts/bench-aarch64 counts them).
 template <typename Source, typename Destination>
 void convert(const Source* src, Destination* dst, std::size_t count) {
   const Source* const end = src + count;

@@ -1,6 +1,5 @@
-// The conversions of eight pixels in 128-bit registers: the part of the loops that differs between
-// processors. The boards have NEON. PCs have SSE4.1, so that the same loops keep a PC's speed and run under
-// its sanitizers.
+// Converts eight pixels in 128-bit registers: the part of the loops that differs between processors. The
+// boards have NEON. PCs have SSE4.1, so that the same loops are fast on a PC and run under its sanitizers.
 #ifndef ENHANCE_DEPTH_CONVERT_EIGHT_PIXELS_H
 #define ENHANCE_DEPTH_CONVERT_EIGHT_PIXELS_H
 
@@ -24,8 +23,8 @@ inline void convert_eight_pixels(const std::uint16_t* src, float* dst) {
   vst1q_f32(dst + 4, vcvtq_f32_u32(vmovl_high_u16(depth)));
 }
 
-// Both steps saturate, which is all the clamping there is to do: the conversion turns NaN and negative values
-// into 0, the narrowing turns what is above 65535 into 65535.
+// Both steps saturate, so no clamping is needed: the conversion turns NaN and negative values into 0, the
+// narrowing turns values above 65535 into 65535.
 inline void convert_eight_pixels(const float* src, std::uint16_t* dst) {
   const uint16x4_t low = vqmovn_u32(vcvtq_u32_f32(vld1q_f32(src)));
   vst1q_u16(dst, vqmovn_high_u32(low, vcvtq_u32_f32(vld1q_f32(src + 4))));
@@ -39,8 +38,8 @@ inline void convert_eight_pixels(const std::uint16_t* src, float* dst) {
   _mm_storeu_ps(dst + 4, _mm_cvtepi32_ps(_mm_unpackhi_epi16(depth, _mm_setzero_si128())));
 }
 
-// The minimum returns its second operand if that is NaN. The conversion turns NaN and what is too small into
-// the smallest integer, and the narrowing turns all negative integers into 0.
+// The minimum returns its second operand if that is NaN. The conversion turns NaN and values that are too
+// small into the smallest integer, and the narrowing turns all negative integers into 0.
 inline void convert_eight_pixels(const float* src, std::uint16_t* dst) {
   const __m128 largest = _mm_set1_ps(65535.0F);
   const __m128i low = _mm_cvttps_epi32(_mm_min_ps(largest, _mm_loadu_ps(src)));

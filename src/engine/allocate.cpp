@@ -1,5 +1,5 @@
 // TrtEngineWrapper, device buffers: from a resolution to a bound execution context.
-// Afterwards the object holds either everything or nothing.
+// Afterwards the object holds either all of them or none.
 #include "engine/host_image.h"
 #include "engine/tensor_shape.h"
 #include "engine/tensor_text.h"
@@ -9,7 +9,7 @@
 namespace enhance_depth {
 namespace {
 
-// Releases what allocate() has made so far unless it is dismissed; keeps the error of the failure.
+// Unless dismissed, releases what allocate() has created so far; the last error stays.
 class AllocateCleanupGuard {
  public:
   explicit AllocateCleanupGuard(TrtEngineWrapper* wrapper) : wrapper_(wrapper) {}
@@ -53,13 +53,13 @@ bool TrtEngineWrapper::allocate() {
 bool TrtEngineWrapper::create_stream() {
   const cudaError status = cudaStreamCreate(&stream);
   if (status != cudaSuccess) {
-    stream = nullptr;  // whatever the failed call left there; before check(), which can throw
+    stream = nullptr;  // the failed call may have written to it; reset before check(), which can throw
   }
   return check(status, "cudaStreamCreate", ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED);
 }
 
-// The rank of the engine's colour tensor decides its layout: planar with a batch extent, or interleaved
-// without.
+// The rank of the engine's colour tensor determines its layout: four dimensions (with a batch) are planar,
+// three are interleaved.
 bool TrtEngineWrapper::apply_input_shapes() {
   const nvinfer1::Dims64 declared = engine->getTensorShape(rgb_tensor_name);
   nvinfer1::Dims64 rgb_shape{};
@@ -146,7 +146,7 @@ bool TrtEngineWrapper::allocate_device_buffer(void*& buffer, std::uint64_t bytes
   if (status == cudaSuccess) {
     return true;
   }
-  buffer = nullptr;  // whatever the failed call left there; before a text is built, which can throw
+  buffer = nullptr;  // the failed call may have written to it; reset before building a text, which can throw
   return check(status, ("cudaMalloc(" + label + ")").c_str(), ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED);
 }
 

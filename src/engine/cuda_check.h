@@ -1,4 +1,4 @@
-// One form for every CUDA failure.
+// Turns CUDA statuses into messages of one form.
 #ifndef ENHANCE_DEPTH_ENGINE_CUDA_CHECK_H
 #define ENHANCE_DEPTH_ENGINE_CUDA_CHECK_H
 
@@ -12,7 +12,7 @@ namespace enhance_depth {
 // "<what> failed: <CUDA's description>". `message` must not be the same object as `what`.
 bool check_cuda(cudaError status, const std::string& what, std::string& message);
 
-// The same for a label in the program text: costs no memory unless the call failed, as every frame needs it.
+// The same for a string literal. Every frame goes through it, so it allocates nothing unless the call failed.
 inline bool check_cuda(cudaError status, const char* what, std::string& message) {
   return status == cudaSuccess || check_cuda(status, std::string(what), message);
 }

@@ -8,11 +8,11 @@
 
 namespace enhance_depth {
 
-// Owns its two events, made once and used for every span. A failing operation returns false and writes
+// Owns two events, created once and used for every span. A failing operation returns false and writes
 // "<CUDA call> failed: <CUDA's description>" into `message`; it records no error code. One thread at a time.
 class CudaTimer {
  public:
-  // Creates both events or, when one cannot be created, none; initialized() and init_error() tell.
+  // Creates both events or, if one cannot be created, none; see initialized() and init_error().
   CudaTimer();
   ~CudaTimer();
   CudaTimer(const CudaTimer&) = delete;
@@ -20,14 +20,14 @@ class CudaTimer {
 
   bool initialized() const;
 
-  // The status of the last event creation of the constructor.
+  // The status of the constructor's last event creation.
   cudaError init_error() const;
 
   // Queues the start of the span on `stream`. Does not wait.
   bool start(cudaStream_t stream, std::string& message);
 
   // Queues the end of the span on `stream`, waits until the device has reached it and writes the span's
-  // milliseconds to *elapsed_ms, which a failure leaves alone unless CUDA itself wrote it.
+  // milliseconds to *elapsed_ms. On failure *elapsed_ms is unchanged unless CUDA itself wrote it.
   bool stop(cudaStream_t stream, float* elapsed_ms, std::string& message);
 
  private:

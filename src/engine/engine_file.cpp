@@ -48,7 +48,7 @@ bool check_kind(const struct stat& status, const char* path, std::string& messag
   return true;
 }
 
-// Reads until `size` bytes have come; a signal or a short read does not end it.
+// Reads `size` bytes, continuing after signals and short reads.
 bool read_exactly(int descriptor, std::uint8_t* data, std::uint64_t size, const char* path,
                   std::string& message) {
   while (size > 0) {
@@ -72,8 +72,7 @@ bool read_exactly(int descriptor, std::uint8_t* data, std::uint64_t size, const 
 
 bool read_engine_file(const char* path, std::unique_ptr<std::uint8_t[]>& data, std::uint64_t& size,
                       std::string& message) {
-  // Looked at before it is opened, because opening a FIFO or a device can disturb whoever is at its other
-  // end.
+  // Checked before it is opened, because opening a FIFO or a device can disturb whoever is at its other end.
   struct stat status {};
   if (::stat(path, &status) != 0) {
     return refuse(path, system_reason(), message);
@@ -85,7 +84,7 @@ bool read_engine_file(const char* path, std::unique_ptr<std::uint8_t[]>& data, s
   if (file.get() < 0 || ::fstat(file.get(), &status) != 0) {
     return refuse(path, system_reason(), message);
   }
-  if (!check_kind(status, path, message)) {  // another file may have taken its place
+  if (!check_kind(status, path, message)) {  // another file may have taken its place since
     return false;
   }
   const auto length = static_cast<std::uint64_t>(status.st_size);

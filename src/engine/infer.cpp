@@ -20,10 +20,10 @@ std::size_t byte_size(const std::vector<T>& buffer) {
 }  // namespace
 
 float* TrtEngineWrapper::depth_as_floats(const std::uint16_t* depth) {
-  if (buffers_ready) {  // otherwise the size is one that was refused, and may be anything
+  if (buffers_ready) {  // otherwise the size was refused and may be anything
     const std::size_t count = pixel_count();
     if (depth_f32.size() != count) {
-      depth_f32.clear();  // growing need not copy what is overwritten below
+      depth_f32.clear();  // so that growing copies nothing
       depth_f32.resize(count);
     }
     convert_depth_u16_to_f32_neon(depth, depth_f32.data(), count);
@@ -71,7 +71,7 @@ bool TrtEngineWrapper::copy_inputs_to_device() {
                "cudaMemcpyAsync(dep)", ENHANCE_DEPTH_ERROR_MEMCPY_FAILED);
 }
 
-// Times the network alone: the span opens behind the uploads and closes before the downloads.
+// Times the network alone: the span begins after the uploads and ends before the downloads.
 bool TrtEngineWrapper::run_network() {
   if (!timer.start(stream, error_detail)) {
     return fail(ENHANCE_DEPTH_ERROR_SYNC_FAILED, error_detail);

@@ -1,5 +1,5 @@
 // TrtEngineWrapper, initialisation: from an engine file to an object that is ready for 640 x 480.
-// Runs every other phase once, in order; the first that fails ends it.
+// Runs every other phase once, in order, up to the first that fails.
 #include "engine/cuda_check.h"
 #include "engine/engine_file.h"
 #include "engine/trt_engine_wrapper.h"
@@ -17,7 +17,7 @@ bool TrtEngineWrapper::init(const char* engine_path) {
     check_cuda(timer.init_error(), "cudaEventCreate(timer)", error_detail);
     return fail(ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED, error_detail);
   }
-  // The serialized engine is as large as the network and of no use once it is deserialized.
+  // The serialized engine is as large as the network and no longer needed once it is deserialized.
   struct EngineDataGuard {
     TrtEngineWrapper& wrapper;
     ~EngineDataGuard() {

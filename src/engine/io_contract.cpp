@@ -1,6 +1,5 @@
 // TrtEngineWrapper, the I/O contract: which named tensors an engine must have.
-// Directions and element types are checked here; shapes are checked against a resolution when buffers are
-// made.
+// Directions and element types are checked here, shapes when buffers are created for a resolution.
 #include <cstring>
 
 #include "engine/tensor_text.h"
@@ -16,7 +15,7 @@ struct TensorMeta {
   nvinfer1::Dims64 shape;
 };
 
-// TensorRT's queries do not throw; should one ever do, its state is beyond repair and the process ends.
+// TensorRT's queries do not throw; if one ever does, its state is beyond repair and the process ends.
 TensorMeta query_tensor_meta(const nvinfer1::ICudaEngine& engine, const char* name) noexcept {
   return {engine.getTensorIOMode(name), engine.getTensorDataType(name), engine.getTensorShape(name)};
 }

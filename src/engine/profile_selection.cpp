@@ -1,5 +1,5 @@
 // TrtEngineWrapper, profile selection: which optimization profile admits a resolution.
-// The first profile that admits both inputs is taken; when none does, the message says why for each of them.
+// The first profile that admits both inputs is used; if none does, the message says why for each of them.
 #include "engine/tensor_shape.h"
 #include "engine/tensor_text.h"
 #include "engine/trt_engine_wrapper.h"
@@ -13,7 +13,7 @@ struct ProfileRange {
   nvinfer1::Dims64 max;
 };
 
-// TensorRT's queries do not throw; should one ever do, its state is beyond repair and the process ends.
+// TensorRT's queries do not throw; if one ever does, its state is beyond repair and the process ends.
 ProfileRange query_profile_range(const nvinfer1::ICudaEngine& engine, const char* name,
                                  int profile) noexcept {
   return {engine.getProfileShape(name, profile, nvinfer1::OptProfileSelector::kMIN),
@@ -46,12 +46,12 @@ bool reject(std::string* reason, const char* why, const nvinfer1::Dims64& shape,
 int TrtEngineWrapper::find_compatible_profile(const nvinfer1::Dims64& rgb_shape,
                                               const nvinfer1::Dims64& depth_shape) {
   const int profile_count = engine->getNbOptimizationProfiles();
-  // A string and not a stream: a stream would swallow memory exhaustion and leave the list cut short.
+  // Not a stream: it would swallow std::bad_alloc and leave the list incomplete.
   std::string rejected;
   for (int profile = 0; profile < profile_count; ++profile) {
     std::string rgb_reason;
     std::string depth_reason;
-    // Both are asked even if the first says no, so that the message can tell both reasons.
+    // Both are checked even if the first fails, so that the message has both reasons.
     const bool rgb_fits = dims_in_profile(rgb_tensor_name, profile, rgb_shape, &rgb_reason);
     const bool depth_fits = dims_in_profile(depth_tensor_name, profile, depth_shape, &depth_reason);
     if (rgb_fits && depth_fits) {

@@ -9,7 +9,7 @@
 
 namespace enhance_depth {
 
-// Number of elements: the product of the extents, 0 as soon as one of them is less than 1, 1 for no extents.
+// Number of elements: the product of the extents; 0 if one of them is less than 1, 1 if there are none.
 std::uint64_t volume_from_dims(const nvinfer1::Dims64& dims);
 
 // True if an extent is negative, which is how TensorRT marks one that is not fixed yet.

@@ -8,10 +8,10 @@
 
 namespace enhance_depth {
 
-// "(1, 3, -1, -1)"; "()" for a shape without extents.
+// "(1, 3, -1, -1)"; "()" for a shape without dimensions.
 std::string dims_to_string(const nvinfer1::Dims64& dims);
 
-// "FLOAT", "UINT8" and so on; "UNKNOWN" for what the library has no name for.
+// "FLOAT", "UINT8" and so on; "UNKNOWN" for a type that the library has no name for.
 const char* dtype_to_string(nvinfer1::DataType type);
 
 }  // namespace enhance_depth

@@ -53,7 +53,7 @@ bool TrtEngineWrapper::fail(EnhanceDepthErrorCode code, const std::string& messa
   error_detail = text;
   last_error_code_ = code;
   log_orbbec_message(OB_LOG_SEVERITY_ERROR, text, __FILE__, "fail", __LINE__);
-  // The host's log function may have asked this handle something, which resets the last error.
+  // The host's log function may have called a query on this handle, which resets the last error.
   last_error_message_.swap(text);
   last_error_code_ = code;
   return false;

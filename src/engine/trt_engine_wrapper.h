@@ -21,9 +21,9 @@ namespace enhance_depth {
 // Life: constructed -> init() loads an engine, configures it for 640 x 480 and warms it up -> any number of
 // infer() and of re-configurations (delete_buffer(true), set_input_size(), allocate(), warmup()) -> deinit().
 //
-// An operation that returns bool and can fail has recorded a code and a message through fail() before it
-// returns false. Operations may also throw std::bad_alloc; the object then still knows what it holds. One
-// thread at a time.
+// An operation that returns bool and can fail records a code and a message through fail() before it returns
+// false. Operations may also throw std::bad_alloc; the object can then still release everything that it
+// holds. One thread at a time.
 //
 // Internal to the library.
 class TrtEngineWrapper {
@@ -37,8 +37,8 @@ class TrtEngineWrapper {
 
   // --- Initialisation (init.cpp) ---
 
-  // Loads the engine at `engine_path` and prepares the object for 640 x 480. Does nothing if that has been
-  // done. On failure releases nothing but the engine's bytes: call deinit() before another attempt.
+  // Loads the engine at `engine_path` and prepares the object for 640 x 480. Does nothing if that has already
+  // succeeded. On failure releases only the engine's bytes: call deinit() before another attempt.
   bool init(const char* engine_path);
 
   // --- Object, last error and release (trt_engine_wrapper.cpp) ---
@@ -46,15 +46,15 @@ class TrtEngineWrapper {
   // Releases buffers, stream, context, engine and runtime, in that order. May be called at any time.
   void deinit() noexcept;
 
-  // Releases the stream, the device buffers and the host staging; `clear_error` also resets the last error.
+  // Releases the stream, the device buffers and the host staging buffers; if `clear_error`, also resets the
+  // last error.
   void delete_buffer(bool clear_error) noexcept;
 
   // Frees a device buffer and sets the pointer to null.
   static void free_device_buffer(void*& buffer) noexcept;
 
   // Records a failure as the last error, logs it and returns false. The failure is still the last error on
-  // return, even if the host's log function has called back on this object. set_error is the same under a
-  // second name.
+  // return, even if the host's log function has called back into this object. set_error() is a synonym.
   bool fail(EnhanceDepthErrorCode code, const std::string& message);
   bool set_error(EnhanceDepthErrorCode code, const std::string& message);
 
@@ -65,7 +65,7 @@ class TrtEngineWrapper {
   const std::string& last_error_message() const { return last_error_message_; }
   float last_inference_time() const { return last_inference_time_; }
 
-  // The size that the next allocate() configures and that frames have to have.
+  // The size that the next allocate() configures and that frames must have.
   void set_input_size(int width, int height);
   bool has_input_size(int width, int height) const { return width == input_width && height == input_height; }
 
@@ -74,8 +74,8 @@ class TrtEngineWrapper {
 
   // --- I/O contract (io_contract.cpp) ---
 
-  // Checks that the engine has the tensors, directions and types that the library needs; finds out whether it
-  // has a confidence output.
+  // Checks that the engine's tensors have the names, directions and types that the library needs, and notes
+  // whether there is a confidence output.
   bool validate_engine_io();
   bool validate_tensor_meta(const char* name, nvinfer1::TensorIOMode expected_mode,
                             nvinfer1::DataType expected_type);
@@ -86,34 +86,34 @@ class TrtEngineWrapper {
   // The first optimization profile that admits both shapes, or -1.
   int find_compatible_profile(const nvinfer1::Dims64& rgb_shape, const nvinfer1::Dims64& depth_shape);
 
-  // True if `shape` lies in the profile's range for the tensor; otherwise stores the reason in *reason, if
-  // that is not null.
+  // True if `shape` is within the profile's range for the tensor. Otherwise stores why in *reason, unless
+  // `reason` is null.
   bool dims_in_profile(const char* name, int profile, const nvinfer1::Dims64& shape,
                        std::string* reason) const;
 
-  // True if `shape` has extents and all of them are positive.
+  // True if `shape` has dimensions and all of them are positive.
   bool validate_concrete_tensor_shape(const char* name, const nvinfer1::Dims64& shape);
 
   // --- Device buffers (allocate.cpp) ---
 
-  // Creates stream and buffers for the input size and binds them. Call it while none exist; on failure none
-  // exist.
+  // Creates stream and buffers for the input size and binds them. None may exist before the call; after a
+  // failure none exist.
   bool allocate();
   bool allocate_device_buffer(void*& buffer, std::uint64_t bytes, const std::string& label);
 
   // --- Inference (infer.cpp) ---
 
-  // The depth image as floats, in a buffer that lives until the next call. Without buffers for the input size
-  // the image is not read and the buffer's contents mean nothing: infer() refuses the frame.
+  // The depth image as floats, in a buffer that is valid until the next call. While there are no buffers for
+  // the input size the image is not read, as infer() will refuse the frame.
   float* depth_as_floats(const std::uint16_t* depth);
 
   // Runs the network on one frame and waits for the result. `rgb` holds as many bytes as the rgb tensor,
-  // `depth` as many floats as the dep tensor. The results belong to the object and live until the next
-  // infer(), delete_buffer() or the object's end; *conf_out is null without a confidence output.
+  // `depth` as many floats as the dep tensor. The object owns the results, which are valid until the next
+  // infer(), delete_buffer() or destruction; *conf_out is null without a confidence output.
   bool infer(const std::uint8_t* rgb, float* depth, std::uint16_t** pred_out, float** conf_out, int height,
              int width);
 
-  // Runs the network a few times on zeroed buffers, untimed, and waits.
+  // Runs the network a few times on zeroed buffers, without timing it, and waits.
   bool warmup();
 
  private:
@@ -148,7 +148,7 @@ class TrtEngineWrapper {
   const char* pred_tensor_name = "pred";
   const char* conf_tensor_name = "confidence_output";
 
-  // Extents of the input shapes; height and width are the configured image size.
+  // The input shapes; height and width are the configured image size.
   std::int32_t batch_size = 1;
   std::int32_t rgb_channels = 3;
   std::int32_t depth_channels = 1;
@@ -157,12 +157,12 @@ class TrtEngineWrapper {
 
   std::int32_t warmup_iterations = 2;
 
-  // What the network was trained with. Kept for the record: engines normalise their inputs themselves.
+  // What the network was trained with. Unused: engines normalise their inputs themselves.
   float rgb_mean[3] = {0.485F, 0.456F, 0.406F};
   float rgb_std[3] = {0.229F, 0.224F, 0.225F};
   float depth_scale = 10.0F;
 
-  float confidence_threshold_ = 0.95F;  // stored for the host, not used here
+  float confidence_threshold_ = 0.95F;  // kept for the host, not used here
 
   std::vector<float> depth_f32;         // the input depth as floats
   std::vector<std::uint16_t> pred_u16;  // the refined depth that the host sees
@@ -182,7 +182,7 @@ class TrtEngineWrapper {
   void* d_pred = nullptr;
   void* d_conf = nullptr;
 
-  // Host side of the transfers; their sizes are those of the bound tensors.
+  // Host staging buffers, as large as the bound tensors.
   std::vector<std::uint8_t> h_rgb;
   std::vector<float> h_depth;
   std::vector<float> h_pred;
@@ -199,7 +199,7 @@ class TrtEngineWrapper {
   std::string last_error_message_ = "OK";
 
   CudaTimer timer;
-  float last_inference_time_ = -1.0F;  // milliseconds; -1 until a frame was timed
+  float last_inference_time_ = -1.0F;  // milliseconds; -1 until a frame has been timed
 
   // The serialized engine, held only while init() runs.
   std::unique_ptr<std::uint8_t[]> engine_data;

@@ -12,9 +12,9 @@ struct TrtDeleter {
   void operator()(T* object) const noexcept { delete object; }
 };
 
-// What a TensorRT factory returned, or null if that is no object. A factory that fails inside TensorRT may
-// convert its null pointer to a base class and so return the offset of that base, such as 0x200, instead of
-// null. No object ever lies in the first page of memory.
+// The result of a TensorRT factory, or null if that is not an object. A factory that fails inside TensorRT
+// may convert its null pointer to a base class and thereby return the offset of that base, such as 0x200,
+// instead of null. No object is ever in the first page of memory.
 template <typename T>
 T* object_or_null(T* result) noexcept {
   constexpr std::uintptr_t kFirstPage = 4096;

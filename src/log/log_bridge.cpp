@@ -2,8 +2,8 @@
 
 namespace enhance_depth {
 
-// The camera SDK's interface is C over C++ code: what slips through it must not become this library's
-// failure.
+// The camera SDK's C interface is implemented in C++: an exception that escapes from it must not become this
+// library's failure.
 void log_orbbec_message(OBLogSeverity severity, const std::string& message, const char* file,
                         const char* function, int line) noexcept {
   ob_error* error = nullptr;

@@ -1,4 +1,4 @@
-// The library's way into the camera SDK's log.
+// Writes the library's messages into the camera SDK's log.
 #ifndef ENHANCE_DEPTH_LOG_LOG_BRIDGE_H
 #define ENHANCE_DEPTH_LOG_LOG_BRIDGE_H
 

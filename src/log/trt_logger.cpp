@@ -10,8 +10,7 @@ void Logger::log(Severity severity, const char* msg) noexcept {
   if (severity > Severity::kERROR) {
     return;
   }
-  // Holding the stream's own lock keeps the line whole; stdio, unlike an assembled string, needs no memory
-  // for it.
+  // Holding the stream's lock keeps the line in one piece without assembling a string, which needs memory.
   flockfile(stdout);
   std::fputs("TRT: ", stdout);
   std::fputs(msg != nullptr ? msg : "", stdout);

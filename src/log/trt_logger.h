@@ -1,4 +1,4 @@
-// Where TensorRT's own messages go.
+// Prints TensorRT's own messages.
 #ifndef ENHANCE_DEPTH_LOG_TRT_LOGGER_H
 #define ENHANCE_DEPTH_LOG_TRT_LOGGER_H
 

@@ -193,9 +193,9 @@ TEST_F(Infer, ConvertsWhateverTheNetworkDelivers) {
   EXPECT_EQ(output.conf[6], -70000.0F);
 }
 
-class WarmUp : public test_support::BoardTest {};
+class Warmup : public test_support::BoardTest {};
 
-TEST_F(WarmUp, NeedsBuffersZeroesThemAndRunsAsOftenAsItIsTold) {
+TEST_F(Warmup, NeedsBuffersZeroesThemAndRunsAsOftenAsItIsTold) {
   OpenEngine wrapper;
   EXPECT_FALSE(wrapper.warmup());
   EXPECT_EQ(wrapper.last_error_code(), 16);

@@ -83,7 +83,7 @@ Table load(const Engine& engine) {
 Table configure(const Engine& engine, const Step& step) {
   const std::string size = std::to_string(step.height) + ", " + std::to_string(step.width) + ")";
   const std::string profile = std::to_string(step.width > 640 ? 1 : 0);
-  const Effect no_warm_up = failure(25, "TensorRT warmup enqueueV3 failed.", "warmup");
+  const Effect no_warmup = failure(25, "TensorRT warmup enqueueV3 failed.", "warmup");
   return {
       {"cudaStreamCreate", {failure(20, "cudaStreamCreate failed: out of memory", "allocate")}},
       {"ICudaEngine::getTensorShape", {failure(32, "Unexpected rgb tensor rank: ()", "allocate")}},
@@ -101,7 +101,7 @@ Table configure(const Engine& engine, const Step& step) {
       {"cudaMalloc", each(engine, no_memory)},
       {"IExecutionContext::setTensorAddress", each(engine, not_bound, "conf")},
       {"cudaMemset", each(engine, not_cleared, "conf")},
-      {"IExecutionContext::enqueueV3", {no_warm_up, no_warm_up}},
+      {"IExecutionContext::enqueueV3", {no_warmup, no_warmup}},
       {"cudaStreamSynchronize",
        {failure(24, "cudaStreamSynchronize(warmup) failed: unspecified launch failure", "warmup")}},
   };
