@@ -1,5 +1,7 @@
 #include "core/call.h"
 
+#include <cstddef>
+#include <new>
 #include <utility>
 
 #include "core/watch.h"
@@ -12,15 +14,25 @@ thread_local int inside_depth = 0;
 
 }  // namespace
 
+// In storage that is never freed: at the end of a process, threads may still be using the board.
 Watch& watch() {
-  static Watch& the_watch = *new Watch;
+  alignas(Watch) static std::byte storage[sizeof(Watch)];
+  static Watch& the_watch = *new (storage) Watch;
   return the_watch;
 }
 
 namespace {
 
 // Runs after the destructors of all static objects, which may still use the board.
-[[gnu::destructor]] void remove_watch() { delete &watch(); }
+[[gnu::destructor]] void release_watch() {
+  Watch& state = watch();
+  const std::unique_lock lock(state.mutex, std::try_to_lock);
+  if (lock) {
+    state.active = state.recording = false;
+    std::vector<Plan>().swap(state.plans);
+    std::vector<Call>().swap(state.recorded);
+  }
+}
 
 }  // namespace
 

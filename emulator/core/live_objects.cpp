@@ -25,7 +25,12 @@ Loggers& loggers() {
   return the_loggers;
 }
 
-[[gnu::destructor]] void remove_loggers() { delete &loggers(); }
+// What is in use stays: at the end of a process, another thread may be using it.
+[[gnu::destructor]] void remove_loggers() {
+  if (newest_logger() == nullptr) {
+    delete &loggers();
+  }
+}
 
 }  // namespace
 

@@ -18,9 +18,21 @@ Device& device() {
 
 namespace {
 
+bool idle(Device& the_device) {
+  const std::unique_lock lock(the_device.mutex, std::try_to_lock);
+  return lock && the_device.memory.free_bytes() == DeviceMemory::kCapacity &&
+         the_device.queue.streams() == 0 && the_device.queue.events() == 0;
+}
+
 // Runs when the library is unloaded, and at the end of the process after the destructors of all static
-// objects, which may still use the device.
-[[gnu::destructor]] void remove_device() { delete &device(); }
+// objects, which may still use the device. Contents that are in use stay: perhaps by another thread, which
+// nobody stops before the process is gone.
+[[gnu::destructor]] void remove_device() {
+  device().memory.give_back_addresses();
+  if (idle(device())) {
+    delete &device();
+  }
+}
 
 }  // namespace
 

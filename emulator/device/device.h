@@ -15,7 +15,7 @@ struct Device {
   WorkQueue queue;
 };
 
-// Lives until the library is unloaded.
+// Lives until the library is unloaded; longer if something on the device is then still in use.
 Device& device();
 
 }  // namespace emulated_board

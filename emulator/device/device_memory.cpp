@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include <sys/mman.h>
 
@@ -37,9 +38,9 @@ std::uintptr_t DeviceMemory::AddressRange::reserve() {
   return (address + kGranularity - 1) / kGranularity * kGranularity;
 }
 
-DeviceMemory::AddressRange::~AddressRange() {
-  if (start_ != nullptr) {
-    munmap(start_, kAddressSpace);
+void DeviceMemory::AddressRange::give_back() {
+  if (void* const start = std::exchange(start_, nullptr)) {
+    munmap(start, kAddressSpace);
   }
 }
 

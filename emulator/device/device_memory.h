@@ -39,6 +39,9 @@ class DeviceMemory {
   // Whether the address is in the device's range, allocated or not.
   bool reserved(const void* address) const;
 
+  // Ends the reservation of the addresses. Those that were given out keep their meaning.
+  void give_back_addresses() { addresses_.give_back(); }
+
   // Memory in use that has no address. Returns false, and takes nothing, if that much is not free.
   bool set_aside(std::size_t size);
   void give_back(std::size_t size) { set_aside_bytes_ -= size; }
@@ -59,11 +62,12 @@ class DeviceMemory {
   class AddressRange {
    public:
     AddressRange() = default;
-    ~AddressRange();
+    ~AddressRange() { give_back(); }
     AddressRange(const AddressRange&) = delete;
     AddressRange& operator=(const AddressRange&) = delete;
     // Returns the first address for allocations, or 0 if the process has no address space left.
     std::uintptr_t reserve();
+    void give_back();
 
    private:
     void* start_ = nullptr;

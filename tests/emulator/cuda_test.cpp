@@ -1,6 +1,7 @@
 // The emulated CUDA runtime: what it promises beyond the real one, and the rules of the real one that
 // programs rely on.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -72,6 +73,25 @@ TEST(EmulatedCudaDeathTest, TheHostCannotTouchDeviceMemory) {
   volatile std::uint8_t* memory = buffer.get();
   EXPECT_DEATH(*memory = 1, "");
   EXPECT_DEATH(std::exit(*memory == 0 ? 0 : 1), "");
+}
+
+TEST(EmulatedCudaDeathTest, TheProcessMayEndWhileAThreadUsesTheDevice) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process that was not forked from one that uses CUDA
+  EXPECT_EXIT(
+      {
+        std::atomic<int> rounds{0};
+        std::thread([&rounds] {
+          constexpr std::size_t kLong = std::size_t{256} << 20;
+          void* memory = nullptr;
+          for (cudaMalloc(&memory, kLong); cudaMemset(memory, 0, kLong) == cudaSuccess; ++rounds) {
+          }
+        }).detach();
+        while (rounds < 2) {
+          std::this_thread::yield();
+        }
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 TEST(EmulatedCudaDeathTest, WritingOutsideAnAllocationIsFoundOutWhenItIsFreed) {
