@@ -389,10 +389,13 @@ class SequenceTest(Case):
         self.assertIn("Refined 5 of 6 frames", result.stdout)
 
     def test_takes_any_finite_time_stamp(self):
-        self.write("rec/rgb.txt", b"1e-310 color/0.png\n1 color/1.png\n")
-        self.write("rec/depth.txt", b"1e-310 depth/0.png\n1 depth/1.png\n")
-        result = self.sequence("--video", "v.avi")
-        self.assertEqual(result.returncode, 0, result.stderr)
+        # Pairs of stamps, and the microseconds per frame of the video: its header has them.
+        for stamps, interval in ((("1e-310", "1"), 1000000), (("5", "5"), 33333), (("5", "5.1"), 100000)):
+            for name, kind in (("rgb", "color"), ("depth", "depth")):
+                self.write(f"rec/{name}.txt", f"{stamps[0]} {kind}/0.png\n{stamps[1]} {kind}/1.png\n".encode())
+            result = self.sequence("--video", f"{interval}.avi", "--output", f"out{interval}")
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertEqual(struct.unpack("<I", (self.folder / f"{interval}.avi").read_bytes()[32:36])[0], interval)
 
     def test_names_unreadable_frames_and_goes_on(self):
         damaged = bytearray(depth_png())

@@ -11,8 +11,13 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include "sequence/engine_pool.h"
+#include "sequence/output.h"
 #include "sequence/progress.h"
+#include "sequence/result_journal.h"
+#include "sequence/run.h"
 #include "sequence/run_summary.h"
+#include "support.h"
 #include "support/interrupt.h"
 #include "support/percentiles.h"
 
@@ -118,6 +123,23 @@ TEST(ToolInterrupt, DisturbsNoSystemCall) {
   EXPECT_TRUE(interrupt.interrupted());
   close(ends[0]);
   close(ends[1]);
+}
+
+// An interrupt is a reason for an early end only when there was more to do.
+TEST(ToolSequenceRun, IsNotStoppedByAnInterruptAfterTheLastFrame) {
+  const TemporaryDirectory folder;
+  EnginePool no_engines("none", 0);
+  const SequenceOutput output(folder.path(), false, false);
+  ResultJournal journal(output.journal());
+  std::ostringstream stream;
+  for (const std::vector<FrameFiles>& frames : {std::vector<FrameFiles>(), std::vector<FrameFiles>(1)}) {
+    Progress progress(stream, {}, 1, [] { return 1.0; });
+    RunSummary summary;
+    SequenceRun::Settings settings;
+    settings.interrupted = [] { return true; };
+    SequenceRun(no_engines, output, journal, nullptr, progress, settings, summary).run(frames);
+    EXPECT_EQ(summary.stopped_by, frames.empty() ? "" : "interrupted");
+  }
 }
 
 RunSummary example() {
