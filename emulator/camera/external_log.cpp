@@ -43,7 +43,7 @@ std::string time_stamp() {
   return text.data();
 }
 
-// Written in one piece, so that lines of several threads do not mix.
+// Writes the line in one piece, so that lines of several threads do not mix.
 void print(const LogLine& line) {
   const std::string text = time_stamp() + "[" + severity_name(line.severity) + "][" + line.module + "][" +
                            line.function + ":" + std::to_string(line.line) + "] " + line.message + "\n";
@@ -92,7 +92,7 @@ void ob_log_external_message(ob_log_severity severity, const char* module, const
       print(entry);
     }
   } catch (...) {
-    // Out of memory: the line is lost, and so is any way to report that.
+    // Out of memory: the line is lost, and there is no way to report that.
   }
 }
 
@@ -102,7 +102,7 @@ void ob_delete_error(ob_error* error) {
     emulated_board::arrive(Function::kDeleteError,
                            [&] { return std::string(error == nullptr ? "null" : "an error"); });
   } catch (...) {
-    // Not recorded; released all the same.
+    // The call is not recorded, but the object is still released.
   }
   if (error == nullptr) {
     return;

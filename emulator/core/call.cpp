@@ -23,7 +23,7 @@ Watch& watch() {
 
 namespace {
 
-// Runs after the destructors of all static objects, which may still use the board.
+// Runs after the destructors of all static objects, as those may still use the board.
 [[gnu::destructor]] void release_watch() {
   Watch& state = watch();
   const std::unique_lock lock(state.mutex, std::try_to_lock);

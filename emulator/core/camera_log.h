@@ -1,4 +1,4 @@
-// The camera SDK's log lines that the program captures.
+// The camera SDK's captured log lines.
 #ifndef EMULATED_BOARD_CORE_CAMERA_LOG_H
 #define EMULATED_BOARD_CORE_CAMERA_LOG_H
 

@@ -13,7 +13,7 @@ enum class ObjectKind : std::size_t { kRuntime, kEngine, kContext, kCameraError,
 
 int live_count(ObjectKind kind);
 
-// A member of each such object, which counts it for as long as it exists.
+// A member of each such object that counts it for as long as it exists.
 class CountedObject {
  public:
   explicit CountedObject(ObjectKind kind) noexcept;
@@ -25,7 +25,7 @@ class CountedObject {
   ObjectKind kind_;
 };
 
-// A member of each TensorRT runtime, which registers its logger for as long as it exists.
+// A member of each TensorRT runtime that registers its logger for as long as it exists.
 class RegisteredLogger {
  public:
   explicit RegisteredLogger(nvinfer1::ILogger& logger);

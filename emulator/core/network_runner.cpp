@@ -13,7 +13,7 @@ std::atomic<const char*> latest = "";
 }  // namespace
 
 void emulated_board::set_network_runner(const std::string& runner) {
-  // Kept for good, because a caller may hold the text; there are few different ones.
+  // Never freed, because a caller may hold the text; there are few different ones.
   static std::mutex& mutex = *new std::mutex;
   static std::set<std::string>& texts = *new std::set<std::string>;
   const std::lock_guard lock(mutex);

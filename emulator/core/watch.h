@@ -27,7 +27,7 @@ struct Watch {
   std::atomic<int> invalid_releases{0};
   std::atomic<bool> active{false};  // failures are planned or calls are recorded
   std::atomic<bool> recording{false};
-  std::mutex mutex;  // guards what follows
+  std::mutex mutex;  // guards the members below
   std::vector<Plan> plans;
   std::vector<Call> recorded;
   int failures = 0;

@@ -22,7 +22,7 @@ using emulated_board::Function;
 using emulated_board::stream_name;
 using emulated_board::stream_number;
 
-// What a function that is planned to fail does before it returns.
+// What a function whose failure is planned does before it returns.
 enum class WhenFailing {
   kNothing,
   kWorkFirst,  // releases and waits: these are never skipped
@@ -34,7 +34,8 @@ cudaError_t cuda_call(Function function, cudaError_t usual_error, WhenFailing wh
                       const Describe& describe, const Body& body) noexcept {
   const emulated_board::InsideBoard inside_board;
   const cudaError_t driver = emulated_board::driver_status();
-  // Before the call is recorded, because a thread of the parent may have held that lock while it forked.
+  // Checked before the call is recorded, because a thread of the parent may have held that lock during the
+  // fork.
   if (driver == cudaErrorInitializationError) {
     return driver;
   }
@@ -72,7 +73,8 @@ cudaError_t released(bool was_there, cudaError_t otherwise) {
   return otherwise;
 }
 
-// CUDA leaves the place for a new object undefined when it fails; here it always gets a wild value.
+// When CUDA fails to create an object, the output parameter is undefined; here it always gets an invalid
+// value.
 template <typename Handle>
 cudaError_t created(cudaError_t status, Handle* place) {
   constexpr std::uintptr_t kAnything = 0x5A5A'5A5A'5A5A'5A50;

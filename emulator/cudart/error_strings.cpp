@@ -16,7 +16,7 @@ extern "C" const char* cudaGetErrorString(cudaError_t error) {
       return "unrecognized error code";
     }
   } catch (...) {
-    // Recording ran out of memory, which does not concern the text.
+    // Recording ran out of memory; the text is not affected.
   }
   return error_text(code);
 }

@@ -92,7 +92,7 @@ bool MemoryInUse::take(std::size_t size) {
 
 void MemoryInUse::give_back(std::size_t size) noexcept {
   if (driver_status() == cudaErrorInitializationError) {
-    return;  // it belongs to the parent process
+    return;  // the device belongs to the parent process
   }
   Device& the_device = device();
   const std::lock_guard lock(the_device.mutex);

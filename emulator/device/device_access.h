@@ -15,17 +15,16 @@
 namespace emulated_board {
 
 // Device memory from this address to the end of its allocation; null if it is not a device address. Work
-// queued before the allocation is released may use it.
+// that is queued before the allocation is released may use it.
 DeviceRange device_range(const void* address);
 
 bool stream_exists(cudaStream_t stream);
 
-// Queues work on a stream; returns nothing if there is no such stream. A failure of the work is reported by
-// the next call that waits for it.
+// Queues work on a stream; std::nullopt if there is no such stream. The next call that waits for the work
+// reports its failure.
 std::optional<QueueMark> queue_work(cudaStream_t stream, std::function<cudaError_t()> work);
 
-// Marks the current end of a stream; returns nothing if there is no such stream. WorkQueue explains the
-// queries.
+// Marks the current end of a stream; std::nullopt if there is no such stream. See WorkQueue for the queries.
 std::optional<QueueMark> mark_stream(cudaStream_t stream);
 bool waited_for(const QueueMark& mark);
 bool runs_after(const QueueMark& mark, cudaStream_t stream);
@@ -37,7 +36,7 @@ std::string stream_name(cudaStream_t stream);
 class MemoryInUse {
  public:
   MemoryInUse() = default;
-  // May run under the device's lock, at the end of queued work; by then everything has been released, and no
+  // May run under the device's lock, at the end of queued work; everything has been released by then, and no
   // lock is taken.
   ~MemoryInUse() {
     if (size_ != 0) {
@@ -66,7 +65,7 @@ struct DeviceUse {
 };
 DeviceUse device_use();
 
-// Restarts the numbers of streams and of events at 1, each if none is alive and nothing is queued.
+// Restarts the numbers of streams and of events at 1 if none of them is alive and nothing is queued.
 void restart_numbering();
 
 }  // namespace emulated_board

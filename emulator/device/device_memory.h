@@ -1,7 +1,7 @@
 // Device memory. A device pointer is an address in a reserved range that is never accessible, so that a
-// program that dereferences it faults; the contents are in host memory elsewhere, and only the board
-// translates. Fresh memory is filled with kPoison. Guard bytes on both sides of the contents detect a network
-// that writes out of bounds.
+// program that dereferences it faults; the contents are elsewhere in host memory, and only the board
+// translates addresses. New memory is filled with kPoison. Guard bytes on both sides of the contents detect a
+// network that writes out of bounds.
 #ifndef EMULATED_BOARD_DEVICE_DEVICE_MEMORY_H
 #define EMULATED_BOARD_DEVICE_DEVICE_MEMORY_H
 
@@ -22,7 +22,7 @@ struct DeviceRange {
 class DeviceMemory {
  public:
   static constexpr std::size_t kCapacity = std::size_t{2} << 30;
-  // As a float 1.5e16, which no program mistakes for a result and no conversion turns into 0.
+  // As a float 1.5e16, which nobody mistakes for a result and no conversion turns into 0.
   static constexpr int kPoison = 0x5A;
 
   // Returns a device pointer to `size` bytes (1 or more), or null if that much is not free.
@@ -31,7 +31,7 @@ class DeviceMemory {
   // Whether the address is the start of an allocation.
   bool is_allocation(const void* address) const;
 
-  // Takes the start of an allocation. Aborts the process if the guard bytes were overwritten.
+  // `address` is the start of an allocation. Aborts the process if the guard bytes were overwritten.
   void release(void* address);
 
   DeviceRange find(const void* address) const;
@@ -42,7 +42,7 @@ class DeviceMemory {
   // Ends the reservation of the addresses. Those that were given out keep their meaning.
   void give_back_addresses() { addresses_.give_back(); }
 
-  // Memory in use that has no address. Returns false, and takes nothing, if that much is not free.
+  // Reserves memory without an address. Returns false, and takes nothing, if that much is not free.
   bool set_aside(std::size_t size);
   void give_back(std::size_t size) { set_aside_bytes_ -= size; }
 
@@ -76,7 +76,7 @@ class DeviceMemory {
 
   AddressRange addresses_;
   std::uintptr_t base_ = 0;
-  // Where the search for a gap begins, so that a released address is not reused soon.
+  // Where the search for a gap begins; it moves on, so that a released address is not soon reused.
   std::uintptr_t next_ = 0;
   std::map<std::uintptr_t, Allocation> allocations_;
   std::size_t allocated_bytes_ = 0;

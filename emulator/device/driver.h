@@ -6,10 +6,10 @@
 
 namespace emulated_board {
 
-// cudaSuccess, or the status that every CUDA function returns: cudaErrorInsufficientDriver while the driver
-// is taken away (emulated_board/control.h), cudaErrorInitializationError in a process that was forked from
-// one that had used the device. Takes no lock: in a forked process another thread of its parent may have held
-// any.
+// cudaSuccess, or the status that every CUDA function returns: cudaErrorInsufficientDriver without a driver
+// (emulated_board/control.h), cudaErrorInitializationError in a process that was forked from one that had
+// used the device. Takes no lock: any lock may have been held by another thread of the parent during the
+// fork.
 cudaError_t driver_status() noexcept;
 
 }  // namespace emulated_board

@@ -10,7 +10,7 @@ namespace emulated_board {
 
 namespace {
 
-// The sentences for unknown numbers, made on demand.
+// The texts for unknown numbers, created on demand.
 struct Sentences {
   std::mutex mutex;
   std::map<int, std::string> by_number;

@@ -4,8 +4,8 @@
 
 namespace emulated_board {
 
-// The real runtime's text for each error that the board has by itself; for any other number, a
-// sentence that says so. Valid until the library is unloaded.
+// The real runtime's text for each error that the board raises itself; for any other number, a text that says
+// that there is none. Valid until the library is unloaded.
 const char* error_text(int error) noexcept;
 
 }  // namespace emulated_board

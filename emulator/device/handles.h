@@ -1,4 +1,4 @@
-// Stream and event handles are tagged numbers in the form of pointers, never dereferenced: a stale or wild
+// Stream and event handles are tagged numbers in the form of pointers, never dereferenced: a stale or invalid
 // handle is recognised by its value.
 #ifndef EMULATED_BOARD_DEVICE_HANDLES_H
 #define EMULATED_BOARD_DEVICE_HANDLES_H

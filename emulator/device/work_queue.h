@@ -25,7 +25,7 @@ namespace emulated_board {
 // A position in a stream: after everything that had been queued on it by then.
 struct QueueMark {
   int stream = kDefaultStream;
-  unsigned long sequence = 0;  // numbers all commands and marks of the queue; 0 is before all of them
+  unsigned long sequence = 0;  // the number in the order of all commands and marks; 0 is before all of them
 };
 
 class WorkQueue {
@@ -41,7 +41,7 @@ class WorkQueue {
   int streams() const;  // without the default stream
   int events() const { return static_cast<int>(events_.size()); }
 
-  // The stream must exist. If std::bad_alloc is thrown, nothing was queued.
+  // The stream must exist. If one of these throws std::bad_alloc, it has queued nothing.
   void queue_copy(int stream, std::byte* to, const std::byte* from, std::size_t size);
   void queue_captured_copy(int stream, std::byte* to, const std::byte* from, std::size_t size);
   QueueMark queue_work(int stream, std::function<cudaError_t()> work);
@@ -54,10 +54,10 @@ class WorkQueue {
   // order of the streams or because the program has waited.
   bool runs_after(const QueueMark& mark, int stream) const;
 
-  // Run everything that the stream, the event's latest record or the whole device waits for. After a failure,
-  // copies and other work on that stream are dropped until a wait for the stream, or for an event on it,
-  // returns the failure; events are still recorded. A wait for the device returns one of the failures since
-  // the last such wait without clearing it, so that the stream's own wait returns it as well.
+  // Run everything that the stream, the event's latest record or the whole device depends on. After a
+  // failure, copies and other work on that stream are dropped until a wait for the stream, or for an event on
+  // it, returns the failure; events are still recorded. A wait for the device returns one of the failures
+  // since the last such wait without clearing it, so that the stream's own wait returns it as well.
   cudaError_t synchronize_stream(int stream);
   cudaError_t synchronize_event(int event);
   cudaError_t synchronize_device();
@@ -66,7 +66,7 @@ class WorkQueue {
   // while one is pending.
   cudaError_t elapsed_time(int start, int stop, float& milliseconds) const;
 
-  // Restarts the numbers of streams and of events at 1, each if none is alive and nothing is queued.
+  // Restarts the numbers of streams and of events at 1 if none of them is alive and nothing is queued.
   void restart_numbering();
 
  private:
@@ -80,8 +80,8 @@ class WorkQueue {
     int event;
   };
   struct Command {
-    // Constructed in place because GCC 12 warns without cause about uninitialised reads when a variant is
-    // moved.
+    // Constructs in place, because moving a variant makes GCC 12 warn of uninitialised reads that do not
+    // exist.
     template <typename What>
     Command(int on_stream, unsigned long number, What&& to_do)
         : stream(on_stream), sequence(number), what(std::forward<What>(to_do)) {}
@@ -92,19 +92,19 @@ class WorkQueue {
   struct Stream {
     cudaError_t failure = cudaSuccess;  // of its work, until a wait for the stream returns it
     bool told = false;                  // a wait for the device has returned the failure
-    bool destroyed = false;             // kept until a wait for the device, for what is still queued
+    bool destroyed = false;             // kept until a wait for the device, for the work still queued
     unsigned long waited = 0;           // the program has waited for its work up to this command
   };
   struct Event {
     int stream = kDefaultStream;
-    unsigned long latest = 0;  // the latest record queued; 0: never
-    unsigned long done = 0;    // and the latest of those that have run
+    unsigned long latest = 0;  // the latest record queued; 0: none
+    unsigned long done = 0;    // the latest record that has run
     std::chrono::steady_clock::time_point time;
   };
 
   template <typename What>
   void queue(int stream, What&& what);
-  // Of the first `count` commands, runs those of the stream and everything they wait for.
+  // Of the first `count` commands, runs those of the stream and everything that they depend on.
   void run(int stream, std::size_t count);
   void execute(Command& command) noexcept;
   cudaError_t take_failure(int stream);

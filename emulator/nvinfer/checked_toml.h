@@ -1,6 +1,6 @@
-// toml++ for untrusted input. Some assertions of its parser can be reached by malformed input ("[=" is one),
-// and with NDEBUG they become promises to the compiler. Here they are checked in all builds and throw, so
-// that such input is refused like any other that is not TOML.
+// toml++ for untrusted input. Malformed input such as "[=" violates some assertions of its parser, and with
+// NDEBUG these become assumptions of the optimizer. Here they are checked in all builds and throw, so that
+// such input is refused like any other that is not TOML.
 #ifndef EMULATED_BOARD_NVINFER_CHECKED_TOML_H
 #define EMULATED_BOARD_NVINFER_CHECKED_TOML_H
 

@@ -65,7 +65,7 @@ ExecutionContext::Use::Use(ExecutionContext& context) : context_(context) {
     context_.state_->corrupted = true;
     throw ApiUsageError("the context is used by two threads at once");
   }
-  std::this_thread::yield();  // gives a second thread the chance to be caught, even on a single core
+  std::this_thread::yield();  // gives a second thread a chance to collide, even on a single core
 }
 
 ExecutionContext::Use::~Use() { context_.in_use_ = false; }
@@ -237,7 +237,7 @@ BoundTensor ExecutionContext::bind(std::size_t index) const {
   bound.elements = *elements;
   bound.bytes = *bytes;
   if (bound.bytes == 0) {
-    return bound;  // needs no memory
+    return bound;  // an empty tensor needs no memory
   }
 
   const void* address = bindings_[index].address;

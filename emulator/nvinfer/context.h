@@ -1,6 +1,6 @@
-// The execution context: shapes, addresses and queued runs of one user of an engine. It reports misuse that a
-// real board answers with wrong results: a context belongs to one thread and its runs to one stream at a
-// time, and while a run is queued the context must not be destroyed or get other shapes.
+// The execution context: shapes, addresses and queued runs of one user of an engine. It reports misuse that
+// gives wrong results on a real board: a context may be used by one thread and its runs by one stream at a
+// time, and while a run is queued the context must not be destroyed or given other shapes.
 #ifndef EMULATED_BOARD_NVINFER_CONTEXT_H
 #define EMULATED_BOARD_NVINFER_CONTEXT_H
 
@@ -29,7 +29,7 @@ class ExecutionContext final : public nvinfer1::IExecutionContext, public nvinfe
   bool enqueueV3(cudaStream_t stream) noexcept override;
 
  private:
-  // The state of one tensor; in the order of the engine's tensors.
+  // The state of one tensor.
   struct Binding {
     nvinfer1::Dims shape{};  // of an input: as set, else as the engine declares it
     void* address = nullptr;
@@ -39,8 +39,8 @@ class ExecutionContext final : public nvinfer1::IExecutionContext, public nvinfe
     std::atomic<bool> destroyed{false};
     std::atomic<bool> corrupted{false};  // two threads used it at once
   };
-  // Exists in every function that changes the context. Throws Failure if there is one on another thread, or
-  // if this process cannot use the device.
+  // Held by every function that changes the context. Throws Failure if another thread holds one, or if this
+  // process cannot use the device.
   class Use {
    public:
     explicit Use(ExecutionContext& context);

@@ -19,7 +19,7 @@ namespace {
 constexpr std::string_view kFormat = "enhance-depth-emulated-engine";
 constexpr std::int64_t kVersion = 1;
 
-// Limits far above any sensible description. The second bounds the nesting of tables, and with it the
+// Limits far above any sensible description. The second, on dots, bounds the nesting of tables and thus the
 // recursion of the TOML parser: dotted keys nest without brackets.
 constexpr std::size_t kMostBytes = std::size_t{256} << 10;
 constexpr std::ptrdiff_t kMostDots = 2000;
@@ -220,9 +220,9 @@ EngineDescription read_description(const toml::table& root) {
   return engine;
 }
 
-// Binary files get a plainer message than a syntax error. Characters outside ASCII are refused because the
+// Binary files get a clearer message than a syntax error. Characters outside ASCII are refused because the
 // parser's tables of Unicode letters and spaces have gaps that it assumes to be unreachable.
-void refuse_what_is_no_text(std::string_view text) {
+void refuse_non_text(std::string_view text) {
   if (text.empty()) {
     throw Refusal("it is empty");
   }
@@ -269,7 +269,7 @@ const TensorDescription* EngineDescription::find_tensor(std::string_view name) c
 
 std::variant<EngineDescription, DescriptionError> parse_engine_description(std::string_view text) {
   try {
-    refuse_what_is_no_text(text);
+    refuse_non_text(text);
     return read_description(toml::parse(text));
   } catch (const toml::parse_error& error) {
     return DescriptionError{place(error.source().begin) + std::string(error.description())};

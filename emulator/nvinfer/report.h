@@ -1,4 +1,4 @@
-// Messages to the program's logger in TensorRT's format, and the frame of all TensorRT functions.
+// Messages to the program's logger in TensorRT's format, and the wrapper of all TensorRT functions.
 #ifndef EMULATED_BOARD_NVINFER_REPORT_H
 #define EMULATED_BOARD_NVINFER_REPORT_H
 
@@ -28,7 +28,7 @@ inline constexpr ErrorCode kInternalError{9, "Internal Error"};
 void report_error(nvinfer1::ILogger& logger, Function function, const ErrorCode& code,
                   const std::string& why) noexcept;
 
-// Thrown inside a TensorRT function, reported by its frame.
+// Thrown inside a TensorRT function and reported by tensorrt_call().
 class Failure : public std::runtime_error {
  public:
   Failure(const ErrorCode& error_code, const std::string& why)

@@ -19,10 +19,10 @@ std::string data_type_names();
 // "(1, 3, 480, 640)".
 std::string to_text(const nvinfer1::Dims& shape);
 
-// A shape that is none: what queries about unknown tensors answer.
+// The invalid shape that queries about unknown tensors return.
 nvinfer1::Dims no_shape();
 
-// No dimension is negative.
+// Whether no dimension is negative.
 bool is_concrete(const nvinfer1::Dims& shape);
 
 // The number of elements and bytes of a concrete shape; nothing when it does not fit a size_t.

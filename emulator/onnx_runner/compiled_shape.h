@@ -1,4 +1,4 @@
-// A model set up for one set of input shapes, and those that were used last.
+// A model set up for given input shapes, and a cache of the shapes used last.
 #ifndef EMULATED_BOARD_ONNX_RUNNER_COMPILED_SHAPE_H
 #define EMULATED_BOARD_ONNX_RUNNER_COMPILED_SHAPE_H
 
@@ -31,7 +31,7 @@ struct LoadedModel {
 // The dimensions of all inputs, one after the other.
 using ShapeKey = std::vector<std::int64_t>;
 
-// Made quickly; compiled when it first runs. Threads may share it.
+// Cheap to construct; compiled when it first runs. Threads may share it.
 class CompiledShape {
  public:
   // Throws ov::Exception when the model cannot have these shapes.
@@ -40,8 +40,7 @@ class CompiledShape {
   // Of the output with this number; throws std::out_of_range for another.
   nvinfer1::Dims output_shape(std::size_t output) const { return output_shapes_.at(output); }
 
-  // Reads and writes the tensors' memory itself; they are all inputs and then all outputs. Throws
-  // ov::Exception.
+  // `tensors` are all inputs and then all outputs; their memory is used directly. Throws ov::Exception.
   void run(const std::vector<BoundTensor>& tensors);
 
  private:
@@ -53,14 +52,14 @@ class CompiledShape {
   std::shared_ptr<ov::Model> model_;  // until it is compiled
   std::once_flag compiled_once_;
   ov::CompiledModel compiled_;
-  // Of all tensors, by their number; none for an input that the model does not use.
+  // Indexed as the tensors; std::nullopt for an input that the model does not use.
   std::vector<std::optional<ov::Output<const ov::Node>>> ports_;
   std::mutex mutex_;
   std::vector<ov::InferRequest> idle_;  // one for each thread that ever ran it at the same time
 };
 
-// The shapes of a model that were used last. Each holds the compiled model's buffers, so they are few: a
-// program that changes its size for ever needs no more memory than one that uses a few sizes.
+// The shapes of a model that were used last. Each holds the compiled model's buffers, so only a few are kept:
+// a program that keeps changing its size needs no more memory than one that uses a few sizes.
 class CompiledShapes {
  public:
   static constexpr std::size_t kKept = 4;

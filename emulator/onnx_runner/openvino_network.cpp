@@ -22,7 +22,8 @@ namespace {
 using nvinfer1::Dims;
 using nvinfer1::TensorIOMode;
 
-// Lives as long as a model does: OpenVINO does not outlive the static objects of its libraries.
+// Lives only as long as a model does: OpenVINO does not work after the static objects of its libraries are
+// destroyed.
 std::shared_ptr<ov::Core> shared_core() {
   static std::mutex mutex;
   static std::weak_ptr<ov::Core> latest;
@@ -34,7 +35,7 @@ std::shared_ptr<ov::Core> shared_core() {
   return core;
 }
 
-// By the reader of ONNX alone, so that no other of OpenVINO's readers meets the file.
+// Uses only OpenVINO's reader of ONNX, so that none of its other readers sees the file.
 std::shared_ptr<ov::Model> read_model(std::string_view file) {
   ov::frontend::FrontEndManager readers;
   const auto reader = readers.load_by_framework("onnx");
@@ -61,7 +62,7 @@ TensorDescription describe(const std::string& name, TensorIOMode mode, const ov:
   return {name, mode, *type, *shape};
 }
 
-// An input as the file has it: OpenVINO drops those that nothing uses.
+// An input as the file declares it: OpenVINO drops inputs that nothing uses.
 TensorDescription describe(const enhance_depth_onnx::Tensor& input) {
   ov::PartialShape shape = ov::PartialShape::dynamic();
   if (input.shape) {
@@ -70,7 +71,7 @@ TensorDescription describe(const enhance_depth_onnx::Tensor& input) {
   return describe(input.name, TensorIOMode::kINPUT, to_element_type(input.element_type), shape);
 }
 
-// An output as it comes out, whatever the file says of it.
+// An output as OpenVINO computes it, whatever the file declares.
 TensorDescription describe(const ov::Output<ov::Node>& output, const std::string& name) {
   return describe(name, TensorIOMode::kOUTPUT, output.get_element_type(), output.get_partial_shape());
 }
@@ -85,7 +86,7 @@ ov::AnyMap compiler_options(const OnnxSettings& settings) {
   ov::AnyMap options{ov::hint::inference_precision(ov::element::f32),
                      ov::hint::execution_mode(ov::hint::ExecutionMode::ACCURACY),
                      ov::hint::performance_mode(ov::hint::PerformanceMode::LATENCY), ov::num_streams(1),
-                     // Several processes would otherwise crowd on the same cores.
+                     // Otherwise several processes would be pinned to the same cores.
                      ov::hint::enable_cpu_pinning(false)};
   if (settings.threads > 0) {
     options.insert(ov::inference_num_threads(settings.threads));

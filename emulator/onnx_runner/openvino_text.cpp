@@ -10,7 +10,7 @@ using nvinfer1::DataType;
 using nvinfer1::Dims;
 
 ov::element::Type to_element_type(int onnx_type) {
-  // By TensorProto.DataType of onnx.proto, from 0.
+  // Indexed by TensorProto.DataType of onnx.proto.
   static const std::array kTypes{
       ov::element::dynamic, ov::element::f32, ov::element::u8,  ov::element::i8,      ov::element::u16,
       ov::element::i16,     ov::element::i32, ov::element::i64, ov::element::dynamic, ov::element::boolean,
@@ -47,7 +47,7 @@ std::optional<Dims> to_dims(const ov::PartialShape& shape) {
 }
 
 std::string one_line(std::string_view text) {
-  // Lines that hold nothing but a place in OpenVINO's source, or a pointer to its documents.
+  // Lines with nothing but a place in OpenVINO's source or a reference to its documentation.
   constexpr std::array<std::string_view, 6> kNoise{"Exception from ", "Check '",        "FrontEnd API failed",
                                                    "Summary:",        "To facilitate ", "Details:"};
   constexpr std::string_view kBlank = " \t-";

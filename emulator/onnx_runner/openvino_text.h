@@ -1,4 +1,4 @@
-// OpenVINO's types and messages in the words of the emulated board.
+// Translates OpenVINO's types and messages into those of the emulated board.
 #ifndef EMULATED_BOARD_ONNX_RUNNER_OPENVINO_TEXT_H
 #define EMULATED_BOARD_ONNX_RUNNER_OPENVINO_TEXT_H
 
@@ -12,14 +12,14 @@
 
 namespace emulated_board::nvinfer {
 
-// The element type of a number in an ONNX model; dynamic for one that is no number's type.
+// The element type for its number in an ONNX model; dynamic for an unknown number.
 ov::element::Type to_element_type(int onnx_type);
 
-// Nothing for types that TensorRT has not.
+// std::nullopt for types that TensorRT does not have.
 std::optional<nvinfer1::DataType> to_data_type(const ov::element::Type& type);
 
-// Nothing for a shape of unknown rank, or of more dimensions than TensorRT has. Dimensions that are not
-// settled are -1.
+// std::nullopt for a shape of unknown rank or with more dimensions than TensorRT supports. Unknown dimensions
+// are -1.
 std::optional<nvinfer1::Dims> to_dims(const ov::PartialShape& shape);
 
 // The sentences of an exception's text in one line, without places in OpenVINO's source.

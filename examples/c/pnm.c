@@ -8,7 +8,7 @@
 
 enum { LARGEST_SIDE = 16384 };
 
-/* The next number of the header, behind white space and comments; -1 if there is none. */
+/* The next number of the header, after white space and comments; -1 if there is none. */
 static int read_number(FILE* file) {
   int value = -1;
   int c = fgetc(file);
@@ -25,7 +25,7 @@ static int read_number(FILE* file) {
   return isspace(c) ? value : -1; /* exactly one white space ends the header */
 }
 
-/* Reads the header and all `channels * bytes_per_value` bytes of each pixel behind it. */
+/* Reads the header and the bytes of all pixels after it. */
 static void* read_pnm(const char* path, char kind, int largest_value, size_t bytes_per_pixel, int* width,
                       int* height) {
   FILE* file = fopen(path, "rb");

@@ -4,7 +4,7 @@
  *     refine ENGINE OUTPUT COLOR.ppm DEPTH.pgm [COLOR.ppm DEPTH.pgm ...]
  *
  * writes the refined depth of frame N to OUTPUT-N.pgm, in the unit of the input. A frame that fails is
- * reported and left out; the exit status is 0 only if all frames were refined.
+ * reported and skipped; the exit status is 0 only if all frames were refined.
  *
  *     cc -o refine refine.c pnm.c $(pkg-config --cflags --libs enhance_depth)
  */
@@ -26,8 +26,8 @@ static void free_frame(frame* f) {
   free(f->depth);
 }
 
-/* Image files hold red, green and blue of each pixel together. An engine whose "rgb" tensor has four extents
-   wants all red, then all green, then all blue; for one with three extents leave this out. */
+/* Image files store red, green and blue of each pixel together. An engine whose "rgb" tensor has four
+   dimensions wants all red, then all green, then all blue; for one with three dimensions leave this out. */
 static uint8_t* to_planar(const uint8_t* interleaved, int width, int height) {
   const size_t count = (size_t)width * (size_t)height;
   uint8_t* planar = malloc(count * 3);
@@ -58,8 +58,8 @@ static int read_frame(frame* f, const char* color_path, const char* depth_path) 
   return f->rgb != NULL && f->depth != NULL;
 }
 
-/* Prints what the library says about a failure. Memory can be too short for a record; the text is always
- * there. */
+/* Prints the library's account of a failure. There may be no memory for a record; the text is always there.
+ */
 static void print_failure(enhance_depth_handle handle, const enhance_error* error) {
   if (error == NULL) {
     fprintf(stderr, "%s\n", enhance_depth_get_last_error(handle));
@@ -69,8 +69,7 @@ static void print_failure(enhance_depth_handle handle, const enhance_error* erro
   }
 }
 
-/* Refines one frame and writes it. The output images belong to the handle: they are used up before the next
- * call. */
+/* Refines one frame and writes it. The output images belong to the handle: use them before the next call. */
 static int refine(enhance_depth_handle handle, const frame* f, const char* output_path,
                   enhance_error** error) {
   const enhance_depth_input input = {.rgb = f->rgb,

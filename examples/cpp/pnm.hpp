@@ -31,7 +31,7 @@ inline int read_number(std::istream& file) {
   return value;
 }
 
-// The bytes behind the header of a binary PNM file of the given kind, e.g. "P6".
+// The bytes after the header of a binary PNM file of the given kind, e.g. "P6".
 inline Image<char> read(const std::string& path, const std::string& kind, int largest_value,
                         std::size_t bytes_per_pixel) {
   constexpr int kLargestSide = 16384;
@@ -43,7 +43,7 @@ inline Image<char> read(const std::string& path, const std::string& kind, int la
   image.width = read_number(file);
   image.height = read_number(file);
   const int largest = read_number(file);
-  file.get();  // the one white space behind the header
+  file.get();  // the single white space after the header
   if (!file || image.width < 1 || image.height < 1 || image.width > kLargestSide ||
       image.height > kLargestSide) {
     throw std::runtime_error(path + ": the image size cannot be read or is too large");
@@ -71,7 +71,7 @@ inline Image<std::uint8_t> read_color(const std::string& path) {
 inline Image<std::uint16_t> read_depth(const std::string& path) {
   const Image<char> bytes = internal::read(path, "P5", 65535, 2);
   Image<std::uint16_t> image{bytes.width, bytes.height, std::vector<std::uint16_t>(bytes.values.size() / 2)};
-  for (std::size_t i = 0; i < image.values.size(); ++i) {  // the file has the high byte first
+  for (std::size_t i = 0; i < image.values.size(); ++i) {  // the file is big-endian
     const auto high = static_cast<unsigned char>(bytes.values[2 * i]);
     const auto low = static_cast<unsigned char>(bytes.values[2 * i + 1]);
     image.values[i] = static_cast<std::uint16_t>(high << 8 | low);

@@ -3,7 +3,7 @@
 //     refine ENGINE OUTPUT COLOR.ppm DEPTH.pgm [COLOR.ppm DEPTH.pgm ...]
 //
 // writes the refined depth of frame N to OUTPUT-N.pgm, in the unit of the input. A frame that fails is
-// reported and left out; the exit status is 0 only if all frames were refined.
+// reported and skipped; the exit status is 0 only if all frames were refined.
 //
 //     c++ -std=c++17 -o refine refine.cpp $(pkg-config --cflags --libs enhance_depth)
 #include <algorithm>
@@ -24,8 +24,8 @@ struct Size {
   int height;
 };
 
-// Image files hold red, green and blue of each pixel together. An engine whose "rgb" tensor has four extents
-// wants all red, then all green, then all blue; for one with three extents leave this out.
+// Image files store red, green and blue of each pixel together. An engine whose "rgb" tensor has four
+// dimensions wants all red, then all green, then all blue; for one with three dimensions leave this out.
 std::vector<std::uint8_t> to_planar(const std::vector<std::uint8_t>& interleaved) {
   const std::size_t count = interleaved.size() / 3;
   std::vector<std::uint8_t> planar(interleaved.size());
@@ -45,11 +45,11 @@ void refine(enhance_depth::Engine& engine, Size& configured, const std::string& 
     throw std::runtime_error(color_path + " and " + depth_path + " are not of one size");
   }
   if (depth.width != configured.width || depth.height != configured.height) {
-    configured = {depth.width, depth.height};  // kept when it fails, too: the next size then tries again
+    configured = {depth.width, depth.height};  // even if the reset fails: the next size then resets again
     engine.reset(depth.width, depth.height);
   }
   const std::vector<std::uint8_t> rgb = to_planar(color.values);
-  // The images of `refined` belong to the engine: they are used up before its next call.
+  // The images of `refined` belong to the engine: use them before its next call.
   const enhance_depth::RefinedFrame refined = engine.process({depth.width, depth.height, rgb, depth.values});
   pnm::write_depth(output_path, refined.depth);
   std::cout << output_path << ": " << depth.width << " x " << depth.height << ", "
@@ -81,10 +81,10 @@ int main(int argc, char** argv) try {
     try {
       refine(engine, configured, arguments[i], arguments[i + 1],
              arguments[1] + "-" + std::to_string((i - 2) / 2) + ".pgm");
-    } catch (const enhance_depth::Error& error) {  // the engine is still there for the next frame
+    } catch (const enhance_depth::Error& error) {  // the engine can still refine the next frame
       print(error);
       ++failed;
-    } catch (const std::exception& error) {  // an unreadable file, an image too large for the memory
+    } catch (const std::exception& error) {  // an unreadable file, an image too large for memory
       std::cerr << error.what() << '\n';
       ++failed;
     }

@@ -3,8 +3,7 @@
 
     refine.py ENGINE COLOR DEPTH.png OUTPUT.png [--plot PLOT.png]
 
-The depth image is a 16-bit PNG, the refined one is written as the same. Images are read with Pillow; the plot needs
-matplotlib.
+The depth image and the refined one are 16-bit PNGs. Images are read with Pillow; the plot needs matplotlib.
 """
 
 from __future__ import annotations
@@ -20,7 +19,7 @@ from PIL import Image
 def read_depth(path: str) -> np.ndarray:
     with Image.open(path) as image:
         if not image.mode.startswith("I"):
-            raise ValueError(f"{path} is no 16-bit grey image")
+            raise ValueError(f"{path} is not a 16-bit grey image")
         values = np.asarray(image)
     if values.min() < 0 or values.max() > 65535:  # depending on its version, Pillow reads grey images as 32-bit ones
         raise ValueError(f"{path} holds values from {values.min()} to {values.max()}; 16 bits hold 0 to 65535")
@@ -61,7 +60,8 @@ def main() -> int:
     parser.add_argument("depth")
     parser.add_argument("output")
     parser.add_argument("--plot", help="also draw colour, depth before and after, and confidence into this file")
-    parser.add_argument("--interleaved", action="store_true", help='for an engine whose "rgb" tensor has three extents')
+    parser.add_argument("--interleaved", action="store_true",
+                        help='for an engine whose "rgb" tensor has three dimensions')
     arguments = parser.parse_args()
 
     try:

@@ -68,7 +68,7 @@ expect 0 "holes" "$python" "$example" "$engine" "$color" "$depth" refined.png --
 pngtopnm refined.png | cmp - c-0.pgm || fail "Python and C differ"
 pngtopnm plot.png >plot.ppm || fail "the plot is no picture"
 expect 1 "no/such.engine" "$python" "$example" no/such.engine "$color" "$depth" out.png
-expect 1 "is no 16-bit grey image" "$python" "$example" "$engine" "$color" "$color" out.png
+expect 1 "is not a 16-bit grey image" "$python" "$example" "$engine" "$color" "$color" out.png
 "$python" -c "from PIL import Image; Image.new('I', (640, 480), 70000).save('wide.tiff')"
 expect 1 "wide.tiff holds values from 70000 to 70000" "$python" "$example" "$engine" "$color" wide.tiff out.png
 expect 1 "cannot load no/such.so" env ENHANCE_DEPTH_LIBRARY=no/such.so "$python" "$example" "$engine" "$color" "$depth" out.png

@@ -49,7 +49,7 @@ struct TestEngine {
 // Without a confidence output.
 TestEngine three_tensor_engine();
 
-// With an interleaved colour input of three extents.
+// With an interleaved colour input of three dimensions.
 TestEngine interleaved_engine();
 
 // With outputs of fixed shape: 7 x 9 for the prediction and 3 x 5 for the confidence, so that all buffers

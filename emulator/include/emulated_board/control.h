@@ -1,7 +1,7 @@
-// Control of the emulated board: make its functions fail, and see what a program did to it. Unless the
+// Control of the emulated board: make its functions fail, and see how a program has used it. Unless the
 // program calls something from here, the board just works.
 //
-// Functions are named as the board's callers write them: "cudaMalloc", "createInferRuntime",
+// Functions have the names that their callers use: "cudaMalloc", "createInferRuntime",
 // "IRuntime::deserializeCudaEngine", "ICudaEngine::getNbIOTensors", "IExecutionContext::enqueueV3",
 // "ob_log_external_message" and so on; all_functions() lists them. All functions here may be called from any
 // thread.
@@ -25,8 +25,8 @@ inline constexpr int kDefaultStatus = -1;
 // logger.
 //
 // A function that releases or waits still does so and then returns the failure, as CUDA returns asynchronous
-// errors of earlier work. A function that creates an object leaves a wild value in its place. Any other does
-// nothing.
+// errors of earlier work. A function that creates an object stores an invalid value in its place. Any other
+// function does nothing.
 //
 // Throws std::invalid_argument for a name that is not in all_functions(), for an `nth` below 1, for status 0,
 // which is not a failure, and for any status if the function does not return a cudaError.
@@ -35,15 +35,15 @@ void fail_call(std::string_view function, int nth, int status = kDefaultStatus);
 // The same for the `nth` call and all later ones.
 void fail_calls_from(std::string_view function, int nth, int status = kDefaultStatus);
 
-// Takes the CUDA driver away, or puts it back. Without it, as on a machine that has no GPU, every function of
-// CUDA but cudaGetErrorString does nothing and returns cudaErrorInsufficientDriver (35), and TensorRT creates
-// nothing and runs nothing. Call it before anything is created: without a driver nothing can be released
+// Removes the CUDA driver, or installs it again. Without it, as on a machine without a GPU, every CUDA
+// function except cudaGetErrorString does nothing and returns cudaErrorInsufficientDriver (35), and TensorRT
+// creates and runs nothing. Call it before anything is created: without a driver nothing can be released
 // either.
 void install_driver(bool there_is_one);
 
-// Puts the driver back and forgets all planned failures, what was recorded and the call counts; recording and
-// capturing stay on or off. Live objects stay. Streams and events are numbered from 1 again, each if none is
-// alive and nothing is queued.
+// Installs the driver and clears all planned failures, recorded calls and call counts; recording and
+// capturing stay on or off. Live objects stay. The numbers of streams and of events restart at 1 if none of
+// them is alive and nothing is queued.
 void reset();
 
 // How many planned failures have happened since reset().
@@ -81,13 +81,13 @@ struct LiveObjects {
 };
 LiveObjects live_objects();
 
-// Bytes of free device memory. TensorRT uses some, too: an engine 1 MiB and the size of its serialized form,
-// an execution context 8 MiB.
+// Bytes of free device memory. TensorRT uses some, too: an engine 1 MiB plus the size of its file, an
+// execution context 8 MiB.
 std::size_t free_device_memory();
 
 // Calls since reset() of cudaFree, cudaStreamDestroy, cudaEventDestroy and ob_delete_error with a value that
-// was released before or is not theirs. Null is valid for cudaFree and ob_delete_error, and invalid for the
-// other two. Programs rarely check the status of a release; a test can require 0 here at its end.
+// has already been released or was never theirs. Null is valid for cudaFree and ob_delete_error, and invalid
+// for the other two. Programs rarely check the status of a release; a test can require 0 here at its end.
 int invalid_releases();
 
 // One line of the camera SDK's log.
@@ -101,7 +101,7 @@ struct LogLine {
 };
 
 // While on, the camera SDK's log lines are kept for captured_log() instead of going to standard error.
-// Turning it on, and reset(), empty what was kept.
+// Turning it on and reset() discard the lines kept so far.
 void capture_log(bool on);
 std::vector<LogLine> captured_log();
 
@@ -109,15 +109,15 @@ std::vector<LogLine> captured_log();
 // nvinfer1::ILogger::Severity). Does nothing when no runtime is alive.
 void send_tensorrt_message(int severity, const char* message);
 
-// True while the calling thread runs code of the board, so that a test that counts or fails a program's
-// memory allocations can leave those of the board out.
+// True while the calling thread runs code of the board, so that a test that counts a program's memory
+// allocations or makes them fail can leave out the board's own.
 bool inside() noexcept;
 
 }  // namespace emulated_board
 
-// What runs the network of the engine that was loaded last, in words such as "OpenVINO 2026.4.1, all cores";
-// empty before the first. The text stays valid. A C name, so that a program that does not link the board can
-// ask for it with dlsym() and tell the emulated board from a real one.
+// What runs the network of the last engine loaded, such as "OpenVINO 2026.4.1, all cores"; empty before the
+// first. The text stays valid. A C name, so that a program that does not link the board can look it up with
+// dlsym() and tell the emulated board from a real one.
 extern "C" const char* emulated_board_network_runner();
 
 #endif  // EMULATED_BOARD_CONTROL_H

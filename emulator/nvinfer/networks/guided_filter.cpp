@@ -10,7 +10,7 @@
 namespace emulated_board::nvinfer {
 namespace {
 
-// So that a pixel whose windows all fit badly is still defined.
+// Keeps the result defined for a pixel whose windows all fit badly.
 constexpr double kLeastFit = 1e-4;
 
 double square(double value) { return value * value; }

@@ -5,10 +5,11 @@
 //
 //     a_k = cov_k(I, d) / (var_k(I) + epsilon),   b_k = mean_k(d) - a_k mean_k(I),
 //
-// and a pixel gets the mean of what the windows around it say. Four things are added for depth images:
+// and a pixel gets the mean of the predictions of the windows around it. Four things are added for depth
+// images:
 //
-//  1. Only valid pixels count. Every mean, variance and covariance is taken over the pixels with d > 0, of
-//     which window k has n_k; windows are clipped to the image, where window k has A_k pixels.
+//  1. Only valid pixels count. Every mean, variance and covariance is taken over the n_k pixels of window k
+//     with d > 0; windows are clipped to the image, which leaves window k with A_k pixels.
 //
 //  2. Windows that fit well count more: in the mean, window k has the weight w_k.
 //
@@ -16,29 +17,29 @@
 //         f_k = 1 / (1 + r_k / ((fit_tolerance mean_k(d))^2 + 1))           (the fit, 0 to 1)
 //         w_k = n_k / A_k (f_k^4 + 1e-4)
 //
-//     A window across an object's border fits badly, so that each side is made from windows of that side. The
-//     1 in f_k is the square of the depth's quantum.
+//     A window across an object's border fits badly, so each side is computed from windows on that side. The
+//     1 in f_k is the square of one unit of depth.
 //
 //  3. Holes are filled from the farther surface, since the shadow of a structured-light or stereo camera
-//     falls on what is behind. For a pixel that is not valid, window k has the weight
+//     falls on the background. For a pixel that is not valid, window k has the weight
 //
 //         w_k / (1 + (max(F_k - mean_k(d), 0) / (surface_tolerance F_k))^4),
 //
-//     F_k being the greatest mean_j(d) of the fillable windows j at most 2 radius away from k. A pixel is
-//     fillable, and so is the window around it, when n > 0 and n >= fill_percent / 100 A. What is neither
-//     valid nor fillable gets 0.
+//     where F_k is the greatest mean_j(d) of the fillable windows j at most 2 radius away from k. A pixel and
+//     the window around it are fillable if n > 0 and n >= fill_percent / 100 A. A pixel that is neither valid
+//     nor fillable gets 0.
 //
 //  4. A valid pixel moves from d towards the filter's value q by the fraction
 //
 //         m = 1 / (1 + (q - d)^2 / ((move_tolerance d)^2 + 1)):
 //
-//     noise is smoothed, what disagrees with its surroundings stays as it was measured.
+//     noise is smoothed, and a pixel that disagrees with its surroundings stays as it was measured.
 //
 // The confidence is n / A times the weighted mean of f_k, at valid pixels times m; it is 0 where the depth
 // is 0.
 //
-// The refined depth carries + 0.5, so that a reader that truncates rounds to the nearest integer. It is
-// exactly 0 where nothing is known.
+// 0.5 is added to the refined depth, so that truncation rounds to the nearest integer. It is exactly 0 where
+// there is no depth.
 #ifndef EMULATED_BOARD_NVINFER_NETWORKS_GUIDED_FILTER_H
 #define EMULATED_BOARD_NVINFER_NETWORKS_GUIDED_FILTER_H
 
@@ -48,17 +49,17 @@ namespace emulated_board::nvinfer {
 
 // Named like the parameters in an engine description.
 struct GuidedFilterParameters {
-  // Half the window's side in pixels, its middle not counted; >= 0.
+  // The window's side is 2 radius + 1 pixels; >= 0.
   int radius = 8;
-  // Variance of the luminance (white is 1) below which the colour's detail is no guide; > 0.
+  // Variance of the luminance (white is 1) below which colour does not guide; > 0.
   double epsilon = 0.01;
-  // Residual, as a fraction of the depth, of a window that is half trusted; >= 0.
+  // Residual, as a fraction of the depth, at which a window's fit is one half; >= 0.
   double fit_tolerance = 0.02;
-  // Change, as a fraction of the depth, of which a valid pixel makes half; >= 0.
+  // Change, as a fraction of the depth, of which a valid pixel makes one half; >= 0.
   double move_tolerance = 0.02;
-  // Difference, as a fraction of the depth, from which on two surfaces are told apart; > 0.
+  // Difference, as a fraction of the depth, at which two surfaces are told apart; > 0.
   double surface_tolerance = 0.04;
-  // Valid pixels in percent that the window around a hole needs for it to be filled; 0 to 100.
+  // Percentage of valid pixels that the window around a hole needs for the hole to be filled; 0 to 100.
   int fill_percent = 10;
 };
 

@@ -33,20 +33,20 @@ class Network {
  public:
   virtual ~Network() = default;
 
-  // What computes it, for people.
+  // What computes it, in words.
   virtual std::string runner() const { return "the emulated board's own network"; }
 
-  // The shape of an output for inputs of these shapes, with -1 for an dimension that they do not settle.
-  // Nothing: as the engine declares it, with the depth image's height and width. Throws std::exception for
-  // inputs that the network cannot take.
+  // The shape of an output for inputs of these shapes, with -1 for a dimension that they do not determine.
+  // std::nullopt: the shape that the engine declares, with the depth image's height and width. Throws
+  // std::exception for inputs that the network cannot take.
   virtual std::optional<nvinfer1::Dims> output_shape(std::string_view /*output*/,
                                                      const std::vector<InputShape>& /*inputs*/) const {
     return std::nullopt;
   }
 
-  // Called on any thread, also on several at once. Must accept tensors of any number, name, type and shape,
-  // because unsuitable engines can be described. Any status but cudaSuccess is returned by the next
-  // synchronise.
+  // Called on any thread, even on several at once. Must accept any number of tensors of any name, type and
+  // shape, because unsuitable engines can be described. The next synchronisation returns any status other
+  // than cudaSuccess.
   virtual cudaError_t run(const std::vector<BoundTensor>& tensors) const = 0;
 };
 

@@ -13,13 +13,13 @@
 
 namespace emulated_board::nvinfer {
 
-// Its text is a sentence that says why a network cannot be made.
+// Its text says why a network cannot be created.
 class NetworkError : public std::invalid_argument {
  public:
   using std::invalid_argument::invalid_argument;
 };
 
-// The parameters of a network. The network takes each that it knows; those left are unknown.
+// The parameters of a network. The network takes each that it knows; those that are left are unknown.
 class Parameters {
  public:
   explicit Parameters(std::map<std::string, double, std::less<>> values) : values_(std::move(values)) {}

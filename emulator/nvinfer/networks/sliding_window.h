@@ -2,10 +2,10 @@
 // size.
 //
 // The method is van Herk's (A fast algorithm for local minimum and maximum filters on rectangular and
-// octagonal kernels, Pattern Recognition Letters 1992), for rows and then for columns: a line is cut into
-// blocks as long as the window, so that every window is the end of one block followed by the start of the
-// next. It works for sums as well, and unlike a running sum it never subtracts, so that a small value next to
-// a large one keeps its precision.
+// octagonal kernels, Pattern Recognition Letters 1992), first along rows and then along columns: a line is
+// cut into blocks as long as the window, so that every window is the end of one block followed by the start
+// of the next. It works for sums as well, and unlike a running sum it never subtracts, so that a small value
+// next to a large one keeps its precision.
 #ifndef EMULATED_BOARD_NVINFER_NETWORKS_SLIDING_WINDOW_H
 #define EMULATED_BOARD_NVINFER_NETWORKS_SLIDING_WINDOW_H
 

@@ -9,8 +9,8 @@
 
 namespace emulated_board::nvinfer {
 
-// As LoadOnnxNetwork. The library lies beside the one that this code is part of; where the build had no
-// OpenVINO, the text says how to get it. Once loaded it stays, for OpenVINO's threads do.
+// As LoadOnnxNetwork. The library is in the same folder as the one that contains this code. If the build had
+// no OpenVINO, the exception says how to get it. Once loaded the library stays, as OpenVINO's threads do.
 std::unique_ptr<OnnxNetwork> load_onnx_network(std::string_view file, const enhance_depth_onnx::Model& model,
                                                const OnnxSettings& settings);
 

@@ -1,4 +1,4 @@
-// What stands between the emulated TensorRT and the library that runs ONNX models for it:
+// The interface between the emulated TensorRT and the library that runs ONNX models for it:
 // libemulated_board_onnx.so, which alone needs OpenVINO and is loaded with the first model.
 #ifndef EMULATED_BOARD_NVINFER_ONNX_ONNX_NETWORK_H
 #define EMULATED_BOARD_NVINFER_ONNX_ONNX_NETWORK_H
@@ -20,11 +20,11 @@ class OnnxNetwork : public Network {
 };
 
 struct OnnxSettings {
-  int threads = 0;           // of the processor; 0: all cores
+  int threads = 0;           // 0: one per core
   std::string cache_folder;  // where compiled models are kept; empty: nowhere
 };
 
-// Reads a model of which `model` is the account. The caller owns the result. Throws std::exception with one
+// Loads the model in `file`; `model` describes it. The caller owns the result. Throws std::exception with one
 // line that says why the model cannot be run.
 using LoadOnnxNetwork = OnnxNetwork* (*)(std::string_view file, const enhance_depth_onnx::Model& model,
                                          const OnnxSettings& settings);

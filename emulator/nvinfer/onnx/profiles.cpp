@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view kPrefix = "enhance_depth.profile.";
 
-// A number at the beginning of `text`, which is moved behind it.
+// Removes a number from the beginning of `text` and returns it.
 template <typename Number>
 std::optional<Number> take_number(std::string_view& text) {
   Number number{};
@@ -104,7 +104,7 @@ ShapeRange widest_range(const Dims& tensor) {
   return range;
 }
 
-// What the metadata say, by profile; checked only for being understood.
+// The metadata by profile; only their syntax has been checked.
 std::map<std::size_t, ProfileDescription> read_profiles(const Metadata& metadata) {
   std::map<std::size_t, ProfileDescription> profiles;
   for (auto entry = metadata.lower_bound(kPrefix);

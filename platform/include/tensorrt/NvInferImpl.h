@@ -1,5 +1,5 @@
-// The virtual tables behind the public TensorRT classes, slot by slot as TensorRT 10 lays them out. Every
-// slot stands in its place; those that enhance_depth does not use end the process when they are called.
+// The virtual tables behind the public TensorRT classes, slot by slot as TensorRT 10 lays them out. All slots
+// are present; those that enhance_depth does not use end the process when they are called.
 #ifndef NV_INFER_IMPL_H
 #define NV_INFER_IMPL_H
 
