@@ -11,12 +11,12 @@ target_compile_options(enhance_depth_flags INTERFACE
 if(ENHANCE_DEPTH_SANITIZE)
   target_compile_options(enhance_depth_flags INTERFACE
     -fsanitize=${ENHANCE_DEPTH_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
-    # GCC's own instrumentation makes this warning see what is not there, as in std::regex.
+    # With GCC's instrumentation this warning has false positives, as in std::regex.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(enhance_depth_flags INTERFACE -fsanitize=${ENHANCE_DEPTH_SANITIZE})
 endif()
 
-# enhance_depth_hardening: the shared library's and the tool's defence against being misused.
+# enhance_depth_hardening: compiler and linker options that make the shared library and the tool harder to exploit.
 add_library(enhance_depth_hardening INTERFACE)
 target_compile_options(enhance_depth_hardening INTERFACE -fstack-protector-strong)
 target_link_options(enhance_depth_hardening INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack)

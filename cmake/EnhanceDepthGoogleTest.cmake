@@ -10,7 +10,7 @@ function(add_googletest source)
   set(CMAKE_WARN_DEPRECATED OFF)
   add_subdirectory(${source} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
   foreach(target IN ITEMS gtest gtest_main)
-    # It need not be fast, and it takes long to optimize.
+    # Need not be fast, and optimizing takes long.
     target_compile_options(${target} PRIVATE -O0)
     if(ENHANCE_DEPTH_SANITIZE)
       target_compile_options(${target} PRIVATE -fsanitize=${ENHANCE_DEPTH_SANITIZE})

@@ -2,13 +2,13 @@
 #
 #   ENHANCE_DEPTH_PLATFORM=system    all three installed SDKs, or an error
 #                          emulated  this project's interface headers and the emulated board
-#                          auto      the headers of the SDKs that are installed and this project's for the others;
-#                                    the installed libraries if all three are there, else the emulated board's,
+#                          auto      the headers of the SDKs that are installed, and this project's for the others;
+#                                    the installed libraries if all three are found, else the emulated board's,
 #                                    which have the same names and binary interface
 #
 # Defines enhance_depth_platform_headers (to compile against), enhance_depth_platform (to compile and link against),
 # enhance_depth_tensorrt (likewise, TensorRT alone), enhance_depth_interface_headers (this project's own, all of them)
-# and, where something needs it, the emulated board. ENHANCE_DEPTH_PLATFORM_FOLDERS are those of the libraries.
+# and, if something needs it, the emulated board. ENHANCE_DEPTH_PLATFORM_FOLDERS are the folders of the libraries.
 
 if(NOT ENHANCE_DEPTH_PLATFORM MATCHES "^(auto|system|emulated)$")
   message(FATAL_ERROR "ENHANCE_DEPTH_PLATFORM is \"${ENHANCE_DEPTH_PLATFORM}\"; it must be auto, system or emulated")
@@ -30,8 +30,8 @@ set(platform_complete ON)
 set(found_sdks "")
 set(missing_sdks "")
 set(platform_summary "")
-# Takes the headers of one SDK from where `target` has them, or this project's own from `folder`. One folder for each SDK,
-# because an installed header in a default folder of the compiler comes behind every folder that is named to it.
+# Takes the headers of one SDK from `target`, or this project's own from `folder`. Each SDK has a folder of its own, because
+# the compiler searches every folder that it is given before its default folders, where an SDK may be installed.
 macro(take_headers sdk target folder)
   if(${sdk}_FOUND AND NOT ENHANCE_DEPTH_PLATFORM STREQUAL "emulated")
     get_target_property(directories ${target} INTERFACE_INCLUDE_DIRECTORIES)
@@ -63,7 +63,7 @@ add_library(enhance_depth_platform INTERFACE)
 target_link_libraries(enhance_depth_platform INTERFACE enhance_depth_platform_headers)
 add_library(enhance_depth_tensorrt INTERFACE)
 target_link_libraries(enhance_depth_tensorrt INTERFACE enhance_depth_platform_headers)
-# Beside installed libraries the emulated board serves only the tests.
+# With the board's libraries installed, only the tests use the emulated board.
 if(platform_complete AND (NOT ENHANCE_DEPTH_BUILD_TESTS OR ENHANCE_DEPTH_PLATFORM STREQUAL "system"))
   set(ENHANCE_DEPTH_EMULATOR OFF)
 else()

@@ -1,12 +1,12 @@
-# Where binaries look for libraries. CMake would end the run path of all that is installed with an empty element, so that
-# another path fits in at the installation; but for the dynamic linker that element is the current folder, and a program
-# that is started in somebody else's folder would load what lies there. Hence these two functions instead.
+# Where binaries look for libraries. CMake pads the run path of installed binaries with an empty element, so that another
+# path fits in at installation. The dynamic linker takes that element for the current folder: a program started in
+# somebody else's folder would load libraries from there. Hence these two functions.
 
 # set_run_path(TARGET [INSTALLED element...] BUILT folder...): the target finds libraries in `folder`s, and once it is
 # installed in the INSTALLED elements alone.
 function(set_run_path target)
   cmake_parse_arguments(PARSE_ARGV 1 run_path "" "" "INSTALLED;BUILT")
-  # With the INSTALLED elements among them the run path is long enough to be replaced.
+  # Including the INSTALLED elements makes the run path long enough to be replaced by them.
   set_target_properties(${target} PROPERTIES
     BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "${run_path_INSTALLED};${run_path_BUILT}"
     ENHANCE_DEPTH_INSTALLED_RUN_PATH "${run_path_INSTALLED}")

@@ -1,6 +1,6 @@
-# Finds the CUDA runtime: CudaRuntime_FOUND, CudaRuntime_VERSION and the target CUDA::cudart. CMake's own module is asked
-# first; it wants the compiler, so a plain search for header and library follows, below CUDAToolkit_ROOT (variable or
-# environment), /usr/local/cuda and the system's folders.
+# Finds the CUDA runtime: CudaRuntime_FOUND, CudaRuntime_VERSION and the target CUDA::cudart. CMake's own module is tried
+# first, but it requires the CUDA compiler; so a plain search for header and library follows, below CUDAToolkit_ROOT
+# (variable or environment), /usr/local/cuda and the system's folders.
 find_package(CUDAToolkit QUIET)
 if(TARGET CUDA::cudart)
   set(CudaRuntime_VERSION "${CUDAToolkit_VERSION}")

@@ -1,6 +1,6 @@
 # Finds OpenCV: OpenCV_FOUND, OpenCV_VERSION, OpenCV_INCLUDE_DIRS, and per component the target opencv_<component> and
 # OpenCV_<component>_FOUND. OpenCV's own package configuration is preferred. Debian ships that only with the package of
-# all modules (libopencv-dev), so the packages of single modules (libopencv-core-dev and so on) are searched for here.
+# all modules (libopencv-dev); otherwise the packages of single modules (libopencv-core-dev and so on) are searched for.
 find_package(OpenCV CONFIG QUIET OPTIONAL_COMPONENTS ${OpenCV_FIND_COMPONENTS})
 
 if(OpenCV_CONFIG)
@@ -17,7 +17,7 @@ else()
       REGEX "^#define CV_VERSION_(MAJOR|MINOR|REVISION) +[0-9]+")
     string(REGEX REPLACE "[^0-9;]" "" opencv_numbers "${opencv_lines}")
     list(JOIN opencv_numbers "." OpenCV_VERSION)
-    # The architecture's own header, cvconfig.h, lies apart.
+    # The architecture-specific header, cvconfig.h, is in another folder.
     set(OpenCV_INCLUDE_DIRS ${OpenCV_INCLUDE_DIR})
   endif()
   foreach(component IN LISTS OpenCV_FIND_COMPONENTS)

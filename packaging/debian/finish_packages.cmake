@@ -1,5 +1,5 @@
-# Run by CPack between the installation into its staging tree and the making of the packages: adds what Debian asks of
-# each package beyond what `cmake --install` installs.
+# CPack runs this after it has installed into its staging tree and before it makes the packages. It adds what Debian requires
+# in each package beyond what `cmake --install` installs.
 file(STRINGS "${CMAKE_CURRENT_LIST_DIR}/changelog" changelog_head LIMIT_COUNT 1)
 set(package_version "${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
 string(FIND "${changelog_head}" "(${package_version})" position)
@@ -16,14 +16,14 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   configure_file("${CMAKE_CURRENT_LIST_DIR}/copyright" "${documents}/copyright" COPYONLY)
   configure_file("${CMAKE_CURRENT_LIST_DIR}/changelog" "${documents}/changelog.Debian" COPYONLY)
   configure_file("${CPACK_ENHANCE_DEPTH_SOURCE_DIR}/CHANGELOG.md" "${documents}/changelog" COPYONLY)
-  # A package stays where it is. With its prefix named, pkg-config knows the compiler's own folders and leaves them out.
+  # A package never moves. With an absolute prefix, pkg-config recognises the compiler's default folders and omits them.
   file(GLOB_RECURSE pkgconfig_files "${root}/*.pc")
   foreach(file IN LISTS pkgconfig_files)
     file(READ "${file}" text)
     string(REGEX REPLACE "^prefix=[^\n]*" "prefix=/usr" text "${text}")
     file(WRITE "${file}" "${text}")
   endforeach()
-  # And the dynamic linker knows the folder of the library, so that the tool needs no run path.
+  # The dynamic linker finds the library in a default folder, so the tool needs no run path.
   file(GLOB programs "${root}/bin/*")
   foreach(file IN LISTS programs)
     file(RPATH_REMOVE FILE "${file}")

@@ -1,9 +1,9 @@
-# Debian packages by CPack, one per component; scripts/package builds them. Configure with -DCMAKE_INSTALL_PREFIX=/usr,
-# which gives the folders that Debian uses.
+# Debian packages made by CPack, one per component; scripts/package builds them. Configure with
+# -DCMAKE_INSTALL_PREFIX=/usr to get the folders that Debian uses.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME enhance-depth)
 set(CPACK_DEBIAN_PACKAGE_SOURCE enhance-depth)
-# The summary line is each component's own: CPack would put the project's description before it.
+# Otherwise CPack would put the project's description before each component's summary line.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_VENDOR "enhance_depth maintainers")
 set(CPACK_PACKAGE_CONTACT "enhance_depth maintainers <maintainers@enhance-depth.invalid>")
@@ -35,8 +35,8 @@ The library needs TensorRT 10 (libnvinfer.so.10), the CUDA 12 runtime
 (libcudart.so.12) and the camera SDK (libOrbbecSDK.so.2), which come from
 their vendors. The first two are recommended; the camera SDK has no Debian
 package.")
-# Recommended and not required: Debian has none of the board's libraries, their vendors' package names differ between
-# boards, and a development PC uses the emulated board in their place.
+# Recommended, not required: Debian has none of the board's libraries, the vendors' package names differ between boards,
+# and a development PC uses the emulated board instead.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "libnvinfer10 (>= 10.3), libcudart12 | cuda-cudart-12-6")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libenhance-depth-dev)
@@ -63,15 +63,15 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/finish_packages.cmake")
 set(CPACK_ENHANCE_DEPTH_SOURCE_DIR "${PROJECT_SOURCE_DIR}")
 
-# dpkg-shlibdeps has to see the board's libraries, which no Debian package owns, and for the tool this one. Where they
-# are is known only when the build system has been generated.
+# dpkg-shlibdeps has to find the board's libraries, which no Debian package owns, and for the tool this library. Their
+# locations are known only once the build system has been generated.
 set(CPACK_PROJECT_CONFIG_FILE "${CMAKE_CURRENT_BINARY_DIR}/cpack_project.cmake")
 set(platform_directories ${ENHANCE_DEPTH_PLATFORM_FOLDERS} $<TARGET_FILE_DIR:enhance_depth>)
 file(GENERATE OUTPUT "${CPACK_PROJECT_CONFIG_FILE}" CONTENT
   "set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS \"${platform_directories}\")\n")
 if(CMAKE_CROSSCOMPILING)
-  # dpkg-shlibdeps needs the package database of the other architecture. Packages have the same names there, so the
-  # dependencies of this machine's packages are given.
+  # dpkg-shlibdeps would need the package database of the other architecture. Packages have the same names there, so the
+  # dependencies of this machine's packages are used.
   set(ENHANCE_DEPTH_DEB_RUNTIME_DEPENDS "" CACHE STRING "Dependencies of the runtime package of a cross build")
   set(ENHANCE_DEPTH_DEB_TOOLS_DEPENDS "" CACHE STRING "Dependencies of the tools package of a cross build")
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${ENHANCE_DEPTH_DEB_RUNTIME_DEPENDS}")
