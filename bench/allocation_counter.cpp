@@ -1,5 +1,5 @@
-// Replaces the two forms of `operator new` that all others call, and the forms of `operator delete` that
-// belong to them, for the whole program.
+// Replaces, for the whole program, the two forms of `operator new` that all others call, and the matching
+// forms of `operator delete`.
 #include "allocation_counter.h"
 
 #include <cstdlib>

@@ -6,8 +6,8 @@
 
 namespace enhance_depth_bench {
 
-// How often the calling thread has called `operator new` so far, in any form. What the emulated board
-// allocates for itself is left out.
+// How often the calling thread has called `operator new` so far, in any form, not counting the emulated
+// board's own allocations.
 std::int64_t allocations();
 
 }  // namespace enhance_depth_bench

@@ -7,7 +7,7 @@
 namespace enhance_depth_bench {
 namespace {
 
-// The shortest line of the processors that this is built for; a second visit to a longer one does nothing.
+// The shortest line of any supported processor; evicting a longer line twice does no harm.
 constexpr std::size_t kLineBytes = 64;
 
 #if defined(__x86_64__)

@@ -1,4 +1,4 @@
-// Taking memory out of the processor's caches.
+// Evicts memory from the processor's caches.
 #ifndef ENHANCE_DEPTH_BENCH_CACHE_H
 #define ENHANCE_DEPTH_BENCH_CACHE_H
 

@@ -23,12 +23,12 @@
 namespace enhance_depth_bench {
 namespace {
 
-// Both conversions read and write six bytes for each pixel, one way or the other; so does copying three.
+// Both conversions read and write six bytes for each pixel, as does copying three.
 constexpr std::size_t kMovedBytes = sizeof(std::uint16_t) + sizeof(float);
 constexpr std::size_t kCopiedBytes = kMovedBytes / 2;
 
-// Memory that starts with a line of the cache, as an image of OpenCV does: no register of any width then
-// lies across two lines.
+// Memory that is aligned to a cache line, as an OpenCV image is, so that no access of any width crosses two
+// lines.
 class Lines {
  public:
   explicit Lines(std::size_t bytes) : lines_(bytes / sizeof(Line) + 1) {}
@@ -43,8 +43,8 @@ class Lines {
   std::vector<Line> lines_;
 };
 
-// One piece of memory for each size, which everything measured on that size shares: where memory lies decides
-// a part of its speed, and none shall have the better place.
+// One piece of memory for each size, shared by everything that is measured at that size: the location of
+// memory affects its speed, and nothing shall have an advantage from it.
 struct Arena {
   explicit Arena(std::size_t pixels) : source(pixels * sizeof(float)), destination(pixels * sizeof(float)) {}
   Lines source;
@@ -56,7 +56,7 @@ Arena& arena_for(ImageSize size) {
   return arenas.try_emplace(size.pixels(), size.pixels()).first->second;
 }
 
-// Times `work`, which reads so many bytes of the arena's source and writes so many of its destination.
+// Times `work`, which reads and writes the given numbers of bytes of the arena's source and destination.
 template <typename Work>
 void measure_conversion(benchmark::State& state, const Arena& arena, Caches caches, ImageSize size,
                         std::size_t read_bytes, std::size_t written_bytes, Work work) {
@@ -70,7 +70,7 @@ void measure_conversion(benchmark::State& state, const Arena& arena, Caches cach
   count_work(state, size.pixels(), kMovedBytes);
 }
 
-// --- What is converted, with the results that it must have ---
+// --- The conversions and their expected results ---
 
 template <typename Source, typename Destination>
 using Loop = void (*)(const Source*, Destination*, std::size_t);
@@ -103,7 +103,7 @@ struct PredictionToDepth {
     return std::isnan(value) ? Destination{0}
                              : static_cast<Destination>(std::trunc(std::clamp(value, 0.0F, 65535.0F)));
   }
-  // Rounds, and where a value leaves the range of a 32-bit integer the processor decides.
+  // Rounds; for a value outside the range of a 32-bit integer the processor determines the result.
   static Destination expected_of_opencv(Source value) { return cv::saturate_cast<Destination>(value); }
 };
 
@@ -121,7 +121,7 @@ const std::vector<typename Conversion::Source>& input_for(ImageSize size, Values
 template <typename Conversion>
 void opencv(const typename Conversion::Source* src, typename Conversion::Destination* dst,
             std::size_t count) {
-  // OpenCV's matrices have no read-only form; convertTo() does not write to the one that it is called on.
+  // OpenCV has no read-only matrices; convertTo() does not write to the one that it is called on.
   const cv::Mat source(1, static_cast<int>(count), Conversion::kOpenCvSource,
                        const_cast<typename Conversion::Source*>(src));
   cv::Mat destination(1, static_cast<int>(count), Conversion::kOpenCvDestination, dst);
@@ -183,8 +183,7 @@ template <typename Function>
 void add(const std::string& name, ImageSize size, Caches caches, Function function) {
   auto* const added = benchmark::RegisterBenchmark(name.c_str(), function)->UseManualTime();
   if (caches == Caches::kCold) {
-    // Evicting takes longer than what is measured: a few iterations have to do, the fewer the larger the
-    // image.
+    // Evicting takes longer than the work itself: a few iterations have to do, fewer for larger images.
     added->Iterations(iterations_for(size, 4'000'000));
   }
 }

@@ -16,7 +16,7 @@
 namespace enhance_depth_bench {
 namespace {
 
-// So small that nothing but the fixed cost of a frame is left.
+// So small that only the fixed cost of a frame is left.
 constexpr ImageSize kTinySize{16, 16};
 
 benchmark::Counter per_iteration(double total) { return {total, benchmark::Counter::kAvgIterations}; }
@@ -26,7 +26,7 @@ template <typename Frame>
 void measure_frames(benchmark::State& state, ImageSize size, Caches caches, Frame frame) {
   SessionRing& ring = caches == Caches::kWarm ? SessionRing::warm(size) : SessionRing::cold(size);
   FrameSession* last = &ring.next();
-  bool succeeded = last->process_floor();  // untimed: what ran before had other buffers
+  bool succeeded = last->process_floor();  // untimed: the previous benchmark used other buffers
   const std::int64_t allocated_before = allocations();
   measure(
       state,
@@ -75,7 +75,7 @@ void measure_parts(benchmark::State& state, ImageSize size, Caches caches) {
   }
 }
 
-// What earlier handles logged is dropped before each, so that the log does not grow with the iterations.
+// Drops the log lines of earlier handles, so that the log does not grow with the iterations.
 void drop_log() { emulated_board::capture_log(true); }
 
 void create(benchmark::State& state) {
@@ -149,7 +149,7 @@ void register_setup() {
   add("create", create);
   for (const ImageSize size : kImageSizes) {
     add("reset/" + size.name(), [=](benchmark::State& state) { reset(state, size); });
-    // Making a session takes far longer than its first frame.
+    // Creating a session takes far longer than its first frame.
     add("first frame/" + size.name(), [=](benchmark::State& state) {
       first_frame(state, size);
     })->Iterations(5);

@@ -19,7 +19,7 @@ using enhance_depth::OpenEngine;
 
 namespace {
 
-// Twice what the largest cache holds, and on boards, whose caches are small, far more.
+// Twice the size of the largest cache, and far more on boards, whose caches are small.
 std::size_t cold_footprint() {
   std::size_t bytes = std::size_t{64} << 20;
   for (const auto& cache : benchmark::CPUInfo::Get().caches) {
@@ -97,7 +97,7 @@ FrameSession::FrameSession(ImageSize size, FirstFrame first_frame)
     return;
   }
   require(process(), "enhance_depth_process");
-  // The network writes nothing: what is on the device now stays there.
+  // The network writes nothing, so the contents of the device's buffers stay.
   require(copy_to_device(engine_.d_pred, prediction_, engine_.stream) &&
               copy_to_device(engine_.d_conf, confidence_, engine_.stream) &&
               cudaStreamSynchronize(engine_.stream) == cudaSuccess,

@@ -34,8 +34,8 @@ class FrameSession {
   // One frame through the library. False when it fails.
   bool process();
 
-  // The bytes that a frame has to move and nothing else, on the same buffers in the same order: converting,
-  // staging, copying to the device and back, converting. False when a copy fails.
+  // Only the moves of bytes that a frame cannot do without, on the same buffers in the same order:
+  // converting, staging, copying to the device and back, converting. False if a copy fails.
   bool process_floor();
 
   // The parts of a floor frame.
@@ -45,20 +45,20 @@ class FrameSession {
   bool download();
   void convert_prediction();
 
-  // Changes a pixel of the input and of each result, so that nothing that an earlier frame left can pass for
-  // the next one's.
+  // Changes a pixel of the input and of each result, so that leftovers of an earlier frame cannot pass for
+  // results of the next one.
   void vary();
 
-  // Compares what the last frame left on the host and on the device with what it must be. Empty, or the first
-  // fault.
+  // Compares the last frame's results on the host and on the device with the expected ones. Returns the first
+  // fault, or an empty text.
   std::string check();
 
-  // What a frame reads and writes for each pixel: two conversions, staging of colour and depth, and four
-  // copies between host and device.
+  // The bytes that a frame reads and writes for each pixel: two conversions, staging of colour and depth, and
+  // four copies between host and device.
   static constexpr std::size_t kMovedBytesPerPixel = 6 + 2 * (3 + 4) + 2 * (3 + 4) + 2 * (4 + 4) + 6;
 
-  // The memory that a frame passes through: the images, the converted depth, staging, the device's buffers,
-  // and the refined depth.
+  // The memory that a frame uses: the images, the converted depth, staging, the device's buffers, and the
+  // refined depth.
   static constexpr std::size_t kFootprintPerPixel = (3 + 2) + 4 + (3 + 4 + 4 + 4) + (3 + 4 + 4 + 4) + 2;
 
  private:
@@ -91,9 +91,9 @@ class SessionRing {
  public:
   explicit SessionRing(std::size_t sessions, ImageSize size);
 
-  // The rings of that size, made when first asked for: everything measured on one size shares its buffers.
+  // The rings of that size, created on first use: everything that is measured at one size shares its buffers.
   // The warm ring is one session. The cold ring has so many that none finds its buffers in the caches when
-  // its turn comes, as on a board, where the host's and the network's own work has passed through them
+  // its turn comes, as on a board, where the host's and the network's own work passes through the caches
   // between two frames.
   static SessionRing& warm(ImageSize size);
   static SessionRing& cold(ImageSize size);

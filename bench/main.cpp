@@ -1,4 +1,4 @@
-// enhance_depth_bench: what the library costs. scripts/bench runs it and prints the ratios that count.
+// enhance_depth_bench: what the library costs. scripts/bench runs it and prints the ratios that matter.
 #include <benchmark/benchmark.h>
 #include <gnu/libc-version.h>
 #include <opencv2/core.hpp>
@@ -9,9 +9,9 @@
 #include "frame_bench.h"
 
 int main(int argc, char** argv) {
-  // Everything measured runs on the calling thread.
+  // Keeps all measured work on the calling thread.
   cv::setNumThreads(1);
-  // The library's log would stand between the results.
+  // Keeps the library's log out of the output.
   emulated_board::capture_log(true);
   benchmark::AddCustomContext("library", enhance_depth_get_version());
   benchmark::AddCustomContext("compiler", __VERSION__);

@@ -1,4 +1,4 @@
-// How everything here is timed.
+// Timing for all benchmarks.
 #ifndef ENHANCE_DEPTH_BENCH_MEASURE_H
 #define ENHANCE_DEPTH_BENCH_MEASURE_H
 
@@ -9,8 +9,8 @@
 
 namespace enhance_depth_bench {
 
-// Time that the calling thread spent on a processor. Waiting for a processor that other programs use does not
-// count, so that measurements of a computation hold on a busy machine.
+// Processor time of the calling thread. Waiting for a processor that other programs use does not count, so
+// that computations can be measured on a busy machine.
 inline double thread_seconds() {
   timespec time{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);

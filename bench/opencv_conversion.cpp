@@ -1,7 +1,7 @@
 // The conversions as OpenCV does them, in OpenCV's portable vector instructions: for scripts/bench-aarch64,
 // which compiles this file for a processor that the build machine cannot run. (The benchmark calls
-// cv::Mat::convertTo().) The second rounds to the nearest integer where the library truncates; saturation
-// comes with its narrowing instructions.
+// cv::Mat::convertTo().) The second rounds to the nearest integer where the library truncates; its narrowing
+// instructions saturate.
 #include <cstddef>
 
 #include <opencv2/core/hal/intrin.hpp>

@@ -1,4 +1,4 @@
-// Where a measurement finds its data, as it stands in the benchmarks' names.
+// The size of an image and the state of the caches, as benchmarks' names state them.
 #ifndef ENHANCE_DEPTH_BENCH_PLACES_H
 #define ENHANCE_DEPTH_BENCH_PLACES_H
 
@@ -16,7 +16,8 @@ inline std::string place_name(ImageSize size, Caches caches) {
   return "/" + size.name() + (caches == Caches::kWarm ? "/warm" : "/cold");
 }
 
-// So many that about `pixels` pixels are processed: what is compared runs equally often, whatever it takes.
+// Enough to process about `pixels` pixels: benchmarks that are compared run equally often, however long they
+// take.
 inline benchmark::IterationCount iterations_for(ImageSize size, std::size_t pixels) {
   return static_cast<benchmark::IterationCount>(pixels / size.pixels() + 1);
 }

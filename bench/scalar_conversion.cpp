@@ -1,5 +1,5 @@
-// Compiled on its own, so that the compiler knows as much as it knows about the library's loops: the types,
-// and not the sizes or the values.
+// Compiled separately, so that the compiler knows as much as it does about the library's loops: the types,
+// but not the sizes or the values.
 #include "scalar_conversion.h"
 
 namespace enhance_depth_bench {

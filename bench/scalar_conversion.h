@@ -1,5 +1,5 @@
-// What the conversions mean, as the plain loops that one would write without vector instructions. The
-// compiler vectorises them as well as it can: they are what the library's loops have to beat.
+// The definition of the conversions, as plain loops without vector instructions. The compiler vectorises them
+// as well as it can: the library's loops have to beat them.
 #ifndef ENHANCE_DEPTH_BENCH_SCALAR_CONVERSION_H
 #define ENHANCE_DEPTH_BENCH_SCALAR_CONVERSION_H
 

@@ -1,10 +1,10 @@
-// What `enhance-depth sequence` makes of the machine's cores: its rate with one job and with one per core,
-// beside the processor time that a frame takes.
+// How well `enhance-depth sequence` uses the machine's cores: its rate with one job and with one per core,
+// compared with the processor time of a frame.
 //
 //   tool_sequence_rate ENGINE RECORDING FRAMES OUTPUT
 //
 // The ideal rate is the number of cores divided by a frame's processor time, which is measured with one job.
-// Leaves the results in folders below OUTPUT. Runs by hand: on a busy machine the figures mean nothing.
+// Leaves the results in folders below OUTPUT. Run by hand: on a busy machine the figures mean nothing.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -30,7 +30,7 @@
 namespace enhance_depth_tool {
 namespace {
 
-// Of all threads of this process so far.
+// The processor time of all threads of this process so far.
 double processor_seconds() {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);

@@ -1,6 +1,6 @@
 // Any sequence of calls with any arguments that the public header allows, and many that it does not: null
-// pointers, wrong sizes, products that overflow, records left in their places, files that are no engines, a
-// board that fails.
+// pointers, wrong sizes, products that overflow, records left in output parameters, files that are not
+// engines, a board that fails.
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -23,7 +23,7 @@ void expect(bool condition) {
   }
 }
 
-// The input, byte by byte; zeros when it has ended.
+// The input, byte by byte, followed by zeros.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
@@ -43,7 +43,7 @@ class Input {
     return word;
   }
 
-  // A size or a stride: usual ones, borders, or any bits at all.
+  // A size or a stride: a usual one, a limit, or any bits at all.
   std::int32_t number() {
     using Limits = std::numeric_limits<std::int32_t>;
     constexpr std::array<std::int32_t, 24> kNumbers{
@@ -82,7 +82,7 @@ const std::vector<std::string>& engine_paths() {
 
 struct Slot {
   enhance_depth_handle handle = nullptr;
-  std::int32_t width = 0;  // last asked for
+  std::int32_t width = 0;  // last requested
   std::int32_t height = 0;
   bool configured = false;
 };
@@ -239,7 +239,7 @@ class Session {
     }
   }
 
-  // Sometimes the host takes a record out of its place, or puts one of its own there.
+  // Sometimes the host takes a record out of an output parameter, or puts one of its own there.
   void replace_record() {
     enhance_error*& error = places_[input_.byte() % places_.size()];
     enhance_delete_error(error);
@@ -254,7 +254,7 @@ class Session {
     expect(error != nullptr && error->line == 0);
   }
 
-  // One of two places, whatever lies there, or none.
+  // One of two output parameters, with or without a record, or null.
   enhance_error** place() {
     const std::uint8_t choice = input_.byte();
     return choice % 4 == 3 ? nullptr : &places_[choice % places_.size()];

@@ -1,4 +1,4 @@
-// Any bytes as an engine description: refused with one line, or a description that keeps its promises.
+// Any bytes as an engine description: either refused with one line, or a description that is consistent.
 #include <cstdint>
 #include <cstdlib>
 #include <set>

@@ -1,5 +1,5 @@
-// Any bytes as a colour or a depth image of the tool: refused with a sentence, or an image of the promised
-// kind.
+// Any bytes as a colour or a depth image of the tool: either refused with a sentence, or an image of the
+// promised kind.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

@@ -1,25 +1,25 @@
 #!/usr/bin/env python3
-"""Writes the reference network as an ONNX model, for TensorRT's builder to make an engine of.
+"""Writes the reference network as an ONNX model, from which TensorRT's builder makes an engine.
 
-It computes what emulator/nvinfer/networks/guided_filter.h defines, in 32-bit floats, with the parameters of
+It computes the filter defined in emulator/nvinfer/networks/guided_filter.h, in 32-bit floats, with the parameters of
 reference.engine.toml. Names below are those of that header.
 
     models/make_reference_onnx.py reference.onnx
 
 Needs Python 3.11 and the packages onnx and numpy.
 
-Operators. Each is one for which TensorRT 10.3 has a layer (NvInfer.h): element-wise and unary ones, Where, Cast,
-Concat, Split, Shape, ReduceSum and two-dimensional pooling. Conditions kept: UINT8 is a network input only and is
-cast at once; pooling has two dimensions and no dilation; the axes of ReduceSum and Unsqueeze and the sizes of Split
-are constants. Before another operator is added, look it up in the parser's own support list, docs/operators.md of
-onnx-tensorrt, release 10.3.
+Operators. TensorRT 10.3 has a layer for each of them (NvInfer.h): element-wise and unary ones, Where, Cast, Concat,
+Split, Shape, ReduceSum and two-dimensional pooling. They meet its conditions: UINT8 is a network input only and is cast
+at once; pooling has two dimensions and no dilation; the axes of ReduceSum and Unsqueeze and the sizes of Split are
+constants. Before you add another operator, look it up in the parser's support list, docs/operators.md of onnx-tensorrt,
+release 10.3.
 
-Precision. Sums over windows are AveragePool layers, for rows and then for columns, and not convolutions:
-TensorRT may run a convolution in TF32, whose 11 bits do not hold a depth. The engine must not be built with --fp16
-for the same reason. A variance is the small difference of large sums, for which 32-bit floats are too short where
-depths are large. So depths are split into d = 512 high + low, and the sums are moved to the window's own multiple
-of 512 before they are squared; sums of high parts are integers, so that this costs no digit. Decisions (valid,
-fillable) depend on exact integers only.
+Precision. Sums over windows are AveragePool layers, along rows and then along columns, rather than convolutions:
+TensorRT may run a convolution in TF32, whose 11 bits cannot hold a depth. For the same reason the engine must not be
+built with --fp16. A variance is a small difference of large sums, for which 32-bit floats are not precise enough if
+depths are large. So depths are split into d = 512 high + low, and the sums are shifted to the window's own multiple of
+512 before they are squared; sums of high parts are integers, so that no precision is lost. Decisions (valid, fillable)
+depend on exact integers only.
 """
 
 import argparse
@@ -123,7 +123,7 @@ def luminance(graph, layout):
 
 
 class WindowFits:
-    """What the window around each pixel says: a, b, fit, share, mean_depth and fillable of the definition."""
+    """The fit of the window around each pixel: a, b, fit, share (n / A), mean_depth and fillable of the definition."""
 
     def __init__(self, graph, parameters, guide, valid, depth):
         radius = parameters["radius"]

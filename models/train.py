@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Trains the refiner from nothing: makes synthetic frames, trains the network on them and writes it as ONNX.
+"""Trains the refiner from scratch: generates synthetic frames, trains the network on them and writes it as ONNX.
 
     models/train.py --work build/training --output models/refiner.onnx
 
-Everything is kept below --work: frames, checkpoints and the log. Run again with the same --work after an interruption
-and it goes on from the last checkpoint. Needs Python 3.11 and the packages of models/requirements.txt.
+Frames, checkpoints and the log are kept below --work. After an interruption, run it again with the same --work to
+resume from the last checkpoint. Needs Python 3.11 and the packages of models/requirements.txt.
 """
 
 import argparse
@@ -32,7 +32,7 @@ SMOOTHING = 0.998  # of the running mean of the weights, which is what is export
 
 
 def make_shards(folder, seed, count, jobs):
-    """Makes what is missing of `count` files of frames, and that of the frames for checks."""
+    """Generates those of the `count` files of frames, and of the file for checks, that do not exist yet."""
     folder.mkdir(parents=True, exist_ok=True)
     wanted = [(folder / f"{seed * 1000 + i:07d}.npz", seed * 1000 + i, SHARD) for i in range(count)]
     wanted.append((folder / "check.npz", CHECK_SEED * 1000, CHECK_FRAMES))

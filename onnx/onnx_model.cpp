@@ -52,7 +52,7 @@ constexpr std::uint32_t kDataLocation = 14;
 constexpr WireType kNumber = WireType::kVarint;
 constexpr WireType kMessage = WireType::kLengthDelimited;
 
-// A message of two strings, of which the first is the key.
+// A message of two strings: a key and a value.
 std::pair<std::string_view, std::string_view> read_entry(std::string_view message) {
   std::pair<std::string_view, std::string_view> entry;
   FieldReader fields(message);
@@ -68,7 +68,7 @@ std::pair<std::string_view, std::string_view> read_entry(std::string_view messag
 }
 
 std::int64_t read_dimension(std::string_view message) {
-  std::int64_t dimension = -1;  // dynamic, if it has a name or nothing
+  std::int64_t dimension = -1;  // dynamic, if it has no value
   FieldReader fields(message);
   for (Field field; fields.next(field);) {
     if (field.is(1, kNumber)) {
@@ -324,7 +324,7 @@ class ModelReader {
   std::size_t nodes_ = 0;
 };
 
-// Bytes that no text holds.
+// Bytes that do not occur in texts.
 bool is_control(char character) {
   const auto byte = static_cast<unsigned char>(character);
   return byte == 0x7F || (byte < 0x20 && character != '\t' && character != '\n' && character != '\r');
@@ -340,7 +340,7 @@ bool begins_like_a_model(std::string_view beginning) {
   try {
     FieldReader(beginning).next(field);
   } catch (const DamagedFile&) {
-    // The rest of a long field is behind the beginning.
+    // A long field continues after the beginning that was read.
   }
   constexpr std::uint32_t kLastField = 26;
   const bool is_number = field.number == model_field::kIrVersion || field.number == 5;

@@ -1,6 +1,6 @@
-// An ONNX model's own account of itself: inputs, outputs, operators, metadata. What is inside
-// the operators, and the weights, is looked at only
-// as far as it takes to know that a model is whole, modest and in one file.
+// An ONNX model's description of itself: inputs, outputs, operators, metadata. The contents of operators, and
+// the weights, are read only as far as needed to know that the model is complete, within the limits below and
+// in one file.
 #ifndef ENHANCE_DEPTH_ONNX_ONNX_MODEL_H
 #define ENHANCE_DEPTH_ONNX_ONNX_MODEL_H
 
@@ -18,8 +18,8 @@ namespace enhance_depth_onnx {
 // An input or output of a model.
 struct Tensor {
   std::string name;
-  int element_type = 0;  // TensorProto.DataType of onnx.proto; 0 when it is no tensor or says nothing
-  std::optional<std::vector<std::int64_t>> shape;  // -1 where dynamic; none when the model does not say
+  int element_type = 0;  // TensorProto.DataType of onnx.proto; 0 if it is not a tensor or states no type
+  std::optional<std::vector<std::int64_t>> shape;  // -1 where dynamic; none if the model states none
 };
 
 // An operator of the model's main graph.
@@ -35,18 +35,18 @@ struct Model {
   std::vector<Tensor> outputs;
   std::vector<Operator> operators;  // in the order in which they run
   std::map<std::string, std::string, std::less<>> metadata;
-  std::string external_data;  // the first other file that holds weights of this model; empty when none does
+  std::string external_data;  // the first other file that holds weights of this model; empty if there is none
 };
 
-// Whether a file that begins like this may be an ONNX model, whole or damaged. A text never is.
+// Whether a file that begins like this may be an ONNX model, complete or damaged. A text never is.
 bool begins_like_a_model(std::string_view beginning);
 
-// What the limits below are for: a file that passes them can still be no valid model, but does not exhaust
-// the stack or the patience of who reads it on.
+// A file within these limits may still not be a valid model, but it exhausts neither the stack nor the
+// patience of whoever reads the rest of it.
 inline constexpr int kMaximumNesting = 8;             // graphs inside the operators of graphs
 inline constexpr std::size_t kMaximumNodes = 20'000;  // operators in all graphs together
 
-// Reads a whole file. Throws DamagedFile when it is not a model, and when it exceeds a limit.
+// Reads a whole file. Throws DamagedFile if it is not a model or exceeds a limit.
 Model read_model(std::string_view file);
 
 }  // namespace enhance_depth_onnx

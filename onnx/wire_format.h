@@ -1,5 +1,5 @@
-// The wire format of protocol buffers: a message as a row of numbered fields. Copies nothing and follows
-// nothing by itself, so that a model of a gigabyte costs no memory and a hostile one no stack.
+// The wire format of protocol buffers: a message as a sequence of numbered fields. Copies nothing and does
+// not descend by itself, so that a model of a gigabyte needs no memory and a hostile one no stack.
 #ifndef ENHANCE_DEPTH_ONNX_WIRE_FORMAT_H
 #define ENHANCE_DEPTH_ONNX_WIRE_FORMAT_H
 
@@ -9,7 +9,7 @@
 
 namespace enhance_depth_onnx {
 
-// The bytes are not what they should be; says what is wrong in a clause.
+// Malformed data; the text is a clause that says what is wrong.
 class DamagedFile : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -23,7 +23,7 @@ struct Field {
   std::uint64_t value = 0;  // of a kVarint field
   std::string_view bytes;   // of a field of any other type
 
-  // Whether it is this field with this type; one that has another type is no such field, as for any reader.
+  // Whether it is this field with this type. Like any reader, treats one of another type as another field.
   bool is(std::uint32_t wanted, WireType wanted_type) const {
     return number == wanted && type == wanted_type;
   }

@@ -14,9 +14,9 @@ OPSET = 17
 
 
 class Engine(nn.Module):
-    """The network for any size: padded inside to what it needs, cropped again; unsure pixels become 0."""
+    """The network for any size: pads inside to the size that it needs, crops again, and sets unsure pixels to 0."""
 
-    LEAST_CONFIDENCE = 0.2  # below it a depth says nothing: the pixel stays without
+    LEAST_CONFIDENCE = 0.2  # a pixel with less confidence gets no depth
 
     def __init__(self, network):
         super().__init__()

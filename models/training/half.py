@@ -1,9 +1,9 @@
-"""An ONNX model as a board would run it in half precision: weights and all that flows between nodes have 16 bits.
+"""An ONNX model as a board would run it in half precision: weights and all values between nodes have 16 bits.
 
     PYTHONPATH=models python3 -m training.half models/refiner.onnx rounded.onnx
 
-The result still computes each node in 32 bits, as sums in TensorRT's half-precision layers are, and rounds what the
-node gives. What leaves the range of 16-bit floats becomes infinite, what is too small 0, as there.
+The result still computes each node in 32 bits, as TensorRT's half-precision layers do for sums, and rounds the node's
+outputs. As on the board, values beyond the range of 16-bit floats become infinite, and values too small become 0.
 """
 
 import sys

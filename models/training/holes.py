@@ -1,4 +1,4 @@
-"""Hides measured depth during training: blobs, bands along depth edges, and bands on their far side alone."""
+"""Hides measured depth during training: blobs, bands along depth edges, and bands on their far side only."""
 
 import math
 

@@ -1,6 +1,6 @@
 """Filters and noise on numpy images; every filter takes and returns 32-bit floats.
 
-Resizing and blurring are products with small band matrices, one per axis: numpy alone is fast enough so.
+Resizing and blurring are products with small band matrices, one per axis, which makes numpy fast enough.
 """
 
 import functools

@@ -5,9 +5,9 @@ import torch.nn.functional as functional
 
 from .network import halved
 
-TOLERANCES = (0.01, 0.02, 0.05, 0.10, 0.25)  # relative errors; confidence is the expected share of them that hold
-SOFT = 0.1  # errors beyond count less and less: what cannot be known shall not rule the rest
-STEEPEST = 0.03  # slope, in log depth per pixel; what is steeper is an edge
+TOLERANCES = (0.01, 0.02, 0.05, 0.10, 0.25)  # relative errors; confidence is the expected fraction of them that hold
+SOFT = 0.1  # larger errors count less and less: what cannot be known must not dominate
+STEEPEST = 0.03  # slope, in log depth per pixel; anything steeper is an edge
 
 
 def mean_where(value, where):

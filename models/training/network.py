@@ -1,13 +1,13 @@
-"""The refiner: a small U-Net that guides the spreading of depth.
+"""The refiner: a small U-Net that guides the propagation of depth.
 
-What the U-Net reads off the frame: how alike neighbouring pixels are, how far measured depth is to be trusted, how
-surfaces slope, and how confident the result is. Depth itself is spread by those weights, from coarse to fine, on four
-levels: an eighth, a quarter, half and all of the resolution. A neighbour's depth is carried on along the slope, so
-that slanted planes are continued exactly whatever the weights. The likeness of two pixels starts as that of their
-colours; training adds to it.
+From the frame the U-Net predicts how similar neighbouring pixels are, how far measured depth can be trusted, how
+surfaces slope, and how confident the result is. With these weights depth is propagated from coarse to fine, on four
+levels: an eighth, a quarter, half and all of the resolution. A neighbour's depth is extrapolated along the slope, so that slanted
+planes are continued exactly whatever the weights. The similarity of two pixels is initially that of their colours;
+training adds to it.
 
 Inside, depth is the logarithm of depth over the frame's mean, so the unit does not matter. Sums over the image are
-means, divisions have a least divisor and values stay between 1e-7 and 65504, so that 16-bit floats hold all of it.
+means, divisors have a lower bound and values stay between 1e-7 and 65504, so that everything fits 16-bit floats.
 """
 
 import torch

@@ -1,4 +1,4 @@
-"""Frames with their truth, and files of them."""
+"""Frames with their ground truth, and files of them."""
 
 import dataclasses
 import os
@@ -28,7 +28,7 @@ def _millimetres(depth):
 
 
 class FrameMaker:
-    """An endless, seeded supply of frames: the same seed gives the same frames on every machine's numpy alike."""
+    """An endless, seeded supply of frames: the same seed gives the same frames on every machine."""
 
     def __init__(self, seed, width, height, whole=False):
         """`whole` frames come from a camera like the sensors', smaller ones are windows of such frames."""

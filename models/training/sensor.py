@@ -1,4 +1,4 @@
-"""Depth sensors and their failings: structured light, stereo, time of flight.
+"""Depth sensors and their errors: structured light, stereo, time of flight.
 
 `measure` turns a rendering into what such a sensor would deliver, in metres, 0 where it sees nothing. Where a number is
 drawn from a range, the range covers common consumer sensors, from good to bad.
