@@ -7,6 +7,7 @@
 #include "emulated_board/control.h"
 #include "enhance_depth.h"
 #include "frame_bench.h"
+#include "onnx_bench.h"
 
 int main(int argc, char** argv) {
   // Keeps all measured work on the calling thread.
@@ -21,6 +22,9 @@ int main(int argc, char** argv) {
   enhance_depth_bench::register_conversions();
   enhance_depth_bench::register_frames();
   enhance_depth_bench::register_setup();
+#ifdef ENHANCE_DEPTH_BENCH_ONNX
+  enhance_depth_bench::register_onnx();
+#endif
 
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
