@@ -1,4 +1,4 @@
-// The emulated CUDA runtime: what it promises beyond the real one, and the rules of the real one that
+// The emulated CUDA runtime: where it is stricter than the real one, and the rules of the real one that
 // programs rely on.
 #include <algorithm>
 #include <atomic>
@@ -159,7 +159,7 @@ TEST(EmulatedCuda, TheWorkOfADestroyedStreamStillCompletes) {
   ASSERT_EQ(cudaMemset(buffer.get(), 0, 8), cudaSuccess);
   EXPECT_EQ(result, Bytes(8, 9));
 
-  // A failure that nobody waited for outlives its stream as well.
+  // A failure that nobody has waited for also outlives its stream.
   {
     const Stream stream;
     const auto fail = [] { return cudaErrorLaunchFailure; };

@@ -1,4 +1,4 @@
-// The emulated TensorRT's engine descriptions: what can be described, and what is said about what cannot.
+// The emulated TensorRT's engine descriptions: what can be described, and the messages for what cannot.
 #include <string>
 #include <variant>
 

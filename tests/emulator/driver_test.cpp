@@ -36,7 +36,7 @@ std::vector<cudaError_t> all_statuses() {
           cudaFree(memory)};
 }
 
-// As createInferRuntime() takes it: an address in the first page is no runtime, and not null either.
+// An address in the first page is not a runtime, but not null either.
 std::uintptr_t runtime_address(Logger& logger) {
   return reinterpret_cast<std::uintptr_t>(createInferRuntime_INTERNAL(&logger, NV_TENSORRT_VERSION));
 }

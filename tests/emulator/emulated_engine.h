@@ -85,7 +85,7 @@ inline std::vector<std::int64_t> extents(const nvinfer1::Dims& shape) {
 }
 using Extents = std::vector<std::int64_t>;
 
-// An engine with all that it takes to run it.
+// An engine with everything needed to run it.
 class EmulatedTensorRT : public ::testing::Test {
  protected:
   void SetUp() override {

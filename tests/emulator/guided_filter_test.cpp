@@ -1,4 +1,4 @@
-// The reference network against a direct evaluation of its formulas, and against what they promise.
+// The reference network compared with a direct evaluation of its formulas, and with what they imply.
 #include "nvinfer/networks/guided_filter.h"
 
 #include <algorithm>

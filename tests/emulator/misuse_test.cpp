@@ -1,4 +1,4 @@
-// Misuse of TensorRT that a real board may answer with wrong results: the emulated one says what is wrong.
+// Misuse of TensorRT that may give wrong results on a real board: the emulated one says what is wrong.
 #include <atomic>
 #include <functional>
 #include <string>
@@ -24,7 +24,7 @@ class EmulatedTensorRTMisuse : public EmulatedTensorRT {
     EXPECT_EQ(cudaStreamDestroy(other_stream), cudaSuccess);
     EmulatedTensorRT::TearDown();
   }
-  // That the last message to the logger has these words, and is the only one since the last call.
+  // Expects exactly one message to the logger since the last call, with these words.
   void expect_told(const std::string& words) {
     EXPECT_EQ(logger.severities.size(), 1U) << words;
     EXPECT_NE(logger.last.find(words), std::string::npos) << logger.last;

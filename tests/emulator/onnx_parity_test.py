@@ -90,7 +90,7 @@ def run_board(engine, color, depth):
 
 
 class Agreement:
-    """How far results are apart, over all that were compared. Of a network that knows holes, those have to agree."""
+    """The differences of all results compared. Networks that leave holes have to leave the same holes."""
 
     def __init__(self, has_holes=True):
         self.has_holes = has_holes

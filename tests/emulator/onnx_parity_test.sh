@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs onnx_parity_test.py in a virtual environment with the packages of requirements.txt, which it makes when there is
+# Runs onnx_parity_test.py in a virtual environment with the packages of requirements.txt, which it creates if there is
 # none yet. Where no package index can be reached it says so and exits with 77, which counts as skipped; not with CI=true.
 # Needs python3-venv with Python 3.11 or later.
 # Usage: tests/emulator/onnx_parity_test.sh BUILD_DIR   (a native build with the emulated board and OpenVINO)

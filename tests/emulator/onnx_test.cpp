@@ -380,7 +380,7 @@ TEST_F(OnnxModels, AFixedSizeIsAProfileOfThatSizeAlone) {
   EXPECT_EQ(error.read().code, 26);
 }
 
-// As a kernel's failure on the board: seen by the next wait, and gone after it.
+// As for a failing kernel on the board: the next wait reports the failure, and then it is gone.
 TEST_F(OnnxModels, AnExceptionOfTheRunIsACudaErrorOfTheNextWait) {
   onnx_file::Model model = fitting_model();
   auto& graph = *model.mutable_graph();

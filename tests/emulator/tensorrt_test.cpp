@@ -29,7 +29,7 @@ TEST_F(EmulatedTensorRT, AnEngineIsWhatItsDescriptionSays) {
   EXPECT_EQ(extents(engine->getProfileShape("rgb", 1, OptProfileSelector::kMAX)), (Extents{5}));
   EXPECT_TRUE(logger.severities.empty());
 
-  // What there is not.
+  // Things that do not exist.
   EXPECT_EQ(engine->getProfileShape("dep", 1, OptProfileSelector::kMIN).nbDims, -1);
   EXPECT_EQ(
       logger.last,

@@ -99,7 +99,7 @@ TEST_F(Allocate, ConfiguresEachLayoutOfTheColourTensor) {
   }
 }
 
-// Everything that a layout can have wrong with it once the names and types are right.
+// Everything that can be wrong with a layout once the names and types are right.
 TEST_F(Allocate, RefusesEnginesWhoseShapesDoNotFit) {
   const struct {
     std::size_t tensor;

@@ -132,7 +132,7 @@ TEST_F(EngineFile, MustBeARegularReadableFileWithContents) {
   EXPECT_TRUE(open_flags.empty());
 }
 
-// A driver that is missing or does not fit is the reason, whatever else is wrong.
+// A missing or incompatible driver is reported first, whatever else is wrong.
 TEST_F(EngineFile, IsNotLookedAtWithoutTimingEvents) {
   emulated_board::fail_call("cudaEventCreate", 1);
   ErrorPlace error;

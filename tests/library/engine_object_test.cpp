@@ -122,7 +122,7 @@ TEST_F(IoContract, AcceptsThreeOrFourTensorsInAnyOrder) {
   } kCases[] = {{{rgb_tensor(), dep_tensor(), pred_tensor()}, false, true},
                 {{rgb_tensor(), dep_tensor(), pred_tensor(), conf_tensor()}, true, true},
                 {{conf_tensor(), pred_tensor(), dep_tensor(), rgb_tensor()}, true, true},
-                // Meets the contract, but nobody binds its last tensor.
+                // Meets the contract, but its last tensor is never bound.
                 {{rgb_tensor(), dep_tensor(), extra, pred_tensor()}, false, false}};
   for (const auto& example : kCases) {
     test_support::TestEngine engine;

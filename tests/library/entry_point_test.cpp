@@ -1,4 +1,4 @@
-// The exported functions: what they check, in which order, and what they leave behind.
+// The exported functions: what they check, in which order, and the state that they leave.
 #include <cmath>
 #include <cstring>
 #include <ctime>
@@ -23,7 +23,7 @@ const char* const kUnconfigured =
 
 class Process : public test_support::BoardTest {};
 
-// Each fault hides all that come after it.
+// Each fault hides all those after it.
 TEST_F(Process, ChecksItsArgumentsInOrder) {
   const Handle handle = create();
   ASSERT_EQ(enhance_depth_reset(handle.get(), 64, 48, nullptr), 1);
@@ -122,7 +122,7 @@ TEST_F(Lifecycle, CreateGivesAHandleThatProcessesTheDefaultSizeAtOnce) {
       kStart);
 }
 
-// What fails before the engine is asked. Only what is recorded on a handle is logged.
+// Failures before the engine is called. Only those recorded on a handle are logged.
 TEST_F(Lifecycle, NullArgumentsAreReportedByName) {
   const Handle handle = create();
   emulated_board::reset();
@@ -179,7 +179,7 @@ TEST_F(Lifecycle, DestroyingNothingIsOnlyAWarning) {
   EXPECT_EQ(log[0].message, "enhance_depth_destroy received null engine handle.");
 }
 
-// Who reads the log must find the line of the source.
+// The log has to state the line of the source.
 TEST_F(Lifecycle, EveryLineOfTheLogNamesItsPlace) {
   const Handle handle = create();
   enhance_depth_reset(handle.get(), 0, 0, nullptr);

@@ -85,7 +85,7 @@ TEST(ThreadError, KeepsTextsOfAnyLengthUntilItIsCleared) {
   EXPECT_STREQ(global_error().message, "OK");
 }
 
-// The ways out of the exception frame, with a handle to record the failure on and without.
+// Every exit of the exception guard, with and without a handle to record the failure on.
 TEST(ExceptionFrame, ReportsWhateverEscapes) {
   struct Speechless : std::exception {
     const char* what() const noexcept override { return nullptr; }
@@ -139,7 +139,7 @@ TEST_F(LastError, OfAHandleIsNotThatOfTheThreadAndAskingClearsNeither) {
                "enhance_depth_process received null input or output.");
 }
 
-// Every call frees the record that it finds, also when it succeeds.
+// Every call frees the record that it finds, even when it succeeds.
 TEST_F(LastError, RecordLeftInTheOutPlaceIsFreedByTheNextCall) {
   const Handle handle = create();
   const test_support::Frame frame(640, 480);

@@ -17,7 +17,7 @@ using test_support::TestEngine;
 
 class Infer : public test_support::BoardTest {
  protected:
-  // What a frame is given and gets, on an object of its own.
+  // A frame's inputs and outputs, with an engine object of its own.
   struct Call {
     const std::uint8_t* rgb;
     float* depth;
@@ -93,7 +93,7 @@ TEST_F(Infer, CallsTheBoardInThisOrder) {
   }
 }
 
-// The network's results depend on every byte, so a byte that is late, lost or out of place shows.
+// The network's results depend on every byte, so a late, lost or misplaced byte shows.
 TEST_F(Infer, ReturnsWhatTheNetworkMadeOfThisVeryFrame) {
   for (const bool planar : {true, false}) {
     TestEngine engine = planar ? TestEngine{} : test_support::interleaved_engine();

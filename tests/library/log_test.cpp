@@ -1,4 +1,4 @@
-// The way into the camera SDK's log, and TensorRT's messages on standard output.
+// Messages into the camera SDK's log, and TensorRT's messages on standard output.
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -19,7 +19,7 @@ std::function<void()> sdk_calls_back;
 
 }  // namespace
 
-// Stands before the camera SDK's function, which is C++ behind a C interface.
+// Replaces the camera SDK's function, which is C++ behind a C interface.
 extern "C" void ob_log_external_message(ob_log_severity severity, const char* module, const char* message,
                                         const char* file, const char* function, int line, ob_error** error) {
   if (sdk_throws) {
@@ -63,7 +63,7 @@ TEST_F(LogBridge, LetsNoExceptionOfTheSdkOut) {
                "Cannot read engine file (No such file or directory): /nonexistent");
 }
 
-// A log function of the host may ask for the state of the handle whose failure it is being told.
+// The host's log function may query the handle whose failure is being logged.
 TEST_F(LogBridge, FailureSurvivesALogThatCallsBackOnItsHandle) {
   const test_support::Handle handle = create();
   const std::string message = "Invalid dynamic input shape. Width and height must be positive.";

@@ -23,7 +23,7 @@ void* made_runtime;
 
 }  // namespace
 
-// Stands before TensorRT's own.
+// Replaces TensorRT's own.
 extern "C" void* createInferRuntime_INTERNAL(void*, std::int32_t) noexcept { return made_runtime; }
 
 namespace {
@@ -68,7 +68,7 @@ void wrong_slot() {
   std::abort();
 }
 
-// What the last call came with: its slot and its arguments.
+// The slot and the arguments of the last call.
 const void* called_on;
 std::string called_with;
 
@@ -81,11 +81,11 @@ std::string text_of(const void* text) { return static_cast<const char*>(text); }
 std::string text_of(const Dims* dims) { return std::to_string(dims->d[7]); }
 std::string text_of(cudaStream_t stream) { return stream == kStream ? "the stream" : "?"; }
 
-// The object that a slot hands out; this one is none, but has an address.
+// The object that a slot returns: not a real one, but it has an address.
 template <int index>
 void* made = &called_on;
 
-// What each type of function returns.
+// The result of each type of function.
 template <int index, typename Result>
 Result answer() {
   if constexpr (std::is_same_v<Result, Dims>) {
@@ -207,7 +207,7 @@ TEST(PlatformInterface, ContextCallsItsSlots) {
   context.release_and_expect_its_destructor();
 }
 
-// TensorRT's factories answer so when they fail: null, converted to a base class.
+// What TensorRT's factories return when they fail: null, converted to a base class.
 TEST(PlatformInterface, AnAddressInTheFirstPageIsNoObject) {
   FakeObject<IRuntime> runtime({slot<3, void*, const void*, std::size_t>()});
   FakeObject<ICudaEngine> engine({slot<5, void*, std::int32_t>()});

@@ -22,7 +22,7 @@ TEST(TensorShape, IsPrintedCountedAndCompared) {
       {{0, {}}, "()", 1, false},
       {{-1, {-1}}, "()", 1, false},
       {{2, {7, 0}}, "(7, 0)", 0, false},
-      {{1, {5, -1}}, "(5)", 5, false},  // what lies behind the rank does not count
+      {{1, {5, -1}}, "(5)", 5, false},  // values past the rank do not count
       {{3, {0, -7, 2}}, "(0, -7, 2)", 0, true},
       {{8, {1, 2, 3, 4, 5, 6, 7, 8}}, "(1, 2, 3, 4, 5, 6, 7, 8)", 40320, false},
       {{2, {4294967296, 2147483648}}, "(4294967296, 2147483648)", 1ULL << 63U, false},

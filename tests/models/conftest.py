@@ -1,4 +1,4 @@
-"""The programs below models/ are no installed package: tests import them from there."""
+"""The programs below models/ are not an installed package: tests import them from there."""
 
 import pathlib
 import sys

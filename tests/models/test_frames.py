@@ -1,4 +1,4 @@
-"""The synthetic frames: geometry against what formulas say, and what each sensor does to a scene that is known."""
+"""The synthetic frames: geometry compared with formulas, and what each sensor does to a known scene."""
 
 import numpy as np
 import pytest

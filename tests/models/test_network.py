@@ -1,4 +1,4 @@
-"""The network's promises, whatever its weights: sizes, units, missing depth, planes, half precision, the ONNX model."""
+"""What holds for the network whatever its weights: sizes, units, missing depth, planes, half precision, the ONNX model."""
 
 import json
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Reads from the installed library what it promises: its symbols, what it needs, and how it is hardened. Works on the
+# Checks the installed library's symbols, dependencies and hardening. Works on the
 # library of any processor.
 #
 #   binary_checks.sh BUILD_FOLDER [OBJDUMP [COMPILER]]
@@ -32,7 +32,7 @@ exported=$(awk '$7 != "UND" && $4 != "OBJECT" {sub(/@.*/, "", $8); print $8}' <<
 other_exports=$(awk '$7 != "UND" && $4 == "OBJECT" {sub(/@.*/, "", $8); print $8}' <<<"$symbols")
 imported=$(awk '$7 == "UND" {sub(/@.*/, "", $8); print $8}' <<<"$symbols")
 
-# What the version script names; that it names the right functions is for the baseline of the interface to say.
+# The functions that the version script names; the baseline of the interface decides whether those are the right ones.
 expect_list "exported functions" \
   "$(sed -n 's/^ *\(enhance_[A-Za-z_]*\);$/\1/p' "$(dirname "$0")/../../src/enhance_depth.map")" "$exported"
 expect_list "exported objects" "ENHANCE_DEPTH_0" "$other_exports"

@@ -24,7 +24,7 @@ prefix=$scratch/moved
 libdir=$(dirname "$(find "$prefix" -name libenhance_depth.so)")
 cd "$prefix"
 
-# What is there and what is not.
+# The files that must be there, and those that must not.
 for file in include/enhance_depth.h include/enhance_depth.hpp share/doc/enhance_depth/LICENSE \
   share/doc/enhance_depth/THIRD-PARTY; do
   [ -f "$file" ] || fail "$file is not installed"
@@ -120,7 +120,7 @@ for way in add_subdirectory FetchContent; do
 done
 quietly cmake --build FetchContent/build --target host --parallel 2
 quietly FetchContent/build/host "$engine" sub color.ppm depth.pgm
-# The tool, where it is built, is not installed unasked either: installing it would fail here, as it is not made.
+# Nor is the tool installed unless asked for: installing it would fail here, as it is not built.
 tools=$(sed -n 's/^ENHANCE_DEPTH_BUILD_TOOLS:BOOL=//p' "$build/CMakeCache.txt")
 quietly cmake FetchContent/build -DENHANCE_DEPTH_BUILD_TOOLS="$tools"
 quietly cmake --install FetchContent/build --prefix sub_prefix

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Checks the search for the board's SDKs on made-up installations: which headers and libraries are taken, how the
-# version is read, and what is said when something is missing.
+# version is read, and which message appears when something is missing.
 #   platform_search_test.sh SOURCE_DIR
 set -euo pipefail
 source_dir=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# An SDK of real shape: the interface headers and a library, in the places where an installation has them.
+# A realistic SDK: the interface headers and a library, where an installation has them.
 sdk() {
   mkdir -p "$work/$1/lib"
   cp -r "$source_dir/platform/include/$1" "$work/$1/include"

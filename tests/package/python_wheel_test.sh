@@ -19,7 +19,7 @@ python_environment "$environment" "$source/tests/package/wheel_requirements.txt"
 
 fail() { echo "python_wheel_test: $*" >&2; exit 1; }
 brought=$("$environment/bin/python" -c 'import enhance_depth, os; print(os.path.dirname(enhance_depth.__file__))')/lib
-# clean [NAME=VALUE...] ARGUMENT...: the command line with no other environment and far from the sources.
+# clean [NAME=VALUE...] ARGUMENT...: runs the command with no other environment and far from the sources.
 cd "$scratch"
 clean() { env -i PATH=/usr/bin:/bin "$@"; }
 python=$environment/bin/python
@@ -31,7 +31,7 @@ clean ENHANCE_DEPTH_LIBRARY="$build/src/libenhance_depth.so.0" LD_LIBRARY_PATH="
 cmp bare.png other.png
 cmp bare.tiff other.tiff
 
-# A network of one's own, with the OpenVINO that the wheel is built with.
+# A user's own network, with the OpenVINO that the wheel was built with.
 grep -qx "Requires-Dist: $(grep -o '^openvino==[0-9.]*' "$source/scripts/openvino.txt")" \
   "$brought"/../../enhance_depth-*.dist-info/METADATA || fail "the wheel needs another OpenVINO than it is built with"
 python_environment "$build/onnx-parity" "$source/tests/emulator/requirements.txt" "the ONNX model cannot be made"
@@ -44,7 +44,7 @@ own, onnx = (np.asarray(Image.open(name)).astype(int) for name in ("bare.png", "
 assert abs(own - onnx).max() <= 1, abs(own - onnx).max()
 AGREE
 
-# Whichever is there first in this order: named, installed, brought by the wheel. What is broken is not passed over.
+# The first of: named, installed, brought by the wheel. A broken one is not skipped.
 taken() { clean "$@" "$python" -m enhance_depth --version; }
 first=$brought/libenhance_depth.so.0
 if "$python" -c 'import ctypes; ctypes.CDLL("libenhance_depth.so.0")' 2>/dev/null; then

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Looks at the run path of every program and library below the folders, and in every Debian package there: each element
+# Checks the run path of every program and library below the folders, and in every Debian package there: each element
 # has to be an absolute folder or one beside the file ($ORIGIN). An empty or a relative one would be the current folder's,
 # whosever that is. Python packages of others are left out.
 #
@@ -21,7 +21,7 @@ while read -r file; do
   [[ $dynamic == *'(NEEDED)'* ]] || continue
   count=$((count + 1))
   while read -r path; do
-    # With one more separator the last element is looked at like the others.
+    # With one more separator the last element is checked like the others.
     while IFS= read -r -d : element; do
       case $element in
         /* | "\$ORIGIN" | "\$ORIGIN/"*) ;;

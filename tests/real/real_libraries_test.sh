@@ -54,7 +54,7 @@ fetch "$tests/cuda.txt" "$work/wheels/cuda-x86_64" manylinux2014_x86_64
 fetch "$tests/cuda.txt" "$work/wheels/cuda-aarch64" manylinux2014_aarch64
 fetch "$tests/tensorrt.txt" "$work/wheels/tensorrt-x86_64" manylinux_2_28_x86_64
 
-# sdk ARCHITECTURE: links and headers; the libraries that NVIDIA does not give here are made.
+# sdk ARCHITECTURE: links and headers; the libraries that NVIDIA does not provide here are generated.
 sdk() {
   local root=$work/$1 compile=("$1-linux-gnu-gcc" -Wall -Wextra -Werror -shared -fPIC) name
   rm -rf "$root"
@@ -98,7 +98,7 @@ check_library() {
   local root=$work/$1 name="$2, $1" log=$work/output program=$work/$1/create_handle
   local real=$3:$root/tensorrt/lib:$root/cuda/lib:${build[$1]}/emulator
 
-  # What ldd -r does, for either architecture.
+  # As ldd -r does, for either architecture.
   run "$1" LD_TRACE_LOADED_OBJECTS=1 LD_WARN=yes LD_BIND_NOW=1 LD_VERBOSE=1 LD_LIBRARY_PATH="$real" "$program" \
     >"$log" 2>&1 || true
   expect "$name: the runtime is NVIDIA's" "libcudart\.so\.12 => $root/cuda/lib/libcudart\.so\.12" "$log"

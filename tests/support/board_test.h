@@ -45,7 +45,7 @@ struct Frame {
   enhance_depth_input input() const;
 };
 
-// A depth image as a value.
+// The pixels of a depth image, copied.
 std::vector<std::uint16_t> pixels_of(const enhance_depth_output& output);
 
 // "function: arguments" of all calls recorded, without the calls of the log.
@@ -66,7 +66,7 @@ class BoardTest : public ::testing::Test {
   std::string write_engine(const TestEngine& engine, const char* name = "test.engine") const {
     return directory_.write(name, engine.text());
   }
-  // A handle that a test needs for what it is about.
+  // A handle for a test that is not about creating one.
   Handle create(const TestEngine& engine = {}) const;
 
   // The messages of the captured camera log with this severity.

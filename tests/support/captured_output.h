@@ -1,4 +1,4 @@
-// What the process writes to standard output, without flushing it: what is not flushed is not seen.
+// Captures what the process writes to standard output. Does not flush it, so unflushed output is missed.
 #ifndef ENHANCE_DEPTH_TESTS_SUPPORT_CAPTURED_OUTPUT_H
 #define ENHANCE_DEPTH_TESTS_SUPPORT_CAPTURED_OUTPUT_H
 

@@ -14,7 +14,7 @@ skip_without_index() {
 }
 
 # python_environment FOLDER REQUIREMENTS WHAT: makes a virtual environment with exactly the packages of the file, unless it
-# is there already, and none of the system's. Ends the test like skip_without_index where they cannot be had.
+# exists already, and none of the system's. Ends the test like skip_without_index if they cannot be downloaded.
 python_environment() {
   cmp -s "$2" "$1/requirements.txt" && return
   rm -rf "$1"

@@ -11,7 +11,7 @@
 
 namespace test_support {
 
-// Empty at first, and removed with all that is in it.
+// Empty at first, and removed with its contents.
 class TemporaryDirectory {
  public:
   TemporaryDirectory() {

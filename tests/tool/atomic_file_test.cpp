@@ -97,7 +97,7 @@ class FileSizeLimit {
   rlimit previous_{};
 };
 
-// Everything on a file system with nameless files, and on one without.
+// Everything on a file system with unnamed temporary files, and on one without.
 class ToolAtomicFile : public testing::TestWithParam<bool> {
  protected:
   ToolAtomicFile() { system_calls = {"", 0, 0, GetParam()}; }
@@ -160,7 +160,7 @@ TEST(ToolUnfinishedFile, GoesWithASignalThatEndsTheProcess) {
       system_calls.no_nameless_files = true;
       const AtomicFile file(folder / "a.txt");
       const InterruptGuard interrupt;
-      std::raise(SIGTERM);  // asks for a clean end, which the file may wait for
+      std::raise(SIGTERM);  // requests a clean end, before which the file may be finished
       std::raise(files_in(folder.path()) == 1 ? signal : SIGABRT);
     };
     EXPECT_EXIT(end_in_the_middle(), testing::KilledBySignal(signal), "");

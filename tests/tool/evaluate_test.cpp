@@ -75,7 +75,7 @@ TEST(ToolEvaluation, GivesTheErrorsThatWereMade) {
 TEST(ToolEvaluation, CountsPixelsThatHangBetweenBothSides) {
   const cv::Mat truth = room();
   cv::Mat prediction = truth.clone();
-  // A fifth of the step is still that side; beyond the edge's neighbourhood nothing counts.
+  // Up to a fifth of the step counts as that side; outside the edge's neighbourhood nothing counts.
   prediction.at<std::uint16_t>(50, 99) = 1200;
   prediction.at<std::uint16_t>(51, 99) = 1201;
   prediction.at<std::uint16_t>(52, 101) = 1799;

@@ -1,4 +1,4 @@
-// What the tool reads and refuses, and that what it writes comes back bit by bit.
+// What the tool reads and refuses, and that it can read back every bit that it writes.
 #include "image/image_io.h"
 
 #include <cmath>
@@ -196,7 +196,7 @@ TEST(ToolImageIo, BoundsBothSidesOfAnImageBeforeItIsDecoded) {
             cv::Size(8192, 8192));
 }
 
-// A decoder takes a marker without a length for just that; whoever takes the next two bytes for one misses
+// A decoder knows that such a marker has no length; a reader that takes the next two bytes for one misses
 // the frame.
 TEST(ToolImageIo, SeesTheJpegFrameThatTheDecoderSees) {
   const Bytes jpeg = encoded(".jpg", pattern(9, 6, CV_8UC3));

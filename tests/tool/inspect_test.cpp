@@ -33,7 +33,7 @@ void add_value(onnx_file::ValueInfo* value, const std::string& name, int type, c
   }
 }
 
-// A model that fits, for a test to break.
+// A model that fits, for tests to modify.
 onnx_file::Model fitting_model() {
   onnx_file::Model model;
   model.set_ir_version(8);

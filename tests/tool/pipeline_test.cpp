@@ -1,4 +1,4 @@
-// Items are worked on many at a time, end in their order, are only so many at a time, and no failure is lost.
+// Items are processed several at a time, within the limit, finish in order, and no failure is lost.
 #include "sequence/pipeline.h"
 
 #include <algorithm>

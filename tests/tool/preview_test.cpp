@@ -1,4 +1,4 @@
-// The preview: what its colours mean, its legend, and that any image gets one.
+// The preview: its colours, its legend, and that every image can be previewed.
 #include "image/preview.h"
 
 #include <cmath>

@@ -33,7 +33,7 @@ Pairs by_time(const std::vector<double>& color, const std::vector<double>& depth
   return pairs;
 }
 
-// The definition taken literally: of all pairs, always the closest that is left.
+// The definition taken literally: repeatedly the closest of the remaining pairs.
 Pairs pair_by_definition(const std::vector<double>& color, const std::vector<double>& depth,
                          double max_difference) {
   std::multimap<double, Pairs::value_type> candidates;

@@ -1,4 +1,4 @@
-// What a long run tells, progress while it lasts and figures at its end, and how it is ended.
+// A long run's reports, progress during it and figures at its end, and how it can be interrupted.
 #include <chrono>
 #include <csignal>
 #include <sstream>

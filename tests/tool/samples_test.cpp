@@ -1,4 +1,4 @@
-// The committed sample data is what its program makes.
+// The committed sample data is what its program generates.
 #include <cstdlib>
 #include <string>
 

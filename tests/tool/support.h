@@ -11,7 +11,7 @@ namespace enhance_depth_tool {
 
 using test_support::TemporaryDirectory;
 
-// The sentence that `function` fails with.
+// The message of the error that `function` throws.
 template <typename Function>
 std::string failure(const Function& function) {
   try {

@@ -5,14 +5,14 @@
 
 namespace allocation_faults {
 
-// What a failing allocation throws; forms that must not throw return null.
+// The exception of a failing allocation; forms that must not throw return null.
 enum class Thrown { kBadAlloc, kSomethingElse };
 
 // Plans the failure of the `nth` armed allocation from now (0: of none), or of all from there on, and forgets
 // the counts.
 void plan(int nth, bool and_all_later, Thrown thrown);
 
-// While one lives, the calling thread is armed.
+// Arms the calling thread for as long as it exists.
 class Armed {
  public:
   Armed();
@@ -25,7 +25,7 @@ class Armed {
 int count();
 int failed();
 
-// What is allocated now, by all threads, armed or not. What the board handed over must not be released.
+// Live allocations of all threads, armed or not, without those that the board handed over.
 long bytes_in_use();
 
 }  // namespace allocation_faults

@@ -32,7 +32,7 @@ struct Mode {
 
 class AllocationSweep : public SweepTest {
  protected:
-  // Runs `run_once(mode)`, which checks what came of it, for each allocation that it makes.
+  // Runs `run_once(mode)`, which checks the outcome, for each allocation that it makes.
   void sweep(const std::function<void(const Mode&)>& run_once) {
     for (const Mode& mode : {Mode{false, Thrown::kBadAlloc}, Mode{true, Thrown::kBadAlloc},
                              Mode{false, Thrown::kSomethingElse}, Mode{true, Thrown::kSomethingElse}}) {
@@ -54,7 +54,7 @@ class AllocationSweep : public SweepTest {
     }
   }
 
-  // What reports nothing, or only in a last error, while memory fails.
+  // Functions that report nothing, or only a last error, while memory fails.
   static void expect_calls_without_record(const Mode& mode, enhance_depth_handle handle);
 
   void print(const char* what) const {
@@ -66,14 +66,14 @@ class AllocationSweep : public SweepTest {
   int injected_ = 0;
 };
 
-// What the exception frame makes of a failed allocation. When no memory is left at all, neither the text nor
+// How the exception guard reports a failed allocation. If no memory is left at all, neither the text nor
 // the record can be made.
 Expected out_of_memory(const Mode& mode, const Step& step) {
   if (mode.and_all_later) return {false, {}, false, "out of memory"};
   return fails(mode.code(), mode.message(function_of(step)), step, "");
 }
 
-// Each life ends in both ways: mended and then destroyed with memory again, and destroyed without.
+// Each life ends in both ways: recovered and destroyed with memory available again, and destroyed without.
 TEST_F(AllocationSweep, OfAHandlesWholeLife) {
   const Engine engines[] = {engine(true), engine(false)};
   int mended = 0;
@@ -106,7 +106,7 @@ TEST_F(AllocationSweep, OfAHandlesWholeLife) {
 }
 
 void AllocationSweep::expect_calls_without_record(const Mode& mode, enhance_depth_handle handle) {
-  // True if memory failed in the call.
+  // True if an allocation failed during the call.
   const auto fails = [](const std::function<void()>& call) {
     const int failed_before = allocation_faults::failed();
     kArmed(call);

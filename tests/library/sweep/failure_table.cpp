@@ -7,7 +7,7 @@
 namespace sweep {
 namespace {
 
-// What comes of one failed call.
+// The effect of one failed call.
 struct Effect {
   int code = 0;  // 0: nothing
   std::string message;
@@ -57,7 +57,7 @@ std::vector<Effect> each(const Engine& engine, Effect (*effect)(const char*),
 
 // Loading: from the file to the checked engine.
 Table load(const Engine& engine) {
-  // A confidence output that is overlooked is not bound, and TensorRT then does not run.
+  // A confidence output that is not found is not bound, and TensorRT then does not run.
   const Effect overlooked = engine.confidence ? failure(25, "TensorRT warmup enqueueV3 failed.") : kHarmless;
   const Effect no_events = failure(20, "cudaEventCreate(timer) failed: out of memory");
   return {
@@ -123,7 +123,7 @@ Table process(const Engine& engine) {
   };
 }
 
-// Releasing goes on whatever it is told, and the log may fail as it likes.
+// Releasing continues whatever the calls return, and failures of the log are ignored.
 const std::set<std::string>& harmless() {
   static const std::set<std::string> kFunctions{"cudaStreamDestroy",
                                                 "cudaEventDestroy",

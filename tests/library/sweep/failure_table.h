@@ -1,4 +1,4 @@
-// What the failure of each call of the board has to come to: the table against which the platform failure
+// The required effect of each failing call of the board: the table against which the platform failure
 // sweep compares the library.
 #ifndef ENHANCE_DEPTH_TESTS_SWEEP_FAILURE_TABLE_H
 #define ENHANCE_DEPTH_TESTS_SWEEP_FAILURE_TABLE_H
@@ -14,7 +14,7 @@ namespace sweep {
 Expected expected_failure(const Engine& engine, const Step& step, const std::string& function, int calls,
                           int first, bool and_all_later, const Expected& otherwise);
 
-// True for functions that the table knows or whose failure has no effect.
+// True for functions that are in the table or whose failure has no effect.
 bool is_known(const std::string& function);
 
 }  // namespace sweep

@@ -25,10 +25,10 @@ std::vector<Step> make_scenario() {
   return steps;
 }
 
-// What the calling thread's last error is before each step.
+// The calling thread's last error before each step.
 const char* const kOfTheThread = "enhance_GetLastInferenceTime received null engine handle.";
 
-// What the output record holds before each step.
+// The contents of the error output parameter before each step.
 std::uint16_t any_pred;
 float any_conf;
 const enhance_depth_output kUntouched{&any_pred, -11, &any_conf, -22};

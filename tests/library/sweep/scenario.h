@@ -33,7 +33,7 @@ struct Engine {
 
 const char* function_of(const Step& step);
 
-// What a step has to come to.
+// The required outcome of a step.
 struct Expected {
   bool success = true;
   test_support::Record record;  // of a failure
@@ -59,13 +59,13 @@ class Life {
 
   void run(const Step& step, const Around& around);
 
-  // What the step comes to, in the state that the handle is in, when nothing is done to it.
+  // The outcome of the step in the handle's current state, if nothing fails.
   Expected untouched(const Step& step) const;
 
   // Compares result, record, both last errors, log, outputs and live objects of the step that was run last.
   void expect(const Step& step, const Expected& expected);
 
-  // With nothing failing any more: without buffers a frame is refused; then a reset and a frame work.
+  // Once nothing fails any more: without buffers a frame is refused; then a reset and a frame succeed.
   void expect_mended();
 
   bool exists() const { return handle_ != nullptr; }

@@ -18,7 +18,7 @@ using test_support::Frame;
 
 int failures = 0;
 
-// A fault that repeats itself ends the run, which might not end otherwise.
+// A fault that repeats ends the run, which might otherwise not end.
 void expect(bool condition, const std::string& what) {
   if (!condition) {
     std::printf("soak: FAILED: %s\n", what.c_str());
@@ -36,7 +36,7 @@ class Soak {
     expect(handle_ != nullptr, "no handle");
   }
 
-  // Resets to a size, again and again should that fail.
+  // Resets to a size, and repeats that as long as it fails.
   void reset_to(std::size_t size) {
     for (size_ = size; enhance_depth_reset(handle_.get(), frame().width, frame().height, error_) != 1;) {
       expect(!error_.empty() && error_.get()->error_code >= 20 && error_.get()->error_code <= 33,
@@ -97,7 +97,7 @@ class Soak {
                                          {160, 120, 4}, {424, 240, 5}, {33, 17, 6}};
   const Frame& frame() const { return kFrames[size_]; }
 
-  // A plan that has come true is forgotten with the rest of what the board remembers.
+  // Clears planned failures that have happened, with everything else that the board has recorded.
   void count_failures() {
     expect(emulated_board::invalid_releases() == 0, "something was released that was not there");
     const int produced = emulated_board::failures_produced();
@@ -124,7 +124,7 @@ class Soak {
 int main(int argc, char** argv) {
   const int frames = argc > 1 ? std::atoi(argv[1]) : 20000;
   const unsigned seed = argc > 2 ? static_cast<unsigned>(std::atoi(argv[2])) : 1;
-  // The texts of last errors keep the room that they once needed.
+  // The texts of last errors keep the capacity that they once needed.
   const long kTolerance = 4096;
   const test_support::TemporaryDirectory directory;
   emulated_board::capture_log(true);

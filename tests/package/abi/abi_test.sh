@@ -2,7 +2,7 @@
 # Compares the library's binary interface (SONAME, symbols with versions, function types, record layouts, result codes)
 # with its baseline, tests/package/abi/interface.abi. Needs abidw and abidiff (package abigail-tools).
 # Usage: tests/package/abi/abi_test.sh LIBRARY            compares
-#        tests/package/abi/abi_test.sh --renew LIBRARY    writes the baseline, after a change that is meant
+#        tests/package/abi/abi_test.sh --renew LIBRARY    writes the baseline, after an intended change
 # LIBRARY has the library's interface and debug information: libenhance_depth_interface.so of a build.
 set -eu
 folder=$(dirname "$0")

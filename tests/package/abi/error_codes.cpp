@@ -1,4 +1,4 @@
-// The result codes are in no function's type; this object takes them into the described interface.
+// No function's type mentions the result codes; this object adds them to the recorded interface.
 #include "enhance_depth.h"
 
 extern "C" const EnhanceDepthErrorCode enhance_depth_error_codes;
