@@ -121,12 +121,27 @@ class RefineTest(Case):
                             "Register the depth")
         self.expect_failure(self.refine(depth="missing.png"), 2, "missing.png does not exist")
         self.expect_failure(self.refine(output="depth.png"), 2, "depth.png is read by this command")
-        for scale in ("0", "nan", "inf", "5000mm", "1e10"):
-            self.expect_failure(self.refine("--preview", "p.png", "--depth-scale", scale), 2,
-                                f"--depth-scale: {scale} is not a number from 1e-06 to 1e+09")
-        self.expect_failure(self.run_tool("refine"), 2, "required")
-        self.expect_failure(self.run_tool(), 2, "subcommand is required")
-        self.expect_failure(self.run_tool("sequence", "--bogus"), 2, "not expected: --bogus")
+        self.expect_failure(self.refine(color="depth.png", depth="color.png"), 2,
+                            "--color names a depth image, depth.png, and --depth a colour image, color.png. Swap them.")
+        self.write("wide.png", depth_png(8193, 2))
+        self.expect_failure(self.refine(depth="wide.png"), 2, "wide.png has 8193 x 2 pixels; at most 8192 x 8192")
+        for option, value, sentence in (
+                *(("--depth-scale", scale, f"{scale} is not a number from 1 to 1e+09") for scale in
+                  ("0", "nan", "inf", "5000mm", "1e10")),
+                ("--depth-scale", "0.001", "0.001 would be metres per unit. Give units per metre: 1000."),
+                *(("--clip", text, f"{text} is no range of metres such as 0.3..5") for text in
+                  ("1", "1..", "5..1", "-1..2", "1..nan", "1..2..3", "1..2m")),
+                *(("--intrinsics", text, f"{text} is not fx,fy,cx,cy in pixels") for text in
+                  ("1,2,3", "1,2,3,4,5", "0,1,2,3", "1,2,3,x"))):
+            self.expect_failure(self.refine(option, value), 2, f"enhance-depth: {option}: {sentence}")
+        self.expect_failure(self.refine("--cloud", "c.ply"), 2, "--cloud requires --intrinsics")
+        for arguments, sentence in ((["refine"], "required"), ([], "A subcommand is required"),
+                                    (["sequence", "c", "a", "b", "--bogus"], "not expected: a b --bogus. Run with --help"),
+                                    (["refine", "--color", "color.png", "depth.png"], "not expected: depth.png. If they "
+                                     "come from a pattern such as \"*.png\", put it in quotes: ")):
+            result = self.run_tool(*arguments)
+            self.expect_failure(result, 2, sentence)
+            self.assertTrue(result.stderr.startswith("enhance-depth: "), result.stderr)
         self.assertFalse((self.folder / "out.png").exists())
 
     def test_asks_the_engine_for_its_colour_layout(self):
@@ -170,13 +185,70 @@ class RefineTest(Case):
                             "Build the engine on this machine")
         self.expect_failure(self.refine(engine="missing.engine"), 3, "missing.engine", "(code 1)")
 
+    def test_names_trtexec_for_a_model_and_every_reason_for_a_refused_size(self):
+        self.write("m.onnx", b"\x08\x08\0")
+        self.expect_failure(self.refine(engine="m.onnx"), 3, "TensorRT runs no ONNX models: build an engine on the board, "
+                            "with: trtexec --onnx=m.onnx --saveEngine=model.engine")
+        text = ENGINE.read_text()
+        profile = text[text.index("[[profile]]"):]
+        self.write("many.toml", (text + "\n" + profile * 10).encode())
+        self.write("color.png", color_png(2000, 8))
+        self.write("depth.png", depth_png(2000, 8))
+        self.expect_failure(self.refine(engine="many.toml"), 1, "(code 26)", "profile 21: rgb outside range.")
+
+    def test_keeps_what_libraries_print_out_of_its_own(self):
+        chatty = self.refine()
+        self.assertRegex(chatty.stderr, r"(?m)^\[.*\]\[INFO\]\[EnhanceDepth\]")
+        self.assertEqual(self.refine("--quiet").stderr, "")
+        self.assertEqual(json.loads(self.refine("--json", "-").stdout)["width"], 64)
+        self.write("bad.engine", b'"\\u001b[2J" = 1')
+        failed = self.refine("--quiet", engine="bad.engine")
+        self.assertEqual(failed.stdout, "")
+        self.assertRegex(failed.stderr, r"^TRT: [^\n]*\nenhance-depth: [^\n]*\(code 13\)[^\n]*\n$", "each failure once")
+        self.assertEqual(json.loads(self.run_tool("inspect", ENGINE, "--json", "-").stdout)["fits"], True)
+
+    def test_takes_out_what_a_consumer_should_not_see(self):
+        sure = self.refine("--json", "all.json", "--min-confidence", 0)
+        self.assertIn("unsure          0 pixels below confidence 0 set to 0", sure.stdout)
+        result = self.refine("--min-confidence", 0.5, "--clip", "1.05..1.2", "--json", "s.json", "--cloud", "c.ply",
+                             "--intrinsics", "50,50,32,24")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        whole, rest = (json.loads((self.folder / name).read_text()) for name in ("all.json", "s.json"))
+        self.assertGreater(rest["unsure_pixels"], 0)
+        self.assertGreater(rest["clipped_pixels"], 0)
+        self.assertIn(f"unsure          {rest['unsure_pixels']} pixels below confidence 0.5 set to 0", result.stdout)
+        self.assertIn(f"clipped         {rest['clipped_pixels']} pixels outside of 1.05 to 1.2 m set to 0", result.stdout)
+        left = round(rest["depth_after"]["valid_share"] * 64 * 48)
+        self.assertEqual(round(whole["depth_after"]["valid_share"] * 64 * 48) - left,
+                         rest["unsure_pixels"] + rest["clipped_pixels"])
+        self.assertGreaterEqual(rest["depth_after"]["nearest_m"], 1.05)
+        self.assertLessEqual(rest["depth_after"]["farthest_m"], 1.2)
+        self.assertIn(f"element vertex {left}\n".encode(), (self.folder / "c.ply").read_bytes())
+
+    def test_warns_of_an_unlikely_unit(self):
+        def expect_warning(depth, sentence, *options):
+            result = self.refine("--quiet", *options, depth=depth)
+            self.assertEqual(result.returncode, 0)
+            self.assertEqual(result.stderr, f"enhance-depth: warning: {sentence}\n" if sentence else "")
+            return result.stdout
+        self.assertIn("depth scale     1000 units per metre  (assumed; --depth-scale sets another)", expect_warning("depth.png", ""))
+        self.write("far.png", depth_png(offset=29_000))
+        expect_warning("far.png", "The median depth of far.png is 30.182 m at 1000 units per metre, which no RGB-D camera "
+                       "delivers. It would be 6.04 m with --depth-scale 5000 (the TUM benchmark).")
+        self.assertIn("depth scale     5000 units per metre\n", expect_warning("far.png", "", "--depth-scale", 5000))
+        self.write("none.png", png(64, 48, 16, 1, lambda y: bytes(128)))
+        expect_warning("none.png", "none.png has no depth: every pixel is 0. Check that it is the right file.")
+        grey = self.write("grey.png", png(64, 48, 8, 1, lambda y: bytes(range(64))))
+        self.assertIn("colour          grey, given to the engine as three equal channels", self.refine(color=grey).stdout)
+
     def test_says_when_the_engine_has_no_confidence(self):
         text = ENGINE.read_text()
         start = text.index('[[tensor]]\nname = "confidence_output"')
         end = text.index("\n\n", start)
         self.write("plain.engine.toml", (text[:start] + text[end:]).encode())
         self.expect_failure(self.refine("--confidence", "c.tiff", engine="plain.engine.toml"), 2,
-                            "has no confidence output")
+                            "has no confidence output. Leave out --confidence")
+        self.expect_failure(self.refine("--min-confidence", 1, engine="plain.engine.toml"), 2, "Leave out --min-confidence")
         self.assertFalse((self.folder / "out.png").exists())
         self.assertEqual(self.refine("--preview", "p.jpg", engine="plain.engine.toml").returncode, 0)
         self.expect_failure(self.run_tool("sequence", "--engine", "plain.engine.toml", "--color", "color.png", "--depth",
@@ -590,6 +662,29 @@ class BenchTest(Case):
         self.assertEqual((summary["width"], summary["height"], summary["frames"]), (160, 120, 7))
         self.assertGreater(summary["library_ms"]["median"], summary["network_ms"]["median"])
         self.assertGreater(summary["network_ms"]["median"], 0)
+
+    def test_measures_own_frames_and_stops_when_it_is_told_to(self):
+        self.write("rec/color/a.png", color_png(100, 60))
+        self.write("rec/depth/a.png", depth_png(100, 60))
+        result = self.run_tool("bench", "--engine", ENGINE, "rec", "--frames", 3)
+        self.assertIn("Refined 3 frames of 100 x 60 pixels", result.stdout)
+        self.expect_failure(self.run_tool("bench", "--engine", ENGINE, "rec", "--size", "64x48"), 2, "excludes")
+        started = time.monotonic()
+        result = self.run_tool("bench", "--engine", ENGINE, "rec", "--duration", 0.5, "--json", "-")
+        self.assertLess(time.monotonic() - started, 60)
+        self.assertGreaterEqual(json.loads(result.stdout)["frames"], 1)
+        with subprocess.Popen([TOOL, "bench", "--engine", ENGINE, "--duration", "600", "--json", "-"], text=True,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+            # The library's last line comes before the first frame; ten are for warming up.
+            while "Configured" not in process.stderr.readline():
+                self.assertIsNone(process.poll())
+            time.sleep(5)
+            process.send_signal(signal.SIGINT)
+            output, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 1, errors)
+        summary = json.loads(output)
+        self.assertTrue(summary["interrupted"])
+        self.assertIn(f"warning: interrupted after {summary['frames']} frame", errors)
 
     def test_never_overwrites_the_engine(self):
         shutil.copy(ENGINE, self.folder / "e.toml")

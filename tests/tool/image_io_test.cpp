@@ -94,6 +94,9 @@ TEST(ToolImageIo, TakesFloatsForMetres) {
   const cv::Mat expected = (cv::Mat_<std::uint16_t>(1, 9) << 0, 1000, 1, 2, 0, 0, 0, 65535, 0);
   EXPECT_EQ(difference(depth_of(encode_confidence(image)), expected), 0.0);
   EXPECT_EQ(depth_of(encode_confidence(image), 5000.0).at<std::uint16_t>(1), 5000);
+  EXPECT_TRUE(fails_with("holds floats, but none that can be metres.",
+                         [&] { depth_of(encode_confidence(cv::Mat(1, 2, CV_32FC1, cv::Scalar(1500)))); }));
+  EXPECT_EQ(cv::countNonZero(depth_of(encode_confidence(cv::Mat::zeros(1, 2, CV_32FC1)))), 0);
   const std::string shape = ", 'fortran_order': False, 'shape': (1, 1), }";
   EXPECT_EQ(depth_of(npy("{'descr': '<f4'" + shape, std::string("\0\0\x20\x40", 4))).at<std::uint16_t>(0),
             2500);

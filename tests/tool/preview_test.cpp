@@ -2,6 +2,7 @@
 #include "image/preview.h"
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <set>
 
@@ -9,13 +10,16 @@
 #include <opencv2/imgproc.hpp>
 
 #include "image/color_scale.h"
+#include "image/depth_filter.h"
 #include "image/depth_statistics.h"
+#include "image/point_cloud.h"
+#include "support/library_output.h"
 #include "support/text.h"
 
 namespace enhance_depth_tool {
 namespace {
 
-constexpr DepthScale kMillimetres{1000.0};
+const DepthScale kMillimetres{1000.0};
 
 cv::Mat depth_ramp(cv::Size size, int nearest, int farthest) {
   cv::Mat depth(size, CV_16UC1);
@@ -134,6 +138,73 @@ TEST(ToolDepthStatistics, CountsValidPixelsAndTakesNearestRankQuantiles) {
   const DepthStatistics none = describe_depth(cv::Mat::zeros(2, 2, CV_16UC1));
   EXPECT_EQ(none.valid_share, 0.0);
   EXPECT_EQ(none.farthest, 0);
+}
+
+TEST(ToolDepthFilter, RemovesWhatIsUnsureOrOutside) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  cv::Mat depth = (cv::Mat_<std::uint16_t>(1, 5) << 1000, 2000, 0, 4000, 5000);
+  const cv::Mat confidence = (cv::Mat_<float>(1, 5) << 0.5F, 0.25F, 0.0F, nan, 1.0F);
+  EXPECT_EQ(remove_unsure(depth, confidence, 0.5), 2);
+  EXPECT_EQ(depth.at<std::uint16_t>(0) + depth.at<std::uint16_t>(4), 6000);
+  EXPECT_EQ(cv::countNonZero(depth), 2);
+  EXPECT_EQ(remove_outside(depth, {0.2, 1.0}, {5000.0}), 0) << "the ends belong to it";
+  EXPECT_EQ(remove_outside(depth, {0.2, 1.0}, {1000.0}), 1);
+  EXPECT_EQ(remove_outside(depth, {1.5, 9.0}, {1000.0}), 1);
+  EXPECT_EQ(cv::countNonZero(depth), 0);
+}
+
+TEST(ToolPointCloud, HoldsEveryPixelThatHasDepth) {
+  const cv::Mat depth = (cv::Mat_<std::uint16_t>(2, 2) << 0, 2000, 5000, 0);
+  const cv::Mat color =
+      (cv::Mat_<cv::Vec3b>(2, 2) << cv::Vec3b(), cv::Vec3b(3, 2, 1), cv::Vec3b(6, 5, 4), cv::Vec3b());
+  const Bytes file = encode_point_cloud(depth, color, {2.0, 4.0, 0.5, -1.0}, {1000.0});
+  const std::string text(file.begin(), file.end());
+  const std::string end = "uchar blue\nend_header\n";
+  const std::size_t at = text.find(end) + end.size();
+  EXPECT_EQ(text.rfind("ply\nformat binary_little_endian 1.0\nelement vertex 2\nproperty float x\n", 0), 0U);
+  ASSERT_EQ(text.size(), at + 2 * 15);
+  const auto expect_point = [&](std::size_t index, const std::vector<float>& place, const std::string& rgb) {
+    std::vector<float> found(3);
+    std::memcpy(found.data(), text.data() + at + 15 * index, 12);
+    EXPECT_EQ(found, place);
+    EXPECT_EQ(text.substr(at + 15 * index + 12, 3), rgb);
+  };
+  expect_point(0, {0.5F, 0.5F, 2.0F}, "\1\2\3");
+  expect_point(1, {-1.25F, 2.5F, 5.0F}, "\4\5\6");
+}
+
+TEST(ToolDepthScale, NamesALikelierUnitWhenTheMedianIsUnlikely) {
+  const auto warning = [](std::uint16_t median, double units_per_metre) {
+    return depth_warning("d", {1.0, 1, median, 60000}, {units_per_metre});
+  };
+  for (const std::uint16_t likely : {std::uint16_t{100}, std::uint16_t{20000}})
+    EXPECT_EQ(warning(likely, 1000.0), "");
+  const std::string unlikely = " units per metre, which no RGB-D camera delivers.";
+  EXPECT_EQ(warning(99, 1000.0), "The median depth of d is 0.099 m at 1000" + unlikely +
+                                     " It would be 0.39 m with --depth-scale 256 (KITTI).");
+  EXPECT_EQ(warning(20001, 1000.0), "The median depth of d is 20.001 m at 1000" + unlikely +
+                                        " It would be 4.00 m with --depth-scale 5000 (the TUM benchmark).");
+  EXPECT_EQ(warning(2000, 10.0), "The median depth of d is 200.000 m at 10" + unlikely +
+                                     " It would be 2.00 m with --depth-scale 1000 (millimetres), or 0.40 m "
+                                     "with --depth-scale 5000 (the TUM "
+                                     "benchmark), or 7.81 m with --depth-scale 256 (KITTI).");
+  EXPECT_EQ(warning(3, 1000.0),
+            "The median depth of d is 0.003 m at 1000" + unlikely +
+                " Give its units per metre with --depth-scale, or store metres as 32-bit floats.");
+}
+
+TEST(ToolLibraryOutput, PassesOnWhatIsNotSaidTwice) {
+  const std::string information = "[11/21 20:24:27.489812][INFO][EnhanceDepth][allocate:49] Configured";
+  EXPECT_EQ(filtered_line(information, false), information);
+  EXPECT_EQ(filtered_line(information, true), std::nullopt);
+  EXPECT_EQ(filtered_line("[1][debug][Other][f] x", true), std::nullopt);
+  for (const char* kept : {"[1][WARNING][EnhanceDepth][f] x", "[1][ERROR][Other][f] x", "TRT: [1][INFO][x]",
+                           "", "[1][INFO", "x"}) {
+    EXPECT_EQ(filtered_line(kept, true), kept);
+  }
+  EXPECT_EQ(filtered_line("[1][ERROR][EnhanceDepth][fail:55] x", false), std::nullopt);
+  EXPECT_EQ(filtered_line("a\033[2J\xc3\xa4\xff", true), "a\\x1b[2J\xc3\xa4\\xff");
+  EXPECT_EQ(filtered_line(std::string(5000, 'x'), true), std::string(2000, 'x') + "...");
 }
 
 TEST(ToolText, StatesTimesAndBreaksLines) {

@@ -17,14 +17,15 @@ _enhance_depth() {
     fi
   done
 
-  local options='--help' files=''
+  local options='--help --quiet' files=''
   case $subcommand in
     '')
       mapfile -t COMPREPLY < <(compgen -W 'refine sequence bench evaluate inspect --help --version' -- "$current")
       return
       ;;
     refine)
-      options+=' --engine --rgb-layout --color --depth --output --confidence --preview --depth-scale --json'
+      options+=' --engine --rgb-layout --color --depth --output --confidence --preview --min-confidence --clip --cloud
+        --intrinsics --depth-scale --json'
       ;;
     sequence)
       options+=' --engine --rgb-layout --color --depth --output --max-difference --every --from --to --confidence --preview --video
@@ -32,7 +33,8 @@ _enhance_depth() {
       files=folders  # the recording
       ;;
     bench)
-      options+=' --engine --rgb-layout --size --frames --warm-up --json'
+      options+=' --engine --rgb-layout --color --depth --max-difference --every --from --to --size --frames --duration --warm-up --json'
+      files=folders  # the recording
       ;;
     evaluate)
       options+=' --engine --color --depth --max-difference --every --from --to --truth --seed --depth-scale --json --csv
@@ -57,15 +59,18 @@ _enhance_depth() {
       return
       ;;
     *:--depth-scale)
-      mapfile -t COMPREPLY < <(compgen -W '1000 5000' -- "$current")
+      mapfile -t COMPREPLY < <(compgen -W '1000 5000 256' -- "$current")
       return
       ;;
-    *:--max-difference | *:--every | *:--from | *:--to | *:--jobs | *:-j | *:--frames | *:-n | *:--warm-up | *:--seed | *:--sheet-rows | *:--tolerance) return ;;
+    *:--max-difference | *:--every | *:--from | *:--to | *:--jobs | *:-j | *:--frames | *:-n | *:--warm-up | *:--seed | *:--sheet-rows | *:--tolerance | *:--duration | \
+      *:--min-confidence | *:--clip | *:--intrinsics)
+      return
+      ;;
     sequence:--output | sequence:-o | sequence:--color | sequence:-c | sequence:--depth | sequence:-d | \
-      evaluate:--color | evaluate:-c | evaluate:--depth | evaluate:-d | evaluate:--truth) files=folders ;;
+      bench:--color | bench:-c | bench:--depth | bench:-d | evaluate:--color | evaluate:-c | evaluate:--depth | evaluate:-d | evaluate:--truth) files=folders ;;
     sequence:--confidence | sequence:--preview) ;;
     *:--engine | *:-e | *:--color | *:-c | *:--depth | *:-d | *:--output | *:-o | *:--confidence | *:--preview | \
-      *:--video | *:--json | *:--csv | *:--plot | *:--sheet | *:--compare) files=all ;;
+      *:--video | *:--cloud | *:--json | *:--csv | *:--plot | *:--sheet | *:--compare) files=all ;;
   esac
 
   if [[ $current == -* ]]; then

@@ -8,11 +8,13 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
+#include <opencv2/core/utils/logger.hpp>
 
 #include "commands/help_formatter.h"
 #include "commands/recording_options.h"
 #include "commands/subcommands.h"
 #include "enhance_depth.h"
+#include "support/library_output.h"
 #include "support/terminal.h"
 #include "support/text.h"
 #include "support/tool_error.h"
@@ -56,6 +58,18 @@ int report(const std::string& sentence, ExitStatus status) {
   return status;
 }
 
+// What is wrong with the command line.
+std::string usage_sentence(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = app.remaining(true);
+  std::string sentence = error.what();
+  if (!unknown.empty()) {  // explains more than what is missing
+    sentence = "not expected:";
+    for (const std::string& argument : unknown) sentence += " " + argument;
+  }
+  while (!sentence.empty() && (sentence.back() == '.' || sentence.back() == '\n')) sentence.pop_back();
+  return sentence + ". Run with --help for more information.";
+}
+
 int parse_and_run(int argc, const char* const* argv) {
   CLI::App app("Refine the depth images of an RGB-D camera with a TensorRT engine.", "enhance-depth");
   app.formatter(std::make_shared<HelpFormatter>(std::min(terminal_width(), 100)));
@@ -66,26 +80,27 @@ int parse_and_run(int argc, const char* const* argv) {
              "\n\n'enhance-depth SUBCOMMAND --help' explains a subcommand.\n" + kExitStatuses);
 
   Action chosen;
+  bool quiet = false;
   for (const Subcommand& subcommand : kSubcommands) {
     CLI::App* options = app.add_subcommand(subcommand.name, subcommand.description);
     options->footer(std::string("Example:\n  ") + subcommand.example + "\n\n" + kExitStatuses);
+    options->add_flag("-q,--quiet", quiet, "Leave out the camera SDK's information, but no warning");
     options->callback([&chosen, action = subcommand.add(*options)] { chosen = action; });
   }
 
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    const std::string expanded = explain_expanded_pattern(argc, argv);
-    if (!expanded.empty()) {
-      return report(expanded, kUsage);
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
+      const std::string expanded = explain_expanded_pattern(argc, argv);
+      return report(expanded.empty() ? usage_sentence(app, error) : expanded, kUsage);
     }
-    const std::vector<std::string> unknown = app.remaining(true);
-    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) && !unknown.empty()) {
-      app.exit(CLI::ExtrasError(unknown), std::cout, std::cerr);  // explains more than what is missing
-      return kUsage;
-    }
-    return app.exit(error, std::cout, std::cerr) == 0 ? kSuccess : kUsage;
+    app.exit(error, std::cout, std::cerr);  // --help, --version
+    return kSuccess;
   }
+  cv::utils::logging::setLogLevel(
+      cv::utils::logging::LOG_LEVEL_SILENT);  // what it says, the tool says better
+  const LibraryOutput library_output(quiet);
   return chosen();
 }
 

@@ -1,8 +1,10 @@
-// enhance-depth bench: how long the network and the library take, on synthetic frames.
+// enhance-depth bench: how long the network and the library take, on synthetic frames or one's own.
 #include <array>
 #include <cstdint>
 #include <iostream>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,12 +13,16 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "commands/json_output.h"
 #include "commands/options.h"
+#include "commands/recording_options.h"
 #include "commands/subcommands.h"
+#include "image/image_io.h"
 #include "image/synthetic_frame.h"
+#include "sequence/progress.h"
 #include "sequence/run_summary.h"
 #include "support/engine.h"
-#include "support/json_file.h"
+#include "support/interrupt.h"
 #include "support/output_path.h"
 #include "support/percentiles.h"
 #include "support/rgb_layout.h"
@@ -27,14 +33,23 @@
 namespace enhance_depth_tool {
 namespace {
 
-namespace fs = std::filesystem;
+constexpr int kMostFrames = 10'000'000;
 
 struct BenchOptions {
   EngineOptions engine;
+  RecordingOptions recording;
   cv::Size size{640, 480};
   int frames = 300;
+  std::optional<double> duration;  // seconds
   int warm_up = 10;
-  fs::path json;
+  JsonOutput json;
+
+  bool uses_recording() const { return !recording.input.empty() || !recording.color.empty(); }
+};
+
+struct Input {
+  std::vector<std::uint8_t> rgb;
+  cv::Mat depth;
 };
 
 struct Times {
@@ -43,27 +58,52 @@ struct Times {
   std::vector<double> around;  // library less network
 };
 
-Times measure(const BenchOptions& options, RgbLayout layout, Engine& engine) {
-  struct Input {
-    std::vector<std::uint8_t> rgb;
-    cv::Mat depth;
-  };
-  engine.configure(options.size);  // first: making frames of a size that the engine refuses takes long
-  // Several frames in turn, so that no frame finds its own data in the caches.
-  std::array<Input, 4> inputs;
-  for (std::size_t i = 0; i < inputs.size(); ++i) {
-    const SyntheticFrame frame = make_synthetic_frame(options.size, i);
-    inputs[i] = {arrange_rgb(frame.color, layout), frame.depth};
+// Several frames, so that none finds its own data in the caches.
+std::vector<Input> synthetic_inputs(cv::Size size, RgbLayout layout) {
+  constexpr std::uint64_t kCount = 4;
+  std::vector<Input> inputs;
+  for (std::uint64_t seed = 0; seed < kCount; ++seed) {
+    const SyntheticFrame frame = make_synthetic_frame(size, seed);
+    inputs.push_back({arrange_rgb(frame.color, layout), frame.depth});
   }
+  return inputs;
+}
+
+// The first frames of a recording that have the size of its first one. They stay in memory: reading is not
+// measured.
+std::vector<Input> recorded_inputs(const RecordingOptions& options, RgbLayout layout) {
+  constexpr std::size_t kMost = 16;
+  std::vector<Input> inputs;
+  for (const FrameFiles& frame : open_recording(options).frames) {
+    if (inputs.size() == kMost) break;
+    const cv::Mat color = read_color(frame.color);
+    const cv::Mat depth = read_depth(frame.depth, {});
+    require_same_size(color, frame.color.string(), depth, frame.depth.string());
+    if (inputs.empty() || depth.size() == inputs[0].depth.size())
+      inputs.push_back({arrange_rgb(color, layout), depth});
+  }
+  return inputs;
+}
+
+// Until the frames that were asked for are measured, the time is over, or the run is interrupted.
+Times measure(const BenchOptions& options, const std::vector<Input>& inputs, Engine& engine,
+              const InterruptGuard& interrupt) {
   Times times;
-  for (int i = 0; i < options.warm_up + options.frames; ++i) {
+  for (int i = 0; i < options.warm_up && !interrupt.interrupted(); ++i) {
     const Input& input = inputs[static_cast<std::size_t>(i) % inputs.size()];
+    engine.process(input.rgb, input.depth);
+  }
+  const Stopwatch stopwatch;
+  Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()}, options.frames,
+                    [&] { return stopwatch.seconds(); });
+  const double seconds = options.duration.value_or(std::numeric_limits<double>::infinity());
+  for (int i = 0; i < options.frames && stopwatch.seconds() < seconds && !interrupt.interrupted(); ++i) {
+    const Input& input = inputs[static_cast<std::size_t>(options.warm_up + i) % inputs.size()];
     const Refined refined = engine.process(input.rgb, input.depth);
-    if (i >= options.warm_up) {
-      times.network.push_back(refined.network_ms);
-      times.library.push_back(refined.library_ms);
-      times.around.push_back(refined.library_ms - refined.network_ms);
-    }
+    times.network.push_back(refined.network_ms);
+    times.library.push_back(refined.library_ms);
+    times.around.push_back(refined.library_ms - refined.network_ms);
+    progress.frame_done(false);
   }
   return times;
 }
@@ -82,44 +122,58 @@ std::string network_runner() {
   return "TensorRT";
 }
 
+void report(const BenchOptions& options, cv::Size size, double load_ms, bool interrupted,
+            const Times& times) {
+  const double median_ms = percentiles(times.library).median;
+  const auto frames = static_cast<std::int64_t>(times.library.size());
+  const std::string runner = network_runner();
+  options.json.text() << highlighted("Refined " + count(frames, "frame") + " of " +
+                                         image_size(size.width, size.height) + " pixels, " +
+                                         decimals(1000.0 / median_ms, 1) + " frames/s (median)",
+                                     Highlight::kHeading, StandardStream::kOutput)
+                      << "\n"
+                      << percentile_heading() << percentile_line("network time", times.network)
+                      << percentile_line("library time", times.library)
+                      << percentile_line("difference", times.around)
+                      << "  loading and setting up the engine took " << milliseconds(load_ms) << "\n"
+                      << "  the network was run by " << runner << "\n";
+  options.json.write({{"library", enhance_depth_get_version()},
+                      {"engine", options.engine.engine.string()},
+                      {"runner", runner},
+                      {"width", size.width},
+                      {"height", size.height},
+                      {"frames", frames},
+                      {"warm_up", options.warm_up},
+                      {"interrupted", interrupted},
+                      {"load_ms", load_ms},
+                      {"frames_per_s", 1000.0 / median_ms},
+                      {"network_ms", percentile_json(times.network)},
+                      {"library_ms", percentile_json(times.library)},
+                      {"difference_ms", percentile_json(times.around)}});
+}
+
 int bench(const BenchOptions& options) {
-  require_distinct({options.json}, {options.engine.engine});
-  if (!options.json.empty()) {
-    require_writable(options.json, {});
-  }
+  require_distinct({options.json.file()}, {options.engine.engine});
+  options.json.require_writable();
   const RgbLayout layout = choose_rgb_layout(options.engine);
   const Stopwatch stopwatch;
   Engine engine(options.engine.engine);
   const double load_ms = stopwatch.milliseconds();
-  const Times times = measure(options, layout, engine);
-  const double median_ms = percentiles(times.library).median;
-  const std::string runner = network_runner();
+  std::vector<Input> inputs;
+  if (options.uses_recording()) inputs = recorded_inputs(options.recording, layout);
+  const cv::Size size = inputs.empty() ? options.size : inputs[0].depth.size();
+  engine.configure(size);  // before frames of a size that the engine refuses are made, which takes long
+  if (inputs.empty()) inputs = synthetic_inputs(size, layout);
 
-  std::cout << highlighted("Refined " + count(options.frames, "frame") + " of " +
-                               image_size(options.size.width, options.size.height) + " pixels, " +
-                               decimals(1000.0 / median_ms, 1) + " frames/s (median)",
-                           Highlight::kHeading, StandardStream::kOutput)
-            << "\n"
-            << percentile_heading() << percentile_line("network time", times.network)
-            << percentile_line("library time", times.library) << percentile_line("difference", times.around)
-            << "  loading and setting up the engine took " << milliseconds(load_ms) << "\n"
-            << "  the network was run by " << runner << "\n";
-  if (!options.json.empty()) {
-    const nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
-                                         {"engine", options.engine.engine.string()},
-                                         {"runner", runner},
-                                         {"width", options.size.width},
-                                         {"height", options.size.height},
-                                         {"frames", options.frames},
-                                         {"warm_up", options.warm_up},
-                                         {"load_ms", load_ms},
-                                         {"frames_per_s", 1000.0 / median_ms},
-                                         {"network_ms", percentile_json(times.network)},
-                                         {"library_ms", percentile_json(times.library)},
-                                         {"difference_ms", percentile_json(times.around)}};
-    write_json(options.json, json);
+  const InterruptGuard interrupt;
+  const Times times = measure(options, inputs, engine, interrupt);
+  const bool interrupted = interrupt.interrupted();
+  if (interrupted) {
+    print_warning("interrupted after " + count(static_cast<std::int64_t>(times.library.size()), "frame") +
+                  "; the figures are those of these.");
   }
-  return kSuccess;
+  if (!times.library.empty()) report(options, size, load_ms, interrupted, times);
+  return interrupted ? kFramesFailed : kSuccess;
 }
 
 }  // namespace
@@ -127,16 +181,26 @@ int bench(const BenchOptions& options) {
 Action add_bench(CLI::App& app) {
   const auto options = std::make_shared<BenchOptions>();
   add_engine_options(app, options->engine);
-  add_image_size(app, options->size);
-  app.add_option("-n,--frames", options->frames, "Frames to measure")
-      ->check(CLI::Range(1, 10'000'000).description(""))
-      ->type_name("NUMBER")
-      ->capture_default_str();
+  add_recording_options(app, options->recording);
+  add_image_size(app, options->size)->excludes(app.get_option("INPUT"))->excludes(app.get_option("--color"));
+  CLI::Option* frames =
+      app.add_option("-n,--frames", options->frames, "Frames to measure, over and over those there are")
+          ->check(CLI::Range(1, kMostFrames).description(""))
+          ->type_name("NUMBER")
+          ->capture_default_str();
+  const auto set_duration = [options, frames](const double& seconds) {
+    options->duration = seconds;
+    if (frames->empty()) options->frames = kMostFrames;
+  };
+  app.add_option_function<double>("--duration", set_duration,
+                                  "End after this time, instead of a number of frames")
+      ->check(finite_in(0.001, 1e6))
+      ->type_name("SECONDS");
   app.add_option("--warm-up", options->warm_up, "Frames before, which are not measured")
-      ->check(CLI::Range(0, 10'000'000).description(""))
+      ->check(CLI::Range(0, kMostFrames).description(""))
       ->type_name("NUMBER")
       ->capture_default_str();
-  add_json(app, options->json);
+  options->json.add_option(app);
   return [options] { return bench(*options); };
 }
 

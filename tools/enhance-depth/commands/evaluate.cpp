@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "commands/json_output.h"
 #include "commands/options.h"
 #include "commands/recording_options.h"
 #include "commands/subcommands.h"
@@ -26,7 +27,6 @@
 #include "support/atomic_file.h"
 #include "support/engine.h"
 #include "support/interrupt.h"
-#include "support/json_file.h"
 #include "support/output_path.h"
 #include "support/rgb_layout.h"
 #include "support/stopwatch.h"
@@ -43,7 +43,7 @@ struct EvaluateOptions {
   std::string truth;
   std::uint64_t seed = 0;
   DepthScale scale;
-  fs::path json;
+  JsonOutput json;
   fs::path csv;
   fs::path plot;
   fs::path sheet;
@@ -112,8 +112,8 @@ void check_paths(const EvaluateOptions& options, const std::vector<TrueFrame>& f
   for (const TrueFrame& frame : frames) {
     read.insert(read.end(), {frame.files.color, frame.files.depth, frame.truth});
   }
-  require_distinct({options.json, options.csv, options.plot, options.sheet}, read);
-  if (!options.json.empty()) require_writable(options.json, {});
+  require_distinct({options.json.file(), options.csv, options.plot, options.sheet}, read);
+  options.json.require_writable();
   if (!options.csv.empty()) require_writable(options.csv, {});
   for (const fs::path& picture : {options.plot, options.sheet}) {
     if (!picture.empty()) require_writable(picture, {".png"});
@@ -134,19 +134,20 @@ nlohmann::ordered_json to_json(const EvaluateOptions& options, std::size_t frame
 int report(const EvaluateOptions& options, std::size_t frames, const std::vector<Evaluation>& evaluations,
            const ContactSheet& sheet) {
   const nlohmann::ordered_json json = to_json(options, frames, evaluations);
-  if (!options.json.empty()) write_json(options.json, json);
+  options.json.write(json);
   if (!options.csv.empty()) write_file(options.csv, to_csv(evaluations, options.scale));
   if (!options.plot.empty()) {
     write_file(options.plot, encode_picture(render_error_plot(evaluations), options.plot));
   }
   if (!options.sheet.empty()) write_file(options.sheet, encode_picture(sheet.render(), options.sheet));
-  std::cout << highlighted(fmt::format("Evaluated {} frame{}, {}", frames, frames == 1 ? "" : "s",
-                                       options.truth.empty()
-                                           ? fmt::format("truth by hiding with seed {}", options.seed)
-                                           : "truth from " + options.truth),
-                           Highlight::kHeading, StandardStream::kOutput)
-            << "\n"
-            << to_table(evaluations, options.scale);
+  std::ostream& text = options.json.text();
+  text << highlighted(
+              fmt::format("Evaluated {} frame{}, {}", frames, frames == 1 ? "" : "s",
+                          options.truth.empty() ? fmt::format("truth by hiding with seed {}", options.seed)
+                                                : "truth from " + options.truth),
+              Highlight::kHeading, StandardStream::kOutput)
+       << "\n"
+       << to_table(evaluations, options.scale);
   if (options.compare.empty()) {
     return kSuccess;
   }
@@ -154,17 +155,19 @@ int report(const EvaluateOptions& options, std::size_t frames, const std::vector
   const auto parsed = nlohmann::ordered_json::parse(earlier.begin(), earlier.end(), nullptr, false);
   const std::vector<std::string> lines = differences(json, parsed, options.tolerance);
   for (const std::string& line : lines) {
-    std::cout << "differs: " << line << "\n";
+    text << "differs: " << line << "\n";
   }
   if (lines.empty()) {
-    std::cout << fmt::format("All figures are within {:g} % of those in {}.\n", 100.0 * options.tolerance,
-                             options.compare.string());
+    text << fmt::format("All figures are within {:g} % of those in {}.\n", 100.0 * options.tolerance,
+                        options.compare.string());
   }
   return lines.empty() ? kSuccess : kFramesFailed;
 }
 
-int evaluate(const EvaluateOptions& options) {
-  const std::vector<TrueFrame> frames = frames_with_truth(options, open_recording(options.recording));
+int evaluate(EvaluateOptions options) {
+  const Recording recording = open_recording(options.recording);
+  options.scale = choose_scale(recording, options.scale);
+  const std::vector<TrueFrame> frames = frames_with_truth(options, recording);
   check_paths(options, frames);
   std::vector<RgbLayout> layouts;
   std::vector<std::unique_ptr<Engine>> engines;
@@ -238,7 +241,7 @@ Action add_evaluate(CLI::App& app) {
       ->type_name("NUMBER")
       ->capture_default_str();
   add_depth_scale(app, options->scale);
-  add_json(app, options->json);
+  options->json.add_option(app);
   app.add_option("--csv", options->csv, "Write the table as CSV too")->type_name("FILE");
   app.add_option("--plot", options->plot, "Plot of the error over the confidence kept, PNG")
       ->type_name("FILE");

@@ -8,7 +8,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "commands/options.h"
+#include "commands/json_output.h"
 #include "commands/subcommands.h"
 #include "enhance_depth.h"
 #include "inspect/contract.h"
@@ -17,7 +17,6 @@
 #include "inspect/onnx.h"
 #include "support/engine.h"
 #include "support/input_file.h"
-#include "support/json_file.h"
 #include "support/output_path.h"
 #include "support/terminal.h"
 #include "support/text.h"
@@ -30,7 +29,7 @@ namespace fs = std::filesystem;
 
 struct InspectOptions {
   fs::path model;
-  fs::path json;
+  JsonOutput json;
 };
 
 // Of a hostile file, whose tensors may be millions, the beginning tells enough.
@@ -38,14 +37,14 @@ constexpr std::size_t kMostLines = 40;
 
 // Calls `show` for each item, up to kMostLines, and says how many are left out.
 template <typename Items, typename Show>
-void print_each(const Items& items, const Show& show) {
+void print_each(std::ostream& text, const Items& items, const Show& show) {
   for (std::size_t i = 0; i < std::min(items.size(), kMostLines); ++i) show(i, items[i]);
   if (items.size() > kMostLines) {
-    std::cout << "  ... and " << items.size() - kMostLines << " more\n";
+    text << "  ... and " << items.size() - kMostLines << " more\n";
   }
 }
 
-void print_tensors(const std::vector<TensorInfo>& tensors) {
+void print_tensors(std::ostream& text, const std::vector<TensorInfo>& tensors) {
   std::size_t name_width = 6;
   std::size_t type_width = 4;
   for (const TensorInfo& tensor : tensors) {
@@ -54,43 +53,43 @@ void print_tensors(const std::vector<TensorInfo>& tensors) {
   }
   const auto print_row = [&](const std::string& name, const char* direction, const std::string& type,
                              const std::string& shape) {
-    std::cout << "  " << std::left << std::setw(static_cast<int>(name_width)) << name << "  " << std::setw(9)
-              << direction << "  " << std::setw(static_cast<int>(type_width)) << type << "  " << shape
-              << "\n";
+    text << "  " << std::left << std::setw(static_cast<int>(name_width)) << name << "  " << std::setw(9)
+         << direction << "  " << std::setw(static_cast<int>(type_width)) << type << "  " << shape << "\n";
   };
   print_row("tensor", "direction", "type", "shape");
-  print_each(tensors, [&](std::size_t, const TensorInfo& tensor) {
+  print_each(text, tensors, [&](std::size_t, const TensorInfo& tensor) {
     print_row(display_name(tensor.name), direction_name(tensor.direction), tensor.type,
               tensor.shape ? shape_text(*tensor.shape) : "not given");
   });
 }
 
-void print_profiles(const std::vector<ProfileInfo>& profiles) {
-  print_each(profiles, [](std::size_t i, const ProfileInfo& profile) {
-    std::cout << "  profile " << i << ":";
+void print_profiles(std::ostream& text, const std::vector<ProfileInfo>& profiles) {
+  print_each(text, profiles, [&](std::size_t i, const ProfileInfo& profile) {
+    text << "  profile " << i << ":";
     const char* separator = " ";
     for (const auto& [name, range] : profile) {
-      std::cout << separator << display_name(name) << " " << shape_text(range.min) << " to "
-                << shape_text(range.max);
+      text << separator << display_name(name) << " " << shape_text(range.min) << " to "
+           << shape_text(range.max);
       separator = ", ";
     }
-    std::cout << "\n";
+    text << "\n";
   });
 }
 
-void print(const fs::path& path, const ModelInfo& model, const std::vector<Violation>& violations) {
-  std::cout << highlighted(printable(path.string()) + ": " + model.format, Highlight::kHeading,
-                           StandardStream::kOutput)
-            << "\n";
-  if (!model.tensors.empty()) print_tensors(model.tensors);
-  if (model.profiles) print_profiles(*model.profiles);
+void print(std::ostream& text, const fs::path& path, const ModelInfo& model,
+           const std::vector<Violation>& violations) {
+  text << highlighted(printable(path.string()) + ": " + model.format, Highlight::kHeading,
+                      StandardStream::kOutput)
+       << "\n";
+  if (!model.tensors.empty()) print_tensors(text, model.tensors);
+  if (model.profiles) print_profiles(text, *model.profiles);
   if (violations.empty()) {
-    std::cout << "It meets the contract.\n";
+    text << "It meets the contract.\n";
     return;
   }
-  std::cout << "It does not meet the contract:\n";
-  print_each(violations, [](std::size_t, const Violation& violation) {
-    std::cout << "  " << violation.subject << ": " << violation.text << "\n";
+  text << "It does not meet the contract:\n";
+  print_each(text, violations, [&](std::size_t, const Violation& violation) {
+    text << "  " << violation.subject << ": " << violation.text << "\n";
   });
 }
 
@@ -140,33 +139,29 @@ nlohmann::ordered_json to_json(const fs::path& path, const ModelInfo* model,
 
 int report(const InspectOptions& options, const ModelInfo& model, const std::vector<std::string>& messages) {
   const std::vector<Violation> violations = check_contract(model);
-  if (!options.json.empty()) {
-    write_json(options.json, to_json(options.model, &model, violations, messages));
-  }
-  print(options.model, model, violations);
+  options.json.write(to_json(options.model, &model, violations, messages));
+  print(options.json.text(), options.model, model, violations);
   return violations.empty() ? kSuccess : kModelDoesNotFit;
 }
 
 int inspect_engine(const InspectOptions& options) {
   const LoadedEngine loaded = load_engine(options.model);
   if (!loaded.model) {
-    if (!options.json.empty()) {
-      write_json(options.json, to_json(options.model, nullptr, {}, loaded.messages));
-    }
+    options.json.write(to_json(options.model, nullptr, {}, loaded.messages));
     const Engine engine(options.model);  // says which step failed, what TensorRT said, and what helps
     throw ToolError(kEngineNotLoaded, printable(options.model.string()) + " was refused by TensorRT.");
   }
   const int status = report(options, *loaded.model, loaded.messages);
   if (status == kSuccess) {
     const Engine engine(options.model);
-    std::cout << "The library loads it and runs it at 640 x 480 pixels.\n";
+    options.json.text() << "The library loads it and runs it at 640 x 480 pixels.\n";
   }
   return status;
 }
 
 int inspect(const InspectOptions& options) {
-  require_distinct({options.json}, {options.model});
-  if (!options.json.empty()) require_writable(options.json, {});
+  require_distinct({options.json.file()}, {options.model});
+  options.json.require_writable();
   std::optional<ModelInfo> model;
   if (begins_like_onnx(read_beginning(options.model, 4096))) {
     constexpr auto kProtobufLimit = std::numeric_limits<int>::max();
@@ -187,7 +182,7 @@ Action add_inspect(CLI::App& app) {
   app.add_option("model", options->model, "ONNX model, engine description or serialized TensorRT engine")
       ->required()
       ->type_name("FILE");
-  add_json(app, options->json);
+  options->json.add_option(app);
   return [options] { return inspect(*options); };
 }
 

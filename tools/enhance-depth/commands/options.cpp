@@ -53,15 +53,26 @@ RgbLayout choose_rgb_layout(const EngineOptions& options) {
 }
 
 void add_depth_scale(CLI::App& app, DepthScale& scale) {
-  app.add_option("--depth-scale", scale.units_per_metre,
-                 "Depth units per metre, to state metres: 1000 for millimetres, 5000 for the TUM benchmark. "
-                 "The depth itself keeps its unit")
-      ->check(finite_in(1e-6, 1e9))
+  const auto check = [](const std::string& text) {
+    const std::string problem = finite_in(1.0, 1e9)(text);
+    if (problem.empty() || !finite_in(1e-9, 1.0)(text).empty()) return problem;
+    std::ostringstream units;
+    units << 1.0 / std::stod(text);
+    return text + " would be metres per unit. Give units per metre: " + units.str();
+  };
+  const auto set_scale = [&scale](const double& units_per_metre) {
+    scale = {units_per_metre, DepthScale::Source::kGiven};
+  };
+  app.add_option_function<double>("--depth-scale", set_scale,
+                                  "Depth units per metre, to state and to read metres: 1000 for millimetres, "
+                                  "5000 for the TUM benchmark. "
+                                  "Depth that is stored in units keeps them")
+      ->check(check)
       ->type_name("UNITS")
-      ->capture_default_str();
+      ->default_str("1000");
 }
 
-void add_image_size(CLI::App& app, cv::Size& size) {
+CLI::Option* add_image_size(CLI::App& app, cv::Size& size) {
   const auto set_size = [&size](const std::string& text) {
     std::istringstream stream(text);
     char by = 0;
@@ -75,13 +86,9 @@ void add_image_size(CLI::App& app, cv::Size& size) {
     }
     size = parsed;
   };
-  app.add_option_function<std::string>("--size", set_size, "Image size in pixels")
+  return app.add_option_function<std::string>("--size", set_size, "Image size in pixels")
       ->type_name("WIDTHxHEIGHT")
       ->default_str(std::to_string(size.width) + "x" + std::to_string(size.height));
-}
-
-void add_json(CLI::App& app, std::filesystem::path& json) {
-  app.add_option("--json", json, "Write the summary as JSON too")->type_name("FILE");
 }
 
 }  // namespace enhance_depth_tool

@@ -2,7 +2,6 @@
 #ifndef ENHANCE_DEPTH_TOOL_OPTIONS_H
 #define ENHANCE_DEPTH_TOOL_OPTIONS_H
 
-#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -13,7 +12,8 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace enhance_depth_tool {
 
@@ -31,10 +31,7 @@ RgbLayout choose_rgb_layout(const EngineOptions& options);
 void add_depth_scale(CLI::App& app, DepthScale& scale);
 
 // --size: WIDTHxHEIGHT in pixels.
-void add_image_size(CLI::App& app, cv::Size& size);
-
-// --json: where the summary goes as JSON; empty when it was not given.
-void add_json(CLI::App& app, std::filesystem::path& json);
+CLI::Option* add_image_size(CLI::App& app, cv::Size& size);
 
 }  // namespace enhance_depth_tool
 

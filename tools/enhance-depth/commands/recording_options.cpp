@@ -9,6 +9,8 @@
 #include <CLI/CLI.hpp>
 
 #include "commands/options.h"
+#include "image/image_io.h"
+#include "support/terminal.h"
 #include "support/tool_error.h"
 
 namespace enhance_depth_tool {
@@ -86,6 +88,23 @@ std::string explain_expanded_pattern(int argc, const char* const* argv) {
     }
   }
   return "";
+}
+
+DepthScale choose_scale(const Recording& recording, DepthScale scale) {
+  if (recording.timed && scale.source == DepthScale::Source::kAssumed) {
+    constexpr double kTum = 5000.0;
+    scale = {kTum, DepthScale::Source::kTumLayout};
+  }
+  for (const FrameFiles& frame : recording.frames) {
+    try {
+      const cv::Mat depth = read_depth(frame.depth, scale);
+      print_warning(depth_warning(frame.depth.string(), describe_depth(depth), scale));
+      break;
+    } catch (const ToolError&) {
+      continue;  // will be reported when its turn comes
+    }
+  }
+  return scale;
 }
 
 }  // namespace enhance_depth_tool

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 
+#include "image/depth_scale.h"
 #include "sequence/recording.h"
 
 namespace CLI {
@@ -32,6 +33,10 @@ Recording open_recording(const RecordingOptions& options);
 // What to say of a command line in which the shell replaced a pattern by the names that match it: several
 // files follow --color or --depth. Empty for another one.
 std::string explain_expanded_pattern(int argc, const char* const* argv);
+
+// The scale of a recording: the TUM layout has one of its own, unless the user gave another. Warns when the
+// first depth image that can be read speaks against it.
+DepthScale choose_scale(const Recording& recording, DepthScale scale);
 
 }  // namespace enhance_depth_tool
 

@@ -1,19 +1,26 @@
 // enhance-depth refine: one frame, from files to files.
+#include <charconv>
+#include <cmath>
+#include <initializer_list>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "commands/json_output.h"
 #include "commands/options.h"
 #include "commands/subcommands.h"
+#include "image/depth_filter.h"
 #include "image/depth_statistics.h"
 #include "image/image_io.h"
+#include "image/point_cloud.h"
 #include "image/preview.h"
 #include "support/atomic_file.h"
 #include "support/engine.h"
-#include "support/json_file.h"
 #include "support/output_path.h"
 #include "support/rgb_layout.h"
 #include "support/stopwatch.h"
@@ -32,27 +39,53 @@ struct RefineOptions {
   fs::path output;
   fs::path confidence;
   fs::path preview;
+  fs::path cloud;
+  std::optional<Intrinsics> camera;
+  std::optional<double> least_confidence;
+  std::optional<MetreRange> clip;
   DepthScale scale;
-  fs::path json;
+  JsonOutput json;
+};
+
+struct Images {
+  cv::Mat color;
+  cv::Mat depth;
 };
 
 // What is reported about a refined frame.
 struct Report {
   cv::Size size;
+  bool grey_color = false;
   double network_ms = 0.0;
   double library_ms = 0.0;
   double total_ms = 0.0;
   DepthStatistics before;
   DepthStatistics after;
+  std::int64_t unsure = 0;   // pixels that --min-confidence removed
+  std::int64_t outside = 0;  // pixels that --clip removed
 };
 
 void check_paths(const RefineOptions& options) {
-  require_distinct({options.output, options.confidence, options.preview, options.json},
+  require_distinct({options.output, options.confidence, options.preview, options.cloud, options.json.file()},
                    {options.engine.engine, options.color, options.depth});
   require_writable(options.output, {".png"});
   if (!options.confidence.empty()) require_writable(options.confidence, {".tiff", ".tif"});
   if (!options.preview.empty()) require_writable(options.preview, {".png", ".jpg", ".jpeg"});
-  if (!options.json.empty()) require_writable(options.json, {});
+  if (!options.cloud.empty()) require_writable(options.cloud, {".ply"});
+  options.json.require_writable();
+}
+
+Images read_images(const RefineOptions& options) {
+  const Bytes color_file = read_file(options.color, "image", kMaxFileBytes);
+  const Bytes depth_file = read_file(options.depth, "image", kMaxFileBytes);
+  if (holds_depth(color_file) && holds_color(depth_file)) {
+    throw UsageError("--color names a depth image, " + options.color.string() +
+                     ", and --depth a colour image, " + options.depth.string() + ". Swap them.");
+  }
+  const Images images{decode_color(color_file, options.color.string()),
+                      decode_depth(depth_file, options.depth.string(), options.scale)};
+  require_same_size(images.color, options.color.string(), images.depth, options.depth.string());
+  return images;
 }
 
 std::string depth_text(const DepthStatistics& depth, DepthScale scale) {
@@ -62,22 +95,35 @@ std::string depth_text(const DepthStatistics& depth, DepthScale scale) {
 }
 
 void print(const Report& report, const RefineOptions& options) {
-  std::cout << highlighted("Refined " + image_size(report.size.width, report.size.height) + " pixels",
-                           Highlight::kHeading, StandardStream::kOutput)
-            << "\n"
-            << "  network time    " << milliseconds(report.network_ms) << "\n"
-            << "  library time    " << milliseconds(report.library_ms)
-            << "  (the network, copies and conversions)\n"
-            << "  total time      " << milliseconds(report.total_ms) << "  (with loading the engine, files)\n"
-            << "  valid pixels    " << percent(report.before.valid_share) << " before, "
-            << percent(report.after.valid_share) << " after\n"
-            << "  depth before    " << depth_text(report.before, options.scale) << "\n"
-            << "  depth after     " << depth_text(report.after, options.scale) << "\n"
-            << "  refined depth   " << printable(options.output.string()) << "\n";
-  if (!options.confidence.empty())
-    std::cout << "  confidence      " << printable(options.confidence.string()) << "\n";
-  if (!options.preview.empty())
-    std::cout << "  preview         " << printable(options.preview.string()) << "\n";
+  std::ostream& text = options.json.text();
+  text << highlighted("Refined " + image_size(report.size.width, report.size.height) + " pixels",
+                      Highlight::kHeading, StandardStream::kOutput)
+       << "\n"
+       << "  network time    " << milliseconds(report.network_ms) << "\n"
+       << "  library time    " << milliseconds(report.library_ms)
+       << "  (the network, copies and conversions)\n"
+       << "  total time      " << milliseconds(report.total_ms) << "  (with loading the engine, files)\n";
+  if (report.grey_color) text << "  colour          grey, given to the engine as three equal channels\n";
+  text << "  valid pixels    " << percent(report.before.valid_share) << " before, "
+       << percent(report.after.valid_share) << " after\n"
+       << "  depth before    " << depth_text(report.before, options.scale) << "\n"
+       << "  depth after     " << depth_text(report.after, options.scale) << "\n";
+  if (options.least_confidence) {
+    text << "  unsure          " << count(report.unsure, "pixel") << " below confidence "
+         << *options.least_confidence << " set to 0\n";
+  }
+  if (options.clip) {
+    text << "  clipped         " << count(report.outside, "pixel") << " outside of " << options.clip->nearest
+         << " to " << options.clip->farthest << " m set to 0\n";
+  }
+  text << "  depth scale     " << scale_text(options.scale) << "\n";
+  const std::pair<const char*, const fs::path&> kFiles[] = {{"  refined depth   ", options.output},
+                                                            {"  confidence      ", options.confidence},
+                                                            {"  preview         ", options.preview},
+                                                            {"  point cloud     ", options.cloud}};
+  for (const auto& [what, file] : kFiles) {
+    if (!file.empty()) text << what << printable(file.string()) << "\n";
+  }
 }
 
 nlohmann::ordered_json to_json(const DepthStatistics& depth, DepthScale scale) {
@@ -95,38 +141,75 @@ nlohmann::ordered_json to_json(const Report& report, const RefineOptions& option
           {"network_ms", report.network_ms},
           {"library_ms", report.library_ms},
           {"total_ms", report.total_ms},
+          {"units_per_metre", options.scale.units_per_metre},
+          {"grey_color", report.grey_color},
           {"depth_before", to_json(report.before, options.scale)},
-          {"depth_after", to_json(report.after, options.scale)}};
+          {"depth_after", to_json(report.after, options.scale)},
+          {"unsure_pixels", report.unsure},
+          {"clipped_pixels", report.outside}};
+}
+
+void write_results(const RefineOptions& options, const Images& images, const cv::Mat& refined,
+                   const cv::Mat& confidence) {
+  write_file(options.output, encode_depth(refined));
+  if (!options.confidence.empty()) write_file(options.confidence, encode_confidence(confidence));
+  if (!options.preview.empty()) {
+    const cv::Mat preview = render_preview({images.color, images.depth, refined, confidence},
+                                           depth_range({images.depth, refined}), options.scale);
+    write_file(options.preview, encode_picture(preview, options.preview));
+  }
+  if (!options.cloud.empty()) {
+    write_file(options.cloud, encode_point_cloud(refined, images.color, *options.camera, options.scale));
+  }
 }
 
 int refine(const RefineOptions& options) {
   const Stopwatch stopwatch;
   check_paths(options);
-  const cv::Mat color = read_color(options.color);
-  const cv::Mat depth = read_depth(options.depth, options.scale);
-  require_same_size(color, options.color.string(), depth, options.depth.string());
+  const Images images = read_images(options);
+  Report report;
+  report.size = images.depth.size();
+  report.grey_color = is_grey(images.color);
+  report.before = describe_depth(images.depth);
+  print_warning(depth_warning(options.depth.string(), report.before, options.scale));
 
   const RgbLayout layout = choose_rgb_layout(options.engine);
   Engine engine(options.engine.engine);
-  engine.configure(depth.size());
-  const Refined refined = engine.process(arrange_rgb(color, layout), depth);
-  if (!options.confidence.empty()) {
-    engine.require_confidence(refined);
-  }
+  engine.configure(report.size);
+  const Refined refined = engine.process(arrange_rgb(images.color, layout), images.depth);
+  if (!options.confidence.empty()) engine.require_confidence(refined, "--confidence");
+  if (options.least_confidence) engine.require_confidence(refined, "--min-confidence");
+  report.network_ms = refined.network_ms;
+  report.library_ms = refined.library_ms;
 
-  write_file(options.output, encode_depth(refined.depth));
-  if (!options.confidence.empty()) write_file(options.confidence, encode_confidence(refined.confidence));
-  if (!options.preview.empty()) {
-    const cv::Mat preview = render_preview({color, depth, refined.depth, refined.confidence},
-                                           depth_range({depth, refined.depth}), options.scale);
-    write_file(options.preview, encode_picture(preview, options.preview));
-  }
-  const Report report{depth.size(),          refined.network_ms,
-                      refined.library_ms,    stopwatch.milliseconds(),
-                      describe_depth(depth), describe_depth(refined.depth)};
-  if (!options.json.empty()) write_json(options.json, to_json(report, options));
+  cv::Mat depth = refined.depth.clone();
+  if (options.least_confidence)
+    report.unsure = remove_unsure(depth, refined.confidence, *options.least_confidence);
+  if (options.clip) report.outside = remove_outside(depth, *options.clip, options.scale);
+  report.after = describe_depth(depth);
+  write_results(options, images, depth, refined.confidence);
+  report.total_ms = stopwatch.milliseconds();
+  options.json.write(to_json(report, options));
   print(report, options);
   return kSuccess;
+}
+
+// The numbers in `text` between `separator`s; none when there are not exactly `wanted` finite ones.
+std::optional<std::vector<double>> parse_numbers(std::string_view text, std::string_view separator,
+                                                 std::size_t wanted) {
+  std::vector<double> numbers;
+  for (bool more = true; more;) {
+    const std::size_t end = std::min(text.find(separator), text.size());
+    more = end < text.size();
+    double number = 0.0;
+    const auto [stopped_at, problem] = std::from_chars(text.data(), text.data() + end, number);
+    if (problem != std::errc() || stopped_at != text.data() + end || !std::isfinite(number))
+      return std::nullopt;
+    numbers.push_back(number);
+    text.remove_prefix(more ? end + separator.size() : end);
+  }
+  if (numbers.size() != wanted) return std::nullopt;
+  return numbers;
 }
 
 }  // namespace
@@ -134,11 +217,13 @@ int refine(const RefineOptions& options) {
 Action add_refine(CLI::App& app) {
   const auto options = std::make_shared<RefineOptions>();
   add_engine_options(app, options->engine);
-  app.add_option("-c,--color", options->color, "Colour image: 8-bit PNG or JPEG")
+  app.add_option("-c,--color", options->color, "Colour image: 8-bit PNG, JPEG, PPM or TIFF, RGB or grey")
       ->required()
       ->type_name("FILE");
   app.add_option("-d,--depth", options->depth,
-                 "Depth image of the same size: 16-bit PNG, 0 where there is no depth")
+                 "Depth image of the same size, 0 where there is no depth: 16-bit PNG, PGM, TIFF or NPY, or "
+                 "floats in "
+                 "metres as TIFF or NPY")
       ->required()
       ->type_name("FILE");
   app.add_option("-o,--output", options->output, "Refined depth, 16-bit PNG in the unit of the input")
@@ -149,8 +234,36 @@ Action add_refine(CLI::App& app) {
   app.add_option("--preview", options->preview,
                  "Picture of colour, confidence, depth before and after: PNG or JPEG")
       ->type_name("FILE");
+  const auto set_clip = [options](const std::string& text) {
+    const auto numbers = parse_numbers(text, "..", 2);
+    if (!numbers || (*numbers)[0] < 0.0 || (*numbers)[1] <= (*numbers)[0]) {
+      throw CLI::ValidationError("--clip", text + " is no range of metres such as 0.3..5");
+    }
+    options->clip = MetreRange{(*numbers)[0], (*numbers)[1]};
+  };
+  const auto set_camera = [options](const std::string& text) {
+    const auto numbers = parse_numbers(text, ",", 4);
+    if (!numbers || (*numbers)[0] <= 0.0 || (*numbers)[1] <= 0.0) {
+      throw CLI::ValidationError("--intrinsics",
+                                 text + " is not fx,fy,cx,cy in pixels, such as 525,525,319.5,239.5");
+    }
+    options->camera = Intrinsics{(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]};
+  };
+  app.add_option_function<double>(
+         "--min-confidence", [options](const double& least) { options->least_confidence = least; },
+         "Set refined pixels of less confidence to 0")
+      ->check(finite_in(-1e30, 1e30))
+      ->type_name("NUMBER");
+  app.add_option_function<std::string>("--clip", set_clip, "Set refined pixels outside of these metres to 0")
+      ->type_name("NEAR..FAR");
+  CLI::Option* camera =
+      app.add_option_function<std::string>("--intrinsics", set_camera, "The camera, in pixels, for --cloud")
+          ->type_name("FX,FY,CX,CY");
+  app.add_option("--cloud", options->cloud, "Refined pixels as points in metres, with colour: binary PLY")
+      ->type_name("FILE")
+      ->needs(camera);
   add_depth_scale(app, options->scale);
-  add_json(app, options->json);
+  options->json.add_option(app);
   return [options] { return refine(*options); };
 }
 

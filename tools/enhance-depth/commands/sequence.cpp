@@ -13,6 +13,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "commands/json_output.h"
 #include "commands/options.h"
 #include "commands/recording_options.h"
 #include "commands/subcommands.h"
@@ -29,7 +30,6 @@
 #include "sequence/run_summary.h"
 #include "support/atomic_file.h"
 #include "support/interrupt.h"
-#include "support/json_file.h"
 #include "support/output_path.h"
 #include "support/percentiles.h"
 #include "support/stopwatch.h"
@@ -53,7 +53,7 @@ struct SequenceOptions {
   bool strict = false;
   std::size_t jobs = 1;
   DepthScale scale;
-  fs::path json;
+  JsonOutput json;
   fs::path csv;
 };
 
@@ -61,7 +61,7 @@ struct SequenceOptions {
 void check_outputs(const SequenceOptions& options, const Recording& recording, const SequenceOutput& output) {
   output.require_apart_from(recording);
   std::vector<fs::path> written = output.files(recording);
-  written.insert(written.end(), {options.json, options.csv, options.video});
+  written.insert(written.end(), {options.json.file(), options.csv, options.video});
   std::vector<fs::path> read = recording.files;
   read.push_back(options.engine.engine);
   require_distinct(written, read);
@@ -108,18 +108,19 @@ void report(const RunSummary& summary, const SequenceOptions& options) {
     complain("stopped before the end: " + ended(summary.stopped_by) + " " + summary.remedy);
   }
   std::for_each(summary.not_written.begin(), summary.not_written.end(), complain);
-  std::cout << to_text(summary) << "  results         " << printable(options.output.string()) << "\n";
+  std::ostream& text = options.json.text();
+  text << to_text(summary) << "  depth scale     " << scale_text(options.scale) << "\n"
+       << "  results         " << printable(options.output.string()) << "\n";
   if (!options.video.empty()) {  // that it was not there before has been checked
-    std::cout << "  video           "
-              << (fs::exists(options.video) ? printable(options.video.string()) : "none") << "\n";
+    text << "  video           " << (fs::exists(options.video) ? printable(options.video.string()) : "none")
+         << "\n";
   }
-  if (!options.json.empty()) {
-    nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
-                                   {"engine", options.engine.engine.string()},
-                                   {"output", options.output.string()}};
-    json.update(to_json(summary));
-    write_json(options.json, json);
-  }
+  nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
+                                 {"engine", options.engine.engine.string()},
+                                 {"output", options.output.string()},
+                                 {"units_per_metre", options.scale.units_per_metre}};
+  json.update(to_json(summary));
+  options.json.write(json);
 }
 
 // Where the images are: folders or patterns.
@@ -138,7 +139,7 @@ std::size_t number_of_engines(const SequenceOptions& options) {
 void require_confidence(EnginePool& engines) {
   const EnginePool::Lease engine = engines.take();
   const cv::Mat depth = cv::Mat::zeros(480, 640, CV_16UC1);
-  engine->require_confidence(engine->process(Bytes(3 * depth.total()), depth));
+  engine->require_confidence(engine->process(Bytes(3 * depth.total()), depth), "--confidence");
 }
 
 // Looks through what an earlier run left, and makes the folders.
@@ -150,9 +151,7 @@ FramesToDo begin(const SequenceOptions& options, const RunManifest& manifest, co
   }
   FramesToDo to_do = find_frames_to_do(recording, output, journal, of_another_place);
   output.create_folders();
-  if (!options.json.empty()) {
-    require_writable(options.json, {});
-  }
+  options.json.require_writable();
   if (!options.csv.empty()) {
     require_writable(options.csv, {});
   }
@@ -201,8 +200,9 @@ void write_the_whole(const Recording& recording, const SequenceOutput& output, c
   }
 }
 
-int refine_sequence(const SequenceOptions& options) {
+int refine_sequence(SequenceOptions options) {
   const Recording recording = open_recording(options.recording);
+  options.scale = choose_scale(recording, options.scale);
   const SequenceOutput output(options.output, options.confidence, options.preview);
   check_outputs(options, recording, output);
   const RgbLayout layout = choose_rgb_layout(options.engine);
@@ -276,7 +276,7 @@ Action add_sequence(CLI::App& app) {
       ->type_name("NUMBER")
       ->capture_default_str();
   add_depth_scale(app, options->scale);
-  add_json(app, options->json);
+  options->json.add_option(app);
   app.add_option("--csv", options->csv, "Write a line per frame too: times, valid pixels, mean confidence")
       ->type_name("FILE");
   return [options] { return refine_sequence(*options); };

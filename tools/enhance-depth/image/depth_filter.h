@@ -16,7 +16,8 @@ struct MetreRange {
   double farthest = 0.0;
 };
 
-// Both take CV_16UC1 and return how many pixels lost their depth. `confidence` is CV_32FC1; NaN is below everything.
+// Both take CV_16UC1 and return how many pixels lost their depth. `confidence` is CV_32FC1; NaN is below
+// everything.
 std::int64_t remove_unsure(cv::Mat& depth, const cv::Mat& confidence, double least_confidence);
 std::int64_t remove_outside(cv::Mat& depth, MetreRange range, DepthScale scale);
 

@@ -22,8 +22,12 @@ std::string number(double value) {
 }  // namespace
 
 std::string scale_text(DepthScale scale) {
-  return number(scale.units_per_metre) + " units per metre" +
-         (scale.is_given ? "" : " (assumed; --depth-scale sets another)");
+  const char* source = scale.source == DepthScale::Source::kAssumed
+                           ? "  (assumed; --depth-scale sets another)"
+                       : scale.source == DepthScale::Source::kTumLayout
+                           ? "  (that of the TUM layout; --depth-scale sets another)"
+                           : "";
+  return number(scale.units_per_metre) + " units per metre" + source;
 }
 
 std::string depth_warning(const std::string& name, const DepthStatistics& depth, DepthScale scale) {
@@ -39,8 +43,8 @@ std::string depth_warning(const std::string& name, const DepthStatistics& depth,
   for (const auto& known : kKnown) {
     const double metres = depth.median / known.units_per_metre;
     if (!is_likely(metres)) continue;
-    likelier += (likelier.empty() ? " It would be " : ", or ") + decimals(metres, 2) + " m with --depth-scale " +
-                number(known.units_per_metre) + " (" + known.whose + ")";
+    likelier += (likelier.empty() ? " It would be " : ", or ") + decimals(metres, 2) +
+                " m with --depth-scale " + number(known.units_per_metre) + " (" + known.whose + ")";
   }
   return "The median depth of " + name + " is " + decimals(scale.metres(depth.median), 3) + " m at " +
          number(scale.units_per_metre) + " units per metre, which no RGB-D camera delivers." +

@@ -10,16 +10,17 @@ namespace enhance_depth_tool {
 
 // It changes how metres are stated and how metres are read, never depth that is stored in units.
 struct DepthScale {
+  enum class Source { kAssumed, kTumLayout, kGiven };
   double units_per_metre = 1000.0;
-  bool is_given = false;  // by the user; otherwise it is an assumption
+  Source source = Source::kAssumed;
   double metres(double depth) const { return depth / units_per_metre; }
 };
 
-// "1000 units per metre", and that it is an assumption.
+// "1000 units per metre", and where that comes from unless the user gave it.
 std::string scale_text(DepthScale scale);
 
-// What speaks against an image, or against its unit: that it has no depth, or a median that no RGB-D camera delivers, with
-// the scale that is likelier. `name` stands for the image. Empty when nothing does.
+// What speaks against an image, or against its unit: that it has no depth, or a median that no RGB-D camera
+// delivers, with the scale that is likelier. `name` stands for the image. Empty when nothing does.
 std::string depth_warning(const std::string& name, const DepthStatistics& depth, DepthScale scale);
 
 }  // namespace enhance_depth_tool

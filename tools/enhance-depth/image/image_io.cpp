@@ -173,7 +173,13 @@ cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scal
     return image;
   }
   if (image.type() == CV_32FC1 || image.type() == CV_64FC1) {
-    return from_metres(image, scale);
+    const cv::Mat depth = from_metres(image, scale);
+    if (cv::countNonZero(depth) == 0 && cv::countNonZero(image > 0.0) > 0) {
+      throw UsageError(name +
+                       " holds floats, but none that can be metres. Python makes metres of millimetres with: "
+                       "numpy.save(\"depth.npy\", (depth / 1000).astype(\"float32\")).");
+    }
+    return depth;
   }
   throw UsageError(name + " is not stored as plain pixels. " + kDepthNeeded + ".");
 }

@@ -19,7 +19,8 @@ void append(Bytes& bytes, double value) {
 Bytes encode_point_cloud(const cv::Mat& depth, const cv::Mat& color, Intrinsics camera, DepthScale scale) {
   constexpr std::size_t kPointBytes = 3 * sizeof(float) + 3;
   const int points = cv::countNonZero(depth);
-  const std::string header = "ply\nformat binary_little_endian 1.0\nelement vertex " + std::to_string(points) +
+  const std::string header = "ply\nformat binary_little_endian 1.0\nelement vertex " +
+                             std::to_string(points) +
                              "\nproperty float x\nproperty float y\nproperty float z\nproperty uchar red\n"
                              "property uchar green\nproperty uchar blue\nend_header\n";
   Bytes bytes(header.begin(), header.end());

@@ -17,8 +17,9 @@ struct Intrinsics {
   double cy = 0.0;
 };
 
-// A binary PLY file of the pixels that have depth, row by row: x to the right, y down and z ahead as 32-bit floats in
-// metres, then red, green and blue. `depth` is CV_16UC1, `color` CV_8UC3 in BGR order and of the same size.
+// A binary PLY file of the pixels that have depth, row by row: x to the right, y down and z ahead as 32-bit
+// floats in metres, then red, green and blue. `depth` is CV_16UC1, `color` CV_8UC3 in BGR order and of the
+// same size.
 Bytes encode_point_cloud(const cv::Mat& depth, const cv::Mat& color, Intrinsics camera, DepthScale scale);
 
 }  // namespace enhance_depth_tool

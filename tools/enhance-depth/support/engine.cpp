@@ -66,7 +66,15 @@ enhance_depth::Engine load(const std::filesystem::path& path) {
   try {
     return enhance_depth::Engine(path.string());
   } catch (const enhance_depth::Error& error) {
-    throw EngineError(kEngineNotLoaded, "The engine " + path.string() + " cannot be loaded", error, nullptr);
+    const EngineError failure(kEngineNotLoaded, "The engine " + path.string() + " cannot be loaded", error,
+                              nullptr);
+    if (error.code() == ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED &&
+        lower_case(path.extension().string()) == ".onnx") {
+      throw ToolError(kEngineNotLoaded,
+                      std::string(failure.what()) + " A board runs no ONNX models: trtexec --onnx=" + path.string() +
+                          " --saveEngine=model.engine makes an engine of it there.");
+    }
+    throw failure;
   }
 }
 
@@ -108,10 +116,10 @@ Refined Engine::process(const std::vector<std::uint8_t>& rgb, const cv::Mat& dep
   }
 }
 
-void Engine::require_confidence(const Refined& refined) const {
+void Engine::require_confidence(const Refined& refined, const char* option) const {
   if (refined.confidence.empty()) {
     throw UsageError("The engine " + path_.string() +
-                     " has no confidence output. Leave out --confidence, or use an engine that has one.");
+                     " has no confidence output. Leave out " + option + ", or use an engine that has one.");
   }
 }
 

@@ -44,8 +44,8 @@ class Engine {
   // Throws an EngineError (kFramesFailed); the engine stays usable.
   Refined process(const std::vector<std::uint8_t>& rgb, const cv::Mat& depth);
 
-  // Throws a UsageError when the engine delivered no confidence with `refined`.
-  void require_confidence(const Refined& refined) const;
+  // Throws a UsageError, which names `option`, when the engine delivered no confidence with `refined`.
+  void require_confidence(const Refined& refined, const char* option) const;
 
  private:
   std::filesystem::path path_;

@@ -9,6 +9,9 @@ namespace enhance_depth_tool {
 enum class StandardStream { kOutput, kError };
 enum class Highlight { kError, kHeading };
 
+// Where std::cout and std::cerr write to, if not to the descriptors 1 and 2.
+void set_descriptors(int output, int error);
+
 bool is_terminal(StandardStream stream);
 
 // Columns of the terminal behind standard error; 80 when that cannot be told.
@@ -17,6 +20,9 @@ int terminal_width();
 // `text` in the colour of `highlight` when `stream` is a terminal that wants colour (NO_COLOR unset, TERM not
 // "dumb"), otherwise `text` itself.
 std::string highlighted(const std::string& text, Highlight highlight, StandardStream stream);
+
+// Prints a sentence of warning to standard error; nothing when it is empty.
+void print_warning(const std::string& sentence);
 
 }  // namespace enhance_depth_tool
 
