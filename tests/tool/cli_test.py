@@ -613,7 +613,7 @@ class SequenceTest(Case):
             self.write(f"other/depth/{i}.png", depth_png(64, 48, offset=100 + i))
         engine = self.write("other.toml", ENGINE.read_bytes() + b"# another")
         for arguments, differences in ((("other",), "recording"),
-                                       (("--engine", engine, "--depth-scale", 5000), "depth scale, engine"),
+                                       (("--engine", engine, "--depth-scale", 2500), "depth scale, engine"),
                                        (("--max-difference", 0.01), "max difference")):
             self.expect_failure(self.sequence(*arguments), 2, "out/depth is there already", "--resume")
             self.expect_failure(self.sequence(*arguments, "--resume"), 2, f"with another {differences}. Choose another")
@@ -673,12 +673,12 @@ class BenchTest(Case):
         result = self.run_tool("bench", "--engine", ENGINE, "rec", "--duration", 0.5, "--json", "-")
         self.assertLess(time.monotonic() - started, 60)
         self.assertGreaterEqual(json.loads(result.stdout)["frames"], 1)
-        with subprocess.Popen([TOOL, "bench", "--engine", ENGINE, "--duration", "600", "--json", "-"], text=True,
+        with subprocess.Popen([TOOL, "bench", "--engine", ENGINE, "--duration", "600", "--json", "-", "--size", "64x48"], text=True,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
             # The library's last line comes before the first frame; ten are for warming up.
             while "Configured" not in process.stderr.readline():
                 self.assertIsNone(process.poll())
-            time.sleep(5)
+            time.sleep(2)
             process.send_signal(signal.SIGINT)
             output, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 1, errors)
