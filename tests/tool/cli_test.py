@@ -187,8 +187,8 @@ class RefineTest(Case):
 
     def test_names_trtexec_for_a_model_and_every_reason_for_a_refused_size(self):
         self.write("m.onnx", b"\x08\x08\0")
-        self.expect_failure(self.refine(engine="m.onnx"), 3, "TensorRT runs no ONNX models: build an engine on the board, "
-                            "with: trtexec --onnx=m.onnx --saveEngine=model.engine")
+        self.expect_failure(self.refine(engine="m.onnx"), 3, "A board runs no ONNX models: trtexec --onnx=m.onnx "
+                            "--saveEngine=model.engine makes an engine of it there.")
         text = ENGINE.read_text()
         profile = text[text.index("[[profile]]"):]
         self.write("many.toml", (text + "\n" + profile * 10).encode())
