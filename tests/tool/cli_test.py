@@ -137,8 +137,8 @@ class RefineTest(Case):
         self.expect_failure(self.refine("--cloud", "c.ply"), 2, "--cloud requires --intrinsics")
         for arguments, sentence in ((["refine"], "required"), ([], "A subcommand is required"),
                                     (["sequence", "c", "a", "b", "--bogus"], "not expected: a b --bogus. Run with --help"),
-                                    (["refine", "--color", "color.png", "depth.png"], "not expected: depth.png. If they "
-                                     "come from a pattern such as \"*.png\", put it in quotes: ")):
+                                    (["refine", "--color", "color.png", "depth.png"], "--color is followed by several "
+                                     "files, such as depth.png: the shell replaced a pattern")):
             result = self.run_tool(*arguments)
             self.expect_failure(result, 2, sentence)
             self.assertTrue(result.stderr.startswith("enhance-depth: "), result.stderr)
