@@ -26,7 +26,7 @@ SEED_TRUST = 0.1  # of what the U-Net puts into holes at the coarsest level
 GREATEST_RATIO = 100.0  # of depth and the frame's mean
 SHARPENINGS = 2
 REACH = 3  # pixels in which sharpening looks for the two surfaces
-SIDE = 0.15  # share of the step within which a pixel counts as lying on a surface
+SIDE = 0.05  # share of the step within which a pixel counts as lying on a surface
 NEIGHBOURS = [(dy, dx) for dy in (-1, 0, 1) for dx in (-1, 0, 1)]
 SELF = NEIGHBOURS.index((0, 0))
 HALF = NEIGHBOURS[:SELF]
@@ -299,7 +299,7 @@ class Refiner(nn.Module):
             values.insert(0, value)
         change = torch.clamp(10 * torch.abs(x - value.detach()), max=2.0) * mask
         confidence = self.confidence(torch.cat([fine, mask, change, keep.detach()], 1)) + doubled(extra[:, 2:])
-        return {"values": values, "slopes": slope, "confidence": confidence, "mask": mask, "mean": mean, "x": x}
+        return {"values": values, "slopes": slope, "confidence": confidence, "keep": keep, "mask": mask, "mean": mean, "x": x}
 
     @staticmethod
     def _seed(out, fills):
@@ -317,5 +317,5 @@ class Refiner(nn.Module):
         parts = self.parts(rgb, dep)
         value = parts["values"][0]
         for _ in range(SHARPENINGS):
-            value = sharpened(value, parts["mask"], parts["slopes"][0])
+            value = sharpened(value, parts["keep"], parts["slopes"][0])
         return torch.exp(value) * parts["mean"], torch.sigmoid(parts["confidence"])
