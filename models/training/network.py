@@ -194,13 +194,13 @@ class Propagation(nn.Module):
         trusted = keep + rest * (torch.sigmoid(trust) * seed_trust + LEAST_TRUST)
         weights = torch.softmax(weights - self._distance(color, embedding), 1) * self._neighbours(trusted)
         total = weights.sum(1, keepdim=True)
-        weights = weights / torch.clamp(total, min=1e-4)
+        share = rest / torch.clamp(total, min=1e-4)  # divides one channel where dividing the weights took nine
         # What the weighted neighbours are off the pixel's own depth when the surface has this slope.
         off = (slope * functional.conv2d(weights, self.offsets)).sum(1, keepdim=True)
-        kept = keep * measured - rest * off * float(2**self.level)
+        kept = keep * measured - share * off * float(2**self.level)
         value = seed + keep * (measured - seed)
         for _ in range(self.steps):
-            value = kept + rest * (weights * self._neighbours(value)).sum(1, keepdim=True)
+            value = kept + share * (weights * self._neighbours(value)).sum(1, keepdim=True)
         return value, keep, keep + rest * total
 
     def _neighbours(self, x):
@@ -298,7 +298,9 @@ class Refiner(nn.Module):
                 pyramid.spread(level), slope[level])
             values.insert(0, value)
         change = torch.clamp(10 * torch.abs(x - value.detach()), max=2.0) * mask
-        confidence = self.confidence(torch.cat([fine, mask, change, keep.detach()], 1)) + doubled(extra[:, 2:])
+        kernel, bias = self.confidence.weight, self.confidence.bias  # applied in two parts, which saves joining the inputs
+        confidence = (functional.conv2d(fine, kernel[:, :FINE], bias) + doubled(extra[:, 2:])
+                      + functional.conv2d(torch.cat([mask, change, keep.detach()], 1), kernel[:, FINE:]))
         return {"values": values, "slopes": slope, "confidence": confidence, "keep": keep, "mask": mask, "mean": mean, "x": x}
 
     @staticmethod

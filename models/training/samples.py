@@ -28,7 +28,7 @@ def _millimetres(depth):
 
 
 class FrameMaker:
-    """An endless, seeded supply of frames: the same seed gives the same frames on every machine."""
+    """An endless, seeded supply of frames; with the same release of NumPy the same seed gives the same frames."""
 
     def __init__(self, seed, width, height, whole=False):
         """`whole` frames come from a camera like the sensors', smaller ones are windows of such frames."""

@@ -2,8 +2,9 @@
 
 import numpy as np
 import pytest
+from PIL import Image
 
-from training import images, render, sensor, shapes
+from training import images, recording, render, sensor, shapes
 from training.samples import FrameMaker, write_shard
 from training.scene import Camera, Lamp, Material, Scene
 from training.textures import TextureBank
@@ -187,3 +188,12 @@ def test_a_seed_gives_the_same_frames_and_another_seed_others(tmp_path):
     shard = np.load(tmp_path / "shard.npz")
     np.testing.assert_array_equal(shard["truth"][1], two.truth)
     assert [path.name for path in tmp_path.iterdir()] == ["shard.npz"]
+
+
+def test_a_recording_holds_the_frames(tmp_path):
+    recording.main([str(tmp_path), "--seed", "9002000", "--frames", "2", "--size", "96", "64"])
+    maker = FrameMaker(9002000, 96, 64, whole=True)
+    for name in ("00000.png", "00001.png"):
+        frame = maker()
+        for folder, expected in (("rgb", frame.color), ("depth", frame.depth), ("truth", frame.truth)):
+            np.testing.assert_array_equal(np.array(Image.open(tmp_path / folder / name)), expected)

@@ -1,6 +1,7 @@
 """What holds for the network whatever its weights: sizes, units, missing depth, planes, half precision, the ONNX model."""
 
 import json
+import pathlib
 
 import numpy as np
 import pytest
@@ -59,6 +60,19 @@ def test_the_model_meets_the_contract_at_its_size(refiner, model):
     assert model.ByteSize() <= 4_000_000
 
 
+def test_the_model_that_comes_along_is_this_network_with_other_weights(model):
+    shipped = onnx.load(pathlib.Path(train.__file__).with_name("refiner.onnx"))
+    operators, expected = ([node.op_type for node in each.graph.node if node.op_type != "Identity"]
+                           for each in (shipped, model))  # Identity: untrained weights are in part the same
+    assert operators == expected
+    rgb, dep = room(65, 97)
+    (pred, _), (untrained, _) = run(shipped, rgb, dep), run(model, rgb, dep)
+    assert (pred != untrained).mean() > 0.5
+    hidden = (dep[0, 0] == 0) & (pred > 0)
+    wall = np.broadcast_to(np.linspace(3000, 2000, 97), (65, 97))
+    assert np.median(np.abs(pred / wall - 1)[hidden]) < 0.01
+
+
 # Operators for which onnx-tensorrt 10.3 has a layer (its docs/operators.md), of those that the exporter writes.
 OPERATORS = set("""Abs Add AveragePool Cast Clip Concat Constant ConstantOfShape Conv DepthToSpace Div Exp Gather Greater
     GreaterOrEqual Identity Log Max MaxPool Min Mul Neg Pad ReduceMax ReduceMean ReduceSum Relu Reshape Resize Shape Sigmoid
@@ -114,11 +128,13 @@ def test_where_nothing_is_known_nothing_is_claimed(model):
 def test_half_precision_holds_it(model):
     """Rounded to 16 bits the untrained network's depth moves by what 16 bits resolve, whatever the unit."""
     off = onnxruntime.GraphOptimizationLevel.ORT_DISABLE_ALL
-    for factor in (0.05, 1, 20):
-        rgb, dep = room(64, 96)
+    rounded = half.rounded(model)
+    assert sum(node.op_type == "Cast" for node in rounded.graph.node) > 500
+    for factor, size in ((0.05, (64, 96)), (1, (288, 256)), (20, (64, 96))):  # the second has more pixels than 65504
+        rgb, dep = room(*size)
         dep = np.minimum(dep * np.float32(factor), 65535)
         pred, confidence = run(model, rgb, dep)
-        halved, other = run(half.rounded(model), rgb, dep, graph_optimization_level=off)
+        halved, other = run(rounded, rgb, dep, graph_optimization_level=off)
         both = (pred > 0) & (halved > 0)
         assert both.mean() > 0.5 and np.abs(other - confidence).mean() < 0.01
         error = np.abs(halved / pred - 1)[both]
@@ -172,8 +188,7 @@ def test_depth_spreads_along_colour_before_any_training(refiner):
     dep[..., 24:40, 27:37] = 0
     depth, _ = refiner(color, dep)
     error = (depth / truth - 1).abs()[0, 0, 24:40, 27:37]
-    assert error.mean() < 0.06
-    assert error[:, [0, 1, 8, 9]].max() < 0.03
+    assert error.mean() < 0.008  # 0.014 without colour
 
 
 def test_holes_lie_where_their_kind_says():
@@ -200,8 +215,9 @@ def test_loss_is_least_at_the_truth_and_confidence_follows_the_error():
     truth = 1000 * torch.exp(target)
     least, terms = loss.loss(parts, truth)
     assert float(least) < 0.001, terms
-    for name, change in {"values": [target + 0.01, network.halved(target)], "slopes": [None, slope + 0.001],
-                         "confidence": -parts["confidence"]}.items():
+    for name, change in (("values", [target + 0.01, network.halved(target)]),
+                         ("values", [target, network.halved(target) + 0.01]),
+                         ("slopes", [None, slope + 0.001]), ("confidence", -parts["confidence"])):
         assert float(loss.loss({**parts, name: change}, truth)[0]) > float(least) + 0.001, name
     assert loss.trustworthiness(torch.tensor([0.001, 0.03, 0.07, 1])).tolist() == pytest.approx([1, 0.6, 0.4, 0])
 
