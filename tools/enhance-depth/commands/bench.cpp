@@ -108,8 +108,8 @@ Times measure(const BenchOptions& options, const std::vector<Input>& inputs, Eng
   return times;
 }
 
-// What ran the network of the engine that was loaded last, in words. The emulated board tells it by a
-// function that a real one has not.
+// What ran the network of the last engine loaded, in words. The emulated board has a function for this that a
+// real one lacks.
 std::string network_runner() {
   if (const auto emulated =
           reinterpret_cast<const char* (*)()>(dlsym(RTLD_DEFAULT, "emulated_board_network_runner"))) {

@@ -1,4 +1,4 @@
-// enhance-depth evaluate: what networks are worth, on frames whose truth is known or made known by hiding.
+// enhance-depth evaluate: measures networks on frames with a ground truth, or with pixels hidden from them.
 #include <algorithm>
 #include <cstdint>
 #include <iostream>
@@ -54,7 +54,7 @@ struct EvaluateOptions {
 
 constexpr std::uintmax_t kLargestComparison = 16U << 20U;
 
-// A frame of the recording, and the file of its truth; empty where it is made by hiding.
+// A frame of the recording, and its ground truth's file; empty if pixels are hidden instead.
 struct TrueFrame {
   FrameFiles files;
   fs::path truth;

@@ -1,4 +1,4 @@
-// The help texts: options with what they take, descriptions wrapped to the terminal.
+// The help texts: options with their arguments, descriptions wrapped to the terminal.
 #ifndef ENHANCE_DEPTH_TOOL_HELP_FORMATTER_H
 #define ENHANCE_DEPTH_TOOL_HELP_FORMATTER_H
 

@@ -32,7 +32,7 @@ struct InspectOptions {
   JsonOutput json;
 };
 
-// Of a hostile file, whose tensors may be millions, the beginning tells enough.
+// A hostile file may have millions of tensors; the first few are enough.
 constexpr std::size_t kMostLines = 40;
 
 // Calls `show` for each item, up to kMostLines, and says how many are left out.

@@ -23,8 +23,8 @@ std::function<std::string(const std::string&)> finite_in(double low, double high
 // --engine and --rgb-layout
 void add_engine_options(CLI::App& app, EngineOptions& options);
 
-// The colour layout that the engine has; planar for one that the library is going to refuse. Throws a
-// UsageError when the options contradict it.
+// The engine's colour layout; planar for an engine that the library will refuse. Throws a UsageError if the
+// options contradict it.
 RgbLayout choose_rgb_layout(const EngineOptions& options);
 
 // --depth-scale

@@ -14,7 +14,7 @@ class App;
 
 namespace enhance_depth_tool {
 
-// A folder, or places of images (folders or patterns): one of the two is set.
+// Either a folder, or the places of images (folders or patterns).
 struct RecordingOptions {
   std::filesystem::path input;
   std::string color;
@@ -26,12 +26,12 @@ struct RecordingOptions {
 // INPUT, --color, --depth, --max-difference, --every, --from and --to.
 void add_recording_options(CLI::App& app, RecordingOptions& options);
 
-// The wanted frames. Says on standard error when images are paired by nothing but their order. Throws a
-// UsageError when there is no such recording, or none is named.
+// The selected frames. Says on standard error if images are paired only by their order. Throws a UsageError
+// if there is no such recording, or none is named.
 Recording open_recording(const RecordingOptions& options);
 
-// What to say of a command line in which the shell replaced a pattern by the names that match it: several
-// files follow --color or --depth. Empty for another one.
+// The message for a command line in which the shell has expanded a pattern: several files follow --color or
+// --depth. Empty for any other.
 std::string explain_expanded_pattern(int argc, const char* const* argv);
 
 // The scale of a recording: the TUM layout has one of its own, unless the user gave another. Warns when the

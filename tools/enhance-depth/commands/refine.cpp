@@ -52,7 +52,7 @@ struct Images {
   cv::Mat depth;
 };
 
-// What is reported about a refined frame.
+// The report on a refined frame.
 struct Report {
   cv::Size size;
   bool grey_color = false;

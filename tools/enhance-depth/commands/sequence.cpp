@@ -69,8 +69,8 @@ void check_outputs(const SequenceOptions& options, const Recording& recording, c
 
 std::string ended(const std::string& sentence) { return sentence + (sentence.back() == '.' ? "" : "."); }
 
-// One range for the previews of all frames: that of the first depth that has any. It depends on the recording
-// alone, so that a resumed run makes the same pictures.
+// One range for the previews of all frames: that of the first depth image with any depth. It depends only on
+// the recording, so that a resumed run makes the same pictures.
 ValueRange preview_range(const Recording& recording, DepthScale scale, const InterruptGuard& interrupt) {
   for (const FrameFiles& frame : recording.frames) {
     if (interrupt.interrupted()) {
@@ -82,13 +82,13 @@ ValueRange preview_range(const Recording& recording, DepthScale scale, const Int
         return depth_range({depth});
       }
     } catch (const std::exception&) {
-      continue;  // will be reported when its turn comes
+      continue;  // reported when its turn comes
     }
   }
   return {1.0, 1000.0};
 }
 
-// The camera's rate by the time stamps, or the usual one without.
+// The camera's rate from the time stamps, or the usual one if there are none.
 double frames_per_second(const Recording& recording) {
   std::vector<double> intervals;
   for (std::size_t i = 1; i < recording.frames.size() && recording.timed; ++i) {
@@ -135,14 +135,14 @@ std::size_t number_of_engines(const SequenceOptions& options) {
   return options.jobs > 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
 }
 
-// An engine without confidence shows before anything is on the disk.
+// Refuses an engine without confidence before anything is written.
 void require_confidence(EnginePool& engines) {
   const EnginePool::Lease engine = engines.take();
   const cv::Mat depth = cv::Mat::zeros(480, 640, CV_16UC1);
   engine->require_confidence(engine->process(Bytes(3 * depth.total()), depth), "--confidence");
 }
 
-// Looks through what an earlier run left, and makes the folders.
+// Examines what an earlier run left, and creates the folders.
 FramesToDo begin(const SequenceOptions& options, const RunManifest& manifest, const Recording& recording,
                  const SequenceOutput& output, ResultJournal& journal) {
   const bool of_another_place = output.check_earlier_results(manifest, options.resume);
@@ -158,7 +158,7 @@ FramesToDo begin(const SequenceOptions& options, const RunManifest& manifest, co
   return to_do;
 }
 
-// Notes in the summary what cannot be written at the end of a run.
+// Records in the summary what cannot be written at the end of a run.
 void write_or_note(const char* what, const char* remedy, RunSummary& summary,
                    const std::function<void()>& write) {
   try {
@@ -177,7 +177,7 @@ std::vector<std::string> names_of(const Recording& recording) {
   return names;
 }
 
-// What belongs to the recording as a whole.
+// The outputs that belong to the recording as a whole.
 void write_the_whole(const Recording& recording, const SequenceOutput& output, const ResultJournal& journal,
                      VideoFile* video, RunSummary& summary) {
   if (summary.stopped_by

@@ -1,5 +1,5 @@
-// The subcommands. Each adds its options to `app` and returns what to do once the command line was read; the
-// action owns the options. It returns the exit status or throws a ToolError.
+// The subcommands. Each adds its options to `app` and returns the action to run once the command line has
+// been read. The action owns the options, and returns the exit status or throws a ToolError.
 #ifndef ENHANCE_DEPTH_TOOL_SUBCOMMANDS_H
 #define ENHANCE_DEPTH_TOOL_SUBCOMMANDS_H
 

@@ -14,25 +14,25 @@ struct JudgedPixel {
   float error;  // relative: |prediction - truth| / truth
 };
 
-// Sparsification: the mean error of the pixels that are left when the least confident ones are taken away,
-// beside that of an oracle who takes away the worst. The area between both, AUSE, is 0 for a perfect order
-// (Ilg et al., ECCV 2018).
+// Sparsification: the mean error of the pixels that remain after the least confident ones are removed,
+// compared with an oracle that removes the worst. The area between both curves, AUSE, is 0 for a perfect
+// order (Ilg et al., ECCV 2018).
 class Sparsification {
  public:
-  static constexpr std::size_t kSteps = 20;  // 0, 5, ..., 95 % taken away
+  static constexpr std::size_t kSteps = 20;  // 0, 5, ..., 95 % removed
 
-  // One frame's pixels; frames weigh equally. Pixels of equal confidence stay in their order; NaN counts as
-  // the lowest.
+  // One frame's pixels; all frames have the same weight. Pixels of equal confidence keep their order; NaN
+  // counts as the lowest.
   void add(std::vector<JudgedPixel> pixels);
 
   bool empty() const { return frames_ == 0; }
 
-  // Mean relative error with i / kSteps of the pixels taken away.
+  // Mean relative error with i / kSteps of the pixels removed.
   double by_confidence(std::size_t i) const { return by_confidence_[i] / static_cast<double>(frames_); }
   double by_error(std::size_t i) const { return by_error_[i] / static_cast<double>(frames_); }
 
-  // The mean over all steps of by_confidence - by_error, divided by the error with nothing taken away; 0 when
-  // there is none. NaN without pixels.
+  // The mean over all steps of by_confidence - by_error, divided by the error of all pixels; 0 if that is 0.
+  // NaN without pixels.
   double ause() const;
 
  private:
@@ -47,7 +47,7 @@ class Calibration {
  public:
   static constexpr std::size_t kBins = 10;
 
-  // Confidence beyond 0..1 counts as the nearer end, NaN as 0.
+  // Confidence outside 0..1 is clamped, NaN counts as 0.
   void add(float confidence, bool right);
 
   std::int64_t pixels(std::size_t bin) const { return bins_[bin].pixels; }

@@ -16,7 +16,7 @@ constexpr int kHeight = 240;
 constexpr int kTitle = 26;
 constexpr int kGap = 6;
 
-// Fitted into a cell, its shape kept.
+// Scales a picture to fit a cell, keeping its aspect ratio.
 cv::Mat thumbnail(const cv::Mat& picture) {
   const double factor =
       std::min(static_cast<double>(kWidth) / picture.cols, static_cast<double>(kHeight) / picture.rows);

@@ -12,7 +12,7 @@
 namespace enhance_depth_tool {
 
 // The frames on which the first engine did worst, as pictures: colour, truth, input and each engine's result,
-// in a row per frame. Keeps no more than its few rows, however many frames are offered.
+// one row per frame. Keeps only its few rows in memory, however many frames it is offered.
 class ContactSheet {
  public:
   // `columns` names the engines. Keeps the `rows` worst frames.

@@ -51,8 +51,7 @@ cv::Mat depth_edges(const cv::Mat& depth) {
 DepthBounds depth_bounds(const cv::Mat& depth, int radius) {
   DepthBounds bounds;
   cv::dilate(depth, bounds.farthest, square(radius));
-  // Unknown pixels must not win the minimum: as the largest value they do not, and no known depth loses to
-  // it.
+  // Unknown pixels must not become the minimum: they get the largest value, which no known depth exceeds.
   cv::Mat unknown_last = depth.clone();
   unknown_last.setTo(65535, depth == 0);
   cv::erode(unknown_last, bounds.nearest, square(radius));

@@ -1,4 +1,4 @@
-// How far depth is from the truth, over any number of frames, for each kind of pixel.
+// Errors of depth against the truth, over any number of frames, for each kind of pixel.
 #ifndef ENHANCE_DEPTH_TOOL_DEPTH_ERRORS_H
 #define ENHANCE_DEPTH_TOOL_DEPTH_ERRORS_H
 
@@ -10,27 +10,27 @@
 
 namespace enhance_depth_tool {
 
-// The kinds overlap: every pixel of known truth is visible or hidden, and may be one of the others besides.
+// The kinds overlap: every pixel of known truth is visible or hidden, and may also be one of the others.
 enum class PixelKind { kVisible, kHidden, kBlob, kBand, kFarSideBand, kNearEdge };
 inline constexpr std::array<PixelKind, 6> kPixelKinds{PixelKind::kVisible,     PixelKind::kHidden,
                                                       PixelKind::kBlob,        PixelKind::kBand,
                                                       PixelKind::kFarSideBand, PixelKind::kNearEdge};
 const char* name_of(PixelKind kind);
 
-// One frame as it is judged; all images are of one size.
+// One frame to evaluate; all images have the same size.
 struct JudgedFrame {
   cv::Mat truth;      // CV_16UC1, 0 unknown
-  cv::Mat input;      // CV_16UC1, what the network was given
-  cv::Mat hidden_as;  // CV_8UC1, HiddenAs; or empty when nothing was hidden on purpose
+  cv::Mat input;      // CV_16UC1, the network's input
+  cv::Mat hidden_as;  // CV_8UC1, HiddenAs; empty if nothing was hidden on purpose
   cv::Mat near_edge;  // CV_8UC1, 255 where the truth has an edge at most kEdgeRadius away
 };
 
 // 255 where a pixel of `frame` is of `kind`.
 cv::Mat pixels_of_kind(const JudgedFrame& frame, PixelKind kind);
 
-// Errors are those of pixels with a prediction; the shares within a ratio are of all pixels, so that leaving
-// a pixel empty never looks better than a good value. Ratios as Eigen et al., NIPS 2014: max(prediction /
-// truth, truth / prediction).
+// Errors are those of pixels with a prediction; the fractions within a ratio are of all pixels, so that
+// leaving a pixel empty never looks better than a good value. Ratios as in Eigen et al., NIPS 2014:
+// max(prediction / truth, truth / prediction).
 struct DepthErrors {
   std::int64_t pixels = 0;
   std::int64_t filled = 0;
@@ -42,7 +42,7 @@ struct DepthErrors {
   void add(int truth, int prediction);
   DepthErrors& operator+=(const DepthErrors& other);
 
-  // NaN without filled pixels (the shares: without pixels).
+  // NaN without filled pixels (the fractions: without pixels).
   double mean_absolute() const;
   double mean_relative() const;
   double root_mean_square() const;
@@ -56,8 +56,8 @@ inline constexpr std::array<double, 3> kRatios{1.05, 1.10, 1.25};
 using ErrorsByKind = std::array<DepthErrors, kPixelKinds.size()>;
 void add_errors(const JudgedFrame& frame, const cv::Mat& prediction, ErrorsByKind& errors);
 
-// Pixels near an edge, and those of them that hang in the air: predicted strictly between both sides, more
-// than a fifth of the step away from each, where the truth is not.
+// Pixels near an edge, and those of them that fly: predicted strictly between both sides, more than a fifth
+// of the step away from each, where the truth is not.
 struct FlyingPixels {
   std::int64_t pixels = 0;
   std::int64_t flying = 0;
@@ -65,8 +65,7 @@ struct FlyingPixels {
 };
 void add_flying_pixels(const JudgedFrame& frame, const cv::Mat& prediction, FlyingPixels& count);
 
-// How much was changed of what was measured: sum of |prediction - input| over the visible pixels that kept a
-// value.
+// The change of measured depth: the sum of |prediction - input| over the visible pixels that kept a value.
 struct VisibleChange {
   std::int64_t pixels = 0;
   double absolute = 0.0;

@@ -14,7 +14,7 @@ namespace {
 constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
 const cv::Scalar kInk(60, 60, 60);
 const cv::Scalar kGrid(225, 225, 225);
-// The colours of Okabe and Ito (2008), which people with any colour vision tell apart; as BGR.
+// The colours of Okabe and Ito (2008), which people with any colour vision can tell apart; as BGR.
 const std::array<cv::Scalar, 6> kColors{
     {{178, 114, 0}, {0, 94, 213}, {115, 158, 0}, {167, 121, 204}, {0, 159, 230}, {233, 180, 86}}};
 

@@ -9,8 +9,8 @@
 
 namespace enhance_depth_tool {
 
-// A BGR picture: relative error over the share of pixels kept, one line per engine with confidence, its
-// oracle's thin beside it; hidden pixels at the left, all pixels at the right.
+// A BGR picture: relative error over the fraction of pixels kept, a thick line per engine with confidence and
+// a thin one for its oracle; hidden pixels on the left, all pixels on the right.
 cv::Mat render_error_plot(const std::vector<Evaluation>& evaluations);
 
 }  // namespace enhance_depth_tool

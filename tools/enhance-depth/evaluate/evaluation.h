@@ -1,4 +1,4 @@
-// What one engine's results are worth, summed up over frames.
+// The quality of one engine's results, accumulated over frames.
 #ifndef ENHANCE_DEPTH_TOOL_EVALUATION_H
 #define ENHANCE_DEPTH_TOOL_EVALUATION_H
 
@@ -18,9 +18,9 @@ class Evaluation {
  public:
   explicit Evaluation(std::string engine) : engine_(std::move(engine)) {}
 
-  // `prediction` is CV_16UC1; `confidence` is CV_32FC1, or empty when the engine has none. Returns the
-  // frame's mean relative error at its hidden pixels, or at the visible ones when none is hidden, 0 when
-  // nothing is known: what frames are ranked by.
+  // `prediction` is CV_16UC1; `confidence` is CV_32FC1, or empty if the engine has none. Returns the frame's
+  // mean relative error, by which frames are ranked: at its hidden pixels, or at the visible ones if none is
+  // hidden, or 0 if no truth is known.
   double add(const JudgedFrame& frame, const cv::Mat& prediction, const cv::Mat& confidence,
              double library_ms);
 
@@ -49,7 +49,7 @@ class Evaluation {
 };
 
 // One figure of an evaluation: a name that is the same in every table, and its value in millimetres, percent
-// or as it is.
+// or without a unit.
 struct Figure {
   std::string kind;     // of pixel, or "all"
   std::string measure;  // "mean absolute error [mm]", ...

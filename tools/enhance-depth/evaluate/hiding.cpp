@@ -17,8 +17,7 @@ constexpr int kWidestShadow = 12;
 constexpr int kSmallestBlob = 3;
 constexpr int kLargestBlob = 15;
 
-// SplitMix64 (Steele, Lea, Flood, OOPSLA 2014). The standard library's distributions differ from one to the
-// next.
+// SplitMix64 (Steele, Lea, Flood, OOPSLA 2014). Distributions differ between standard libraries.
 class Random {
  public:
   Random(std::uint64_t seed, const std::string& name) : state_(seed) {
@@ -51,8 +50,7 @@ struct Tile {
   int width = 0;  // of its bands
 };
 
-// Every tile draws the same number of times whatever it draws, so that a change of one has no effect on the
-// next.
+// Every tile draws the same number of random values, so that a change in one tile does not affect the next.
 void draw(const cv::Mat& depth, Random& random, std::vector<Tile>& tiles, std::vector<Disc>& discs) {
   constexpr std::array<HiddenAs, 4> kChoices{kNotHidden, kBlob, kBand, kFarSideBand};
   for (int top = 0; top < depth.rows; top += kTile) {
@@ -77,7 +75,7 @@ void draw(const cv::Mat& depth, Random& random, std::vector<Tile>& tiles, std::v
 }
 
 void hide_band(const cv::Mat& depth, const cv::Mat& edges, const Tile& tile, cv::Mat& hidden) {
-  // Edges beside the tile reach into it.
+  // Bands of edges outside the tile reach into it.
   const cv::Rect seen =
       (tile.area + cv::Size(2 * tile.width, 2 * tile.width) - cv::Point(tile.width, tile.width)) &
       cv::Rect({0, 0}, depth.size());

@@ -1,5 +1,5 @@
-// Ground truth without a second sensor: measured pixels are taken away from a depth image, so that what a
-// network puts there can be compared with what was measured.
+// Ground truth without a second sensor: hides measured pixels of a depth image, so that the depth that a
+// network fills in can be compared with the measurement.
 #ifndef ENHANCE_DEPTH_TOOL_HIDING_H
 #define ENHANCE_DEPTH_TOOL_HIDING_H
 
@@ -24,10 +24,10 @@ struct HiddenPixels {
   cv::Mat hidden;  // CV_8UC1: HiddenAs of every pixel; only pixels that were measured are ever hidden
 };
 
-// The recipe: the image is cut into tiles of 64 x 64 pixels, and each tile draws what happens in it: bands (1
-// in 4), far-side bands (1 in 4), one to three blobs (1 in 4) or nothing. What is drawn depends on `seed` and
-// on `name`, the frame's name, alone, and all of it is integer arithmetic, so that a frame loses the same
-// pixels in any recording and on any machine.
+// The image is divided into tiles of 64 x 64 pixels, and each tile draws what is hidden in it: bands (1 in
+// 4), far-side bands (1 in 4), one to three blobs (1 in 4) or nothing. The draw depends only on `seed` and on
+// `name`, the frame's name, and uses only integer arithmetic, so that a frame loses the same pixels in any
+// recording and on any machine.
 HiddenPixels hide_pixels(const cv::Mat& depth, std::uint64_t seed, const std::string& name);
 
 }  // namespace enhance_depth_tool

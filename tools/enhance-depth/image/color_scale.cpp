@@ -16,7 +16,7 @@ const cv::Vec3b kNoDepthColor(0, 0, 0);
 
 namespace {
 
-constexpr int kDarkest = 24;  // TURBO below and above these is so dark that it could be taken for "no depth"
+constexpr int kDarkest = 24;  // beyond these, TURBO is so dark that it could be taken for "no depth"
 constexpr int kLast = 240;
 
 // The 8-bit level of every depth value.
@@ -108,7 +108,7 @@ cv::Mat depth_color_bar(cv::Size size) { return turbo(ramp(size)); }
 cv::Mat confidence_color_bar(cv::Size size) { return cividis(ramp(size)); }
 
 std::vector<Tick> depth_ticks(ValueRange metres, int length, int spacing) {
-  // From coarse steps to fine ones, each multiple that has room between those already there.
+  // From coarse steps to fine ones, adds each multiple for which there is room.
   std::vector<Tick> ticks;
   const auto has_room = [&](double position) {
     return std::none_of(ticks.begin(), ticks.end(), [&](const Tick& tick) {

@@ -9,17 +9,17 @@
 
 namespace enhance_depth_tool {
 
-// The values at the two ends of a scale; values beyond take the colour of the end.
+// The values at the two ends of a scale; values beyond get the colour of the end.
 struct ValueRange {
   double low = 0.0;
   double high = 1.0;
 };
 
 // From the 1st to the 99th percentile of the valid pixels of all `depths` together, so that a few outliers do
-// not take the contrast from all the rest. Never empty: high > low.
+// not cost everything else its contrast. Never empty: high > low.
 ValueRange depth_range(const std::vector<cv::Mat>& depths);
 
-// 0..1 when all finite values of `confidence` lie there, else from the smallest to the largest.
+// 0..1 if all finite values of `confidence` are in that range, otherwise from the smallest to the largest.
 ValueRange confidence_range(const cv::Mat& confidence);
 
 // Where `depth` lies on the scale: 0 at range.low, 1 at range.high, and linear in 1 / depth between, as a
@@ -27,7 +27,7 @@ ValueRange confidence_range(const cv::Mat& confidence);
 // noise looks the same at all distances. Needs range.low > 0 and depth > 0.
 double depth_position(double depth, ValueRange range);
 
-// The colour of pixels without depth, which is none of the scale's.
+// The colour of pixels without depth, which does not occur in the scale.
 extern const cv::Vec3b kNoDepthColor;
 
 // `depth` (CV_16UC1) as a BGR picture: blue is near, red is far, kNoDepthColor where there is none.
@@ -40,8 +40,8 @@ cv::Mat colorize_confidence(const cv::Mat& confidence, ValueRange range);
 cv::Mat depth_color_bar(cv::Size size);
 cv::Mat confidence_color_bar(cv::Size size);
 
-// The round values to write at a bar of `range` in metres that is `length` pixels long: as many as fit when
-// each needs `spacing` pixels. Sorted; at least one.
+// The round values to label a bar of `range` in metres that is `length` pixels long: as many as fit if each
+// needs `spacing` pixels. Sorted; at least one.
 struct Tick {
   double metres;
   double position;  // see depth_position()

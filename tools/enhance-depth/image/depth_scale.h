@@ -1,4 +1,4 @@
-// What one unit of a depth image is.
+// The unit of a depth image.
 #ifndef ENHANCE_DEPTH_TOOL_DEPTH_SCALE_H
 #define ENHANCE_DEPTH_TOOL_DEPTH_SCALE_H
 

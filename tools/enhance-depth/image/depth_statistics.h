@@ -1,4 +1,4 @@
-// What a depth image holds, in its own unit. 0 means "no depth" and counts as invalid.
+// Statistics of a depth image, in its own unit. 0 means "no depth" and counts as invalid.
 #ifndef ENHANCE_DEPTH_TOOL_DEPTH_STATISTICS_H
 #define ENHANCE_DEPTH_TOOL_DEPTH_STATISTICS_H
 
@@ -28,7 +28,7 @@ class DepthHistogram {
 
 struct DepthStatistics {
   double valid_share = 0.0;
-  std::uint16_t nearest = 0;  // these three over the valid pixels, 0 when there are none
+  std::uint16_t nearest = 0;  // these three over the valid pixels; 0 if there are none
   std::uint16_t median = 0;
   std::uint16_t farthest = 0;
 };

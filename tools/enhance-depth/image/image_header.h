@@ -1,5 +1,5 @@
-// What an image file says about its image, read before anything is decoded: it tells why a file is refused,
-// and it keeps a small file from exhausting memory or patience in a decoder.
+// What an image file states about its image, read before anything is decoded: it gives the reason for
+// refusing a file, and keeps a small file from exhausting memory or time in a decoder.
 #ifndef ENHANCE_DEPTH_TOOL_IMAGE_HEADER_H
 #define ENHANCE_DEPTH_TOOL_IMAGE_HEADER_H
 
@@ -20,8 +20,8 @@ struct ImageHeader {
   int bits = 0;      // per channel
   int channels = 0;  // of the decoded image: 3 for a palette
   SampleType sample_type = SampleType::kUnsigned;
-  // Why the file cannot be decoded, as a clause after its name, for example "is damaged"; empty when nothing
-  // speaks against it.
+  // Why the file cannot be decoded, as a clause after its name, for example "is damaged"; empty if no reason
+  // is known.
   std::string fault;
 
   // Of the formats whose pixels are stored as they are, kPnm and kNpy:
@@ -29,17 +29,18 @@ struct ImageHeader {
   bool big_endian = false;
 };
 
-// Never reads outside [data, data + size) and never fails: what it cannot make out is kOther or has a fault.
+// Never reads outside [data, data + size) and never fails: a file that it does not understand is kOther or
+// has a fault.
 ImageHeader read_image_header(const std::uint8_t* data, std::size_t size);
 
-// The format that `data` seems to have, of those that are not read; empty when it is not known. For people.
+// The name of the unsupported format that `data` seems to have; empty if unknown. For messages.
 std::string name_of_other_format(const std::uint8_t* data, std::size_t size);
 
-// Whether the checksum of every chunk of a PNG file is right, and the last one is there. The decoder would
-// write its own words about it into the middle of the tool's.
+// Whether the checksum of every chunk of a PNG file is right, and the last chunk is there. The decoder would
+// print its own messages in the middle of the tool's.
 bool is_intact_png(const std::uint8_t* data, std::size_t size);
 
-// For the readers of single formats; each is given a file that begins as its format does.
+// The readers of single formats; each gets a file that begins as its format does.
 inline constexpr const char* kDamaged = "is cut short or damaged";
 std::uint32_t read_big_endian(const std::uint8_t* data, int bytes);
 void read_jpeg_header(const std::uint8_t* data, std::size_t size, ImageHeader& header);

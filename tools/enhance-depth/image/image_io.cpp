@@ -67,7 +67,7 @@ ImageHeader checked_header(const Bytes& file, const std::string& name, const cha
   return header;
 }
 
-// The pixels of a file that stores them as they are; empty when the file ends before they do.
+// The pixels of a file that stores them uncompressed; empty if the file ends before they do.
 cv::Mat plain_pixels(const Bytes& file, const ImageHeader& header) {
   const int depth = header.sample_type == SampleType::kFloat ? (header.bits == 32 ? CV_32F : CV_64F)
                     : header.bits == 16                      ? CV_16U

@@ -1,7 +1,7 @@
 // Images in and out of files. Input is colour (8-bit PNG, JPEG, PPM, PGM, TIFF) and depth (16-bit PNG, PGM,
 // TIFF, NPY, and floats in metres as TIFF or NPY); anything else is refused with a UsageError that names the
-// file, the reason and the remedy. An image is taken as it is stored: orientation notes of a JPEG file are
-// not applied, because depth images carry none.
+// file, the reason and the remedy. An image is taken as stored: the orientation tag of a JPEG file is
+// ignored, because depth images have none.
 #ifndef ENHANCE_DEPTH_TOOL_IMAGE_IO_H
 #define ENHANCE_DEPTH_TOOL_IMAGE_IO_H
 
@@ -20,28 +20,27 @@ namespace enhance_depth_tool {
 // image.
 inline constexpr int kLongestSide = 8192;
 
-// A file that is larger is no image within kLongestSide.
+// A larger file cannot hold an image within kLongestSide.
 inline constexpr std::uintmax_t kMaxFileBytes = std::uintmax_t{1} << 30;
 
 // CV_8UC3 in BGR order; a grey image becomes three equal channels. `name` stands for the file in errors.
 cv::Mat decode_color(const Bytes& file, const std::string& name);
 
-// CV_16UC1. Metres become units of `scale`, rounded; what is not a positive number or does not fit into 16
-// bits becomes 0, no depth.
+// CV_16UC1. Metres become units of `scale`, rounded; values that are not positive numbers or do not fit into
+// 16 bits become 0, no depth.
 cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scale);
 
 cv::Mat read_color(const std::filesystem::path& path);
 cv::Mat read_depth(const std::filesystem::path& path, DepthScale scale);
 
-// Whether a file can be nothing but a colour image, or nothing but a depth image: tells a mix-up from other
-// mistakes.
+// Whether a file can only be a colour image, or only a depth image: tells a mix-up from other mistakes.
 bool holds_color(const Bytes& file);
 bool holds_depth(const Bytes& file);
 
 // Whether the three channels of a CV_8UC3 image are equal everywhere.
 bool is_grey(const cv::Mat& color);
 
-// Throws a UsageError unless the two images have one size.
+// Throws a UsageError unless the two images have the same size.
 void require_same_size(const cv::Mat& color, const std::string& color_name, const cv::Mat& depth,
                        const std::string& depth_name);
 

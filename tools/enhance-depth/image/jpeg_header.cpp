@@ -1,4 +1,4 @@
-// The headers of JPEG files: everything that the decoder will see, in the way in which it looks for it.
+// The headers of JPEG files: everything that the decoder will see, found in the way the decoder does.
 #include "image/image_header.h"
 
 namespace enhance_depth_tool {
@@ -14,17 +14,17 @@ enum Marker : std::uint8_t {
 };
 
 bool is_start_of_frame(std::uint8_t marker) {
-  // 0xc4, 0xc8 and 0xcc lie in the same range and mean something else.
+  // 0xc4, 0xc8 and 0xcc are in the same range but mean something else.
   return marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
 }
 
-// A marker that stands alone. Those below the frames' are either that or none that a decoder takes.
+// A marker without a length. Those below the frames' markers are either that or refused by decoders.
 bool has_no_length(std::uint8_t marker) {
   return marker < 0xc0 || (marker >= kRestart0 && marker <= kRestart7);
 }
 
-// Moves `at` behind the next marker and returns it; 0 at the end of the file. Skips what is no marker:
-// pixels, garbage, fill bytes, and the zero that follows a 0xff of the pixels.
+// Moves `at` past the next marker and returns it; 0 at the end of the file. Skips everything else: pixels,
+// garbage, fill bytes, and the zero that follows a 0xff in the pixels.
 std::uint8_t next_marker(const std::uint8_t* data, std::size_t size, std::size_t& at) {
   while (at + 1 < size) {
     const bool found = data[at] == 0xff && data[at + 1] != 0xff && data[at + 1] != 0;
@@ -38,8 +38,8 @@ std::uint8_t next_marker(const std::uint8_t* data, std::size_t size, std::size_t
 
 }  // namespace
 
-// Walks over all segments up to the end-of-image marker. A decoder fills up what a cut file lacks without a
-// word, so that marker has to be there. Every scan of a progressive file costs a pass over the whole image.
+// Walks over all segments up to the end-of-image marker. That marker is required, because a decoder silently
+// fills in what a truncated file lacks. Every scan of a progressive file costs a pass over the whole image.
 void read_jpeg_header(const std::uint8_t* data, std::size_t size, ImageHeader& header) {
   constexpr int kMostScans = 64;  // encoders write about ten
   header.fault = kDamaged;

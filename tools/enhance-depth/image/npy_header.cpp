@@ -9,7 +9,7 @@
 namespace enhance_depth_tool {
 namespace {
 
-// What follows 'key': in the dictionary; empty when the key is missing.
+// The text after 'key': in the dictionary; empty if the key is missing.
 std::string_view value_of(std::string_view dictionary, std::string_view key) {
   const std::string quoted = "'" + std::string(key) + "':";
   const std::size_t at = dictionary.find(quoted);
@@ -58,7 +58,7 @@ bool read_shape(std::string_view text, std::array<std::int64_t, 3>& shape) {
 
 void read_npy_header(const std::uint8_t* data, std::size_t size, ImageHeader& header) {
   header.fault = kDamaged;
-  constexpr std::size_t kLengthAt = 8;  // behind the signature and two bytes of version
+  constexpr std::size_t kLengthAt = 8;  // after the signature and two bytes of version
   if (size < kLengthAt + 4) {
     return;
   }

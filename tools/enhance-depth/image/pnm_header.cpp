@@ -1,5 +1,5 @@
 // The headers of binary PGM and PPM files: three numbers between white space and comments, then the pixels,
-// of which those with more than 8 bits come with the high byte first.
+// which are big-endian if they have more than 8 bits.
 #include <algorithm>
 #include <string_view>
 
@@ -10,7 +10,7 @@ namespace {
 
 bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-// Takes the next number from the front of `text`; -1 when there is none, or one of more than nine digits.
+// Removes the next number from the front of `text`; -1 if there is none, or one of more than nine digits.
 std::int64_t take_number(std::string_view& text) {
   while (!text.empty() && (is_space(text.front()) || text.front() == '#')) {
     const bool is_comment = text.front() == '#';

@@ -65,7 +65,7 @@ cv::Mat scaled(const cv::Mat& picture, cv::Size size) {
 struct Panel {
   cv::Mat picture;
   std::string title;
-  std::string remark;  // shown after the title, less prominent
+  std::string remark;  // shown after the title, less prominently
 };
 
 // Draws a panel whose cell starts at `corner`; the picture is centred in a cell that is wider than it.

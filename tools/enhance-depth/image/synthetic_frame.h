@@ -1,4 +1,4 @@
-// Frames that look to a network like those of a camera, for measuring without a recording.
+// Frames that resemble a camera's, for measuring without a recording.
 #ifndef ENHANCE_DEPTH_TOOL_SYNTHETIC_FRAME_H
 #define ENHANCE_DEPTH_TOOL_SYNTHETIC_FRAME_H
 

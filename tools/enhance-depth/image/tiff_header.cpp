@@ -1,5 +1,5 @@
-// The headers of TIFF files, of which only plain ones are read: one kind of sample, stored in strips or
-// modest tiles, with one of the lossless compressions that cameras' tools write.
+// The headers of TIFF files. Only plain ones are accepted: one kind of sample, stored in strips or tiles of
+// moderate size, with one of the lossless compressions that cameras' tools write.
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -46,8 +46,8 @@ class Directory {
     return true;
   }
 
-  // The value of an entry of whole numbers, which is the same for all samples; `absent` when there is none.
-  // Nothing when it is of another type or lies outside of the file, or when the samples differ.
+  // The value of an integer entry that is the same for all samples; `absent` if there is no such entry.
+  // std::nullopt if it has another type or is outside the file, or if the samples differ.
   std::optional<std::uint32_t> value(Tag tag, std::uint32_t absent) const {
     constexpr std::uint32_t kShort = 3;
     constexpr std::uint32_t kLong = 4;
@@ -75,7 +75,7 @@ class Directory {
   }
 
  private:
-  // Of `bytes` bytes at an offset of the file; nothing when they are not there.
+  // A number of `bytes` bytes at an offset of the file; std::nullopt if the file ends before.
   std::optional<std::uint32_t> number(std::size_t at, int bytes) const {
     if (at > size_ || size_ - at < static_cast<std::size_t>(bytes)) {
       return std::nullopt;

@@ -34,7 +34,7 @@ class VideoFile::Implementation {
       return Descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)).get() >= 0;
     });
     constexpr int kAnySide = 64;
-    open_writer({kAnySide, kAnySide});  // a missing encoder shows now, not after the first frame
+    open_writer({kAnySide, kAnySide});  // reports a missing encoder now, not after the first frame
     writer_.release();
   }
   Implementation(const Implementation&) = delete;
@@ -53,7 +53,7 @@ class VideoFile::Implementation {
       throw ToolError(kFramesFailed, "there was no frame to show.");
     }
     writer_.release();
-    // The writer does not tell when it failed, such as on a full disk.
+    // The writer does not report failures, such as a full disk.
     if (cv::VideoCapture(part_->path()).get(cv::CAP_PROP_FRAME_COUNT) != pictures_) {
       throw ToolError(
           kFramesFailed,

@@ -11,7 +11,7 @@
 namespace enhance_depth_tool {
 namespace {
 
-// What the library configures when it loads an engine.
+// The size that the library configures when it loads an engine.
 constexpr std::int64_t kHeight = 480;
 constexpr std::int64_t kWidth = 640;
 
@@ -106,7 +106,7 @@ class Checker {
     if (tensor->direction != role.direction) {
       violation(role.name, std::string("it is an ") + direction_name(tensor->direction) + "; make it an " +
                                direction_name(role.direction) + ".");
-      return;  // its shape is another one's
+      return;  // its shape is reported with another tensor
     }
     if (tensor->type != role.type) {
       const bool color = role.type == std::string("UINT8");
@@ -127,7 +127,7 @@ class Checker {
     }
   }
 
-  // Tensors that may be meant by a role which is missing.
+  // Tensors that may be meant for a role that is missing.
   std::string candidates(const Role& role) const {
     constexpr int kMost = 4;
     int count = 0;
@@ -241,7 +241,7 @@ class Checker {
     for (const char* name : {"rgb", "dep"}) {
       const TensorInfo* tensor = find_tensor(model_, name);
       if (tensor == nullptr || !tensor->shape) {
-        continue;  // said elsewhere
+        continue;  // reported elsewhere
       }
       const Shape wanted = wanted_shape(name, tensor->shape->size());
       if (wanted.empty()) {

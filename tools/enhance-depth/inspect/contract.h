@@ -9,14 +9,14 @@
 
 namespace enhance_depth_tool {
 
-// A way in which a model does not fit the library, in one line: what it concerns, what is wrong, what to
+// A way in which a model does not meet the contract, in one line: what it concerns, what is wrong, what to
 // change.
 struct Violation {
   std::string subject;  // a tensor's display_name(), "tensors" or "profiles"
   std::string text;
 };
 
-// All violations of a model, in the order of the contract; none when it fits.
+// All violations of a model, in the order of the contract; none if it fits.
 std::vector<Violation> check_contract(const ModelInfo& model);
 
 }  // namespace enhance_depth_tool

@@ -30,7 +30,7 @@ class MessageCollector final : public nvinfer1::ILogger {
       const std::size_t size = std::char_traits<char>::length(message);
       messages_.push_back(printable({message, std::min(size, kLongest)}) + (size > kLongest ? "..." : ""));
     } catch (const std::exception&) {
-      // Without memory for it the message is lost.
+      // Out of memory: the message is lost.
     }
   }
 
@@ -44,8 +44,8 @@ class MessageCollector final : public nvinfer1::ILogger {
   std::vector<std::string> messages_;
 };
 
-// TensorRT gives null plus the offset of a base class for what it could not make: an address in the first
-// page is no object.
+// For an object that it could not create, TensorRT returns null plus the offset of a base class: an address
+// in the first page is not an object.
 template <typename Object>
 std::unique_ptr<Object> owned(Object* made) {
   constexpr std::uintptr_t kFirstPage = 4096;
@@ -74,7 +74,7 @@ std::string type_name(nvinfer1::DataType type) {
       return "INT64";
     case nvinfer1::DataType::kINT4:
       return "INT4";
-    default:  // of a TensorRT that is newer than these headers
+    default:  // from a TensorRT newer than these headers
       return "UNKNOWN (TensorRT type " + std::to_string(static_cast<int>(type)) + ")";
   }
 }
@@ -132,7 +132,7 @@ ModelInfo describe(const nvinfer1::ICudaEngine& engine) {
 LoadedEngine load_engine(const std::filesystem::path& path) {
   constexpr std::uintmax_t kMostBytes = std::uintmax_t{16} << 30;
   const Bytes file = read_file(path, "engine", kMostBytes);
-  MessageCollector collector;  // outlives all that reports to it
+  MessageCollector collector;  // outlives everything that reports to it
   LoadedEngine loaded;
   const auto runtime = owned(nvinfer1::createInferRuntime(collector));
   const auto engine = runtime ? owned(runtime->deserializeCudaEngine(file.data(), file.size())) : nullptr;

@@ -13,7 +13,7 @@
 namespace enhance_depth_tool {
 
 struct LoadedEngine {
-  std::optional<ModelInfo> model;     // none: TensorRT refuses the file
+  std::optional<ModelInfo> model;     // none if TensorRT refuses the file
   std::vector<std::string> messages;  // the errors that TensorRT reported, the first few, fit to be shown
 };
 
@@ -21,8 +21,8 @@ struct LoadedEngine {
 // cannot be read.
 LoadedEngine load_engine(const std::filesystem::path& path);
 
-// The colour layout that the rank of the rgb tensor tells; none when it tells none, or TensorRT refuses the
-// engine.
+// The colour layout according to the rank of the rgb tensor; none if the rank fits neither, or if TensorRT
+// refuses the engine.
 std::optional<RgbLayout> rgb_layout_of(const std::filesystem::path& engine);
 
 }  // namespace enhance_depth_tool

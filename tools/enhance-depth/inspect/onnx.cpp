@@ -55,8 +55,8 @@ TensorInfo describe(const enhance_depth_onnx::Tensor& tensor, Direction directio
   return info;
 }
 
-// By graph input, the first operator that takes it as it is: neither casts it nor looks at its shape only. An
-// Identity hands on what it takes. The operators of a graph come in the order in which they run.
+// For each graph input, the first operator that uses it as it is, other than a cast or one that uses only its
+// shape. An Identity passes its input on. The operators of a graph are in the order in which they run.
 std::map<std::string, std::string> computing_operators(const enhance_depth_onnx::Model& model) {
   std::map<std::string, std::string> input_of;  // by value: the graph input that it is
   for (const auto& input : model.inputs) {

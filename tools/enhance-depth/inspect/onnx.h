@@ -9,8 +9,8 @@
 
 namespace enhance_depth_tool {
 
-// Whether a file that begins like this can be an ONNX model, so that nothing else, such as a large engine,
-// need be read to its end.
+// Whether a file that begins like this can be an ONNX model, so that other files, such as large engines, need
+// not be read to the end.
 bool begins_like_onnx(const Bytes& beginning);
 
 // What an ONNX model says; nothing when `file` is not one.

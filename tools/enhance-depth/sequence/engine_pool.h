@@ -15,7 +15,7 @@ namespace enhance_depth_tool {
 // take() from any thread.
 class EnginePool {
  public:
-  // An engine for one frame; it goes back when this ends.
+  // An engine for one frame; returned to the pool on destruction.
   class Lease {
    public:
     explicit Lease(EnginePool& pool) : pool_(pool) { pool_.free_.pop(engine_); }

@@ -12,7 +12,7 @@ namespace enhance_depth_tool {
 
 FolderLock::FolderLock(const std::filesystem::path& folder)
     : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-  // A file system without locks gets none, nor does a folder that may be written to and not read.
+  // Goes without a lock on a file system that has none, and in a folder that may be written to but not read.
   if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     close(descriptor_);
     throw UsageError("Another run writes to the output folder " + folder.string() +

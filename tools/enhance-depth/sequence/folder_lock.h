@@ -6,7 +6,8 @@
 
 namespace enhance_depth_tool {
 
-// Keeps other runs out of a folder while it lives; the system lets go of it however the process ends.
+// Keeps other runs out of a folder for as long as it exists; the system releases the lock however the process
+// ends.
 class FolderLock {
  public:
   // Throws a UsageError when another run holds the folder.

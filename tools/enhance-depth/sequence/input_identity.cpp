@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// All but the checksum; nothing for what is not there.
+// All but the checksum; std::nullopt for a file that does not exist.
 std::optional<InputIdentity> describe(const fs::path& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
@@ -29,7 +29,8 @@ std::optional<InputIdentity> describe(const fs::path& path) {
 
 IdentifiedInput read_identified(const fs::path& path) {
   IdentifiedInput input;
-  input.identity = describe(path).value_or(InputIdentity());  // before it is read: a later change then shows
+  input.identity =
+      describe(path).value_or(InputIdentity());  // before the file is read, so that a later change shows
   input.content = read_file(path, "image", kMaxFileBytes);
   input.identity.bytes = input.content.size();
   input.identity.crc32 = static_cast<std::uint32_t>(crc32_z(0, input.content.data(), input.content.size()));

@@ -1,4 +1,4 @@
-// Which file a result was made of.
+// Identifies a file that a result was made from.
 #ifndef ENHANCE_DEPTH_TOOL_INPUT_IDENTITY_H
 #define ENHANCE_DEPTH_TOOL_INPUT_IDENTITY_H
 
@@ -22,11 +22,11 @@ struct IdentifiedInput {
   InputIdentity identity;
 };
 
-// The content of an image file with its identity. Throws as read_file() does.
+// The content of an image file and its identity. Throws as read_file() does.
 IdentifiedInput read_identified(const std::filesystem::path& path);
 
-// Whether `path` has the content that it had: reads it only when name or time of the last change differ. A
-// file that cannot be looked at is not known to have another.
+// Whether `path` still has the same content; reads it only if name or modification time differ. A file that
+// cannot be examined counts as unchanged.
 bool has_content_of(const InputIdentity& identity, const std::filesystem::path& path);
 
 }  // namespace enhance_depth_tool

@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Makes sure that there is such a folder and that files can be created in it.
+// Makes sure that the folder exists and that files can be created in it.
 void create_folder(const fs::path& folder) {
   const auto refuse = [&](const std::string& failed, const std::string& reason) {
     throw UsageError("The output folder " + folder.string() + " cannot be " + failed + ": " + reason +

@@ -5,7 +5,7 @@
 //   preview/NAME.jpg       if asked for
 //   depth.txt, rgb.txt     for a recording with time stamps: with these it has the TUM layout
 //   run.json               the engine and options that all results were made with
-//   results.jsonl          what each result was made of
+//   results.jsonl          what each result was made from
 //
 // The colour images of the TUM layout are those of the recording.
 //
@@ -37,31 +37,31 @@ class SequenceOutput {
   std::filesystem::path confidence(const FrameFiles& frame) const;
   std::filesystem::path preview(const FrameFiles& frame) const;
 
-  // The files of a frame by their kind: depth, confidence and preview, as far as they are wanted.
+  // The files of a frame by kind: depth, and confidence and preview if wanted.
   std::map<std::string, std::filesystem::path> files(const FrameFiles& frame) const;
 
-  // Whether all files of the frame are there, of the sizes that they had when they were written.
+  // Whether all files of the frame exist and still have the sizes with which they were written.
   bool is_complete(const FrameFiles& frame, const ResultRecord& record) const;
 
-  // Removes the files of a frame, as far as they are there.
+  // Removes those files of a frame that exist.
   void remove(const FrameFiles& frame) const;
 
   // All files that refining `recording` writes into the folder.
   std::vector<std::filesystem::path> files(const Recording& recording) const;
 
-  // Throws a UsageError when results would get into a folder with images of `recording`.
+  // Throws a UsageError if results would be written into a folder with images of `recording`.
   void require_apart_from(const Recording& recording) const;
 
-  // Throws a UsageError when an earlier run left any result or list, whatever recording it was over and
-  // whatever this one will write; with `resume`, unless they have an equal `manifest`. Returns whether those
-  // of another place may be among them.
+  // Throws a UsageError if an earlier run left any result or list, from whatever recording and whatever this
+  // run will write; with `resume`, unless they have an equal `manifest`. Returns whether some of them may be
+  // from another place.
   bool check_earlier_results(const RunManifest& manifest, bool resume) const;
 
-  // Creates the folder without those in it, and keeps other runs out. Throws a UsageError when it cannot be
-  // created or written to, or when another run holds it.
+  // Creates the folder, without its subfolders, and keeps other runs out. Throws a UsageError if it cannot be
+  // created or written to, or if another run holds it.
   FolderLock lock() const;
 
-  // Creates the folders in it. Throws a UsageError when one cannot be created or written to.
+  // Creates its subfolders. Throws a UsageError if one cannot be created or written to.
   void create_folders() const;
 
   // Writes run.json. Throws a ToolError.
@@ -69,7 +69,7 @@ class SequenceOutput {
 
   std::filesystem::path journal() const { return folder_ / "results.jsonl"; }
 
-  // Writes depth.txt and rgb.txt about those frames of a timed `recording` that are in `journal`. Throws a
+  // Writes depth.txt and rgb.txt for the frames of a timed `recording` that are in `journal`. Throws a
   // ToolError.
   void write_lists(const Recording& recording, const ResultJournal& journal) const;
 

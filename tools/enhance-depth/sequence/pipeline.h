@@ -1,4 +1,4 @@
-// Items on their way from a source through work, many at a time, to an end that takes them in their order.
+// Passes items from a source through work, many at a time, to an end that takes them in their original order.
 #ifndef ENHANCE_DEPTH_TOOL_PIPELINE_H
 #define ENHANCE_DEPTH_TOOL_PIPELINE_H
 
@@ -16,20 +16,20 @@ namespace enhance_depth_tool {
 
 template <typename Item>
 struct PipelineStages {
-  std::function<std::optional<Item>()> next;  // one call at a time; nothing when there are no more
+  std::function<std::optional<Item>()> next;  // one call at a time; std::nullopt if there are no more
   std::function<void(Item&)> work;            // many calls at a time, each with an item of its own
   std::function<void(Item&)> finish;          // one call at a time, in the order of next()
 };
 
 struct PipelineLimits {
   int threads;
-  std::size_t items;  // on their way at a time
+  std::size_t items;  // in the pipeline at a time
 };
 
 namespace pipeline_detail {
 
-// Orders what was done in one turn before what is done in the next, on whatever threads; turns follow one
-// another. TBB orders them too, but in a library that the thread sanitizer does not see.
+// Orders the work of one turn before that of the next, on whatever threads; turns follow one another. TBB
+// orders them too, but in a library that the thread sanitizer does not see.
 class Gate {
  public:
   class Turn {
@@ -70,8 +70,8 @@ struct Slots : std::vector<Slot<Item>> {
 
 }  // namespace pipeline_detail
 
-// Passes every item through the stages. Returns when all are through. When a stage throws, the calls that are
-// under way end, what waits is dropped, and the exception is thrown here.
+// Passes every item through the stages and returns when all are done. If a stage throws, the calls in
+// progress are completed, waiting items are dropped, and the exception is rethrown here.
 template <typename Item>
 void run_pipeline(const PipelineStages<Item>& stages, PipelineLimits limits) {
   using Slot = pipeline_detail::Slot<Item>;
@@ -94,7 +94,7 @@ void run_pipeline(const PipelineStages<Item>& stages, PipelineLimits limits) {
   };
   const auto work = [&](Slot* slot) {
     const Turn turn(slot->gate);
-    // A thread that waits inside, such as in an image filter of OpenCV's, begins no other item meanwhile.
+    // Keeps a thread that waits inside, such as in one of OpenCV's image filters, from starting another item.
     tbb::this_task_arena::isolate([&] { stages.work(*slot->item); });
     return slot;
   };
@@ -104,8 +104,7 @@ void run_pipeline(const PipelineStages<Item>& stages, PipelineLimits limits) {
     tbb::this_task_arena::isolate([&] { stages.finish(*slot->item); });
     slot->item.reset();
   };
-  // TBB starts no more threads than there are cores unless it is told to; a stage may wait for a disk or a
-  // GPU.
+  // By default TBB starts no more threads than there are cores, but a stage may wait for a disk or a GPU.
   const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
                                     static_cast<std::size_t>(limits.threads));
   tbb::task_arena arena(limits.threads);

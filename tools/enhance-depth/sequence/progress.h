@@ -1,4 +1,4 @@
-// How far a long run is: one line that is kept up to date on a terminal, a plain line now and then elsewhere.
+// Progress of a long run: one line that is updated on a terminal, otherwise a plain line now and then.
 #ifndef ENHANCE_DEPTH_TOOL_PROGRESS_H
 #define ENHANCE_DEPTH_TOOL_PROGRESS_H
 
@@ -16,16 +16,16 @@ class Progress {
     int width = 80;  // columns of the terminal
   };
 
-  // Writes to `stream` about `total` frames. `seconds` tells the time since the run began.
+  // Reports on `total` frames to `stream`. `seconds` returns the time since the run began.
   Progress(std::ostream& stream, Style style, std::int64_t total, std::function<double()> seconds);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress();
 
-  // One more frame is through.
+  // One more frame is done.
   void frame_done(bool failed);
 
-  // Writes a line of its own, above the progress, as printable() makes it.
+  // Writes a separate line above the progress, passed through printable().
   void say(const std::string& line);
 
  private:

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-// Cuts the run of digits that `text` begins with off its front; returned without leading zeros.
+// Removes the digits at the front of `text` and returns them without leading zeros.
 std::string_view take_number(std::string_view& text) {
   const auto end =
       static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), is_digit) - text.begin());
@@ -34,7 +34,7 @@ std::string_view take_number(std::string_view& text) {
   return digits;
 }
 
-// Numbers within names count by value, however many digits they have: frame_2 and frame_09 come before
+// Numbers within names are compared by value, however many digits they have: frame_2 and frame_09 come before
 // frame_010.
 bool in_natural_order(const fs::path& a, const fs::path& b) {
   std::string_view left = a.native();
@@ -83,7 +83,7 @@ std::vector<fs::path> images_in(const fs::path& folder, std::initializer_list<st
 
 std::vector<fs::path> matches_of(const std::string& pattern) {
   glob_t found{};
-  // A folder that is not there matches nothing; one that cannot be read may hold images.
+  // A folder that does not exist matches nothing; one that cannot be read is an error, as it may hold images.
   const auto stops = [](const char* /*folder*/, int reason) { return reason == ENOENT ? 0 : 1; };
   const int result = glob(pattern.c_str(), 0, stops, &found);
   const int reason = errno;
@@ -117,8 +117,8 @@ std::vector<std::string> names_of(const std::vector<fs::path>& files) {
   return names;
 }
 
-// Of two images of one name none is the right one, and two frames of one name would overwrite each other's
-// results.
+// With two images of the same name it is unclear which is meant, and two frames of the same name would
+// overwrite each other's results.
 void require_unique_names(const std::vector<fs::path>& files, const std::string& kind) {
   std::unordered_set<std::string> names;
   for (const fs::path& file : files) {

@@ -13,7 +13,7 @@ namespace enhance_depth_tool {
 struct FrameFiles {
   std::filesystem::path color;
   std::filesystem::path depth;
-  std::string name;        // the depth file's name without its ending; no other frame of the recording has it
+  std::string name;        // the depth file's name without its extension; unique within the recording
   std::string color_time;  // time stamps as the recording has them; empty without
   std::string depth_time;
   double seconds = 0.0;  // the depth's time stamp as a number
@@ -28,7 +28,7 @@ struct Recording {
   std::vector<std::filesystem::path> files;  // all of it: lists, images with and without a partner
 };
 
-// Which frames of a recording are wanted: every `every`th of those from the `from`th to the `to`th, counted
+// A selection of a recording's frames: every `every`th of those from the `from`th to the `to`th, counted
 // from 1.
 struct FrameSelection {
   std::size_t every = 1;
@@ -36,7 +36,7 @@ struct FrameSelection {
   std::size_t to = std::numeric_limits<std::size_t>::max();
 };
 
-// Leaves out the frames that are not wanted. Throws a UsageError when none is left.
+// Drops the frames that are not selected. Throws a UsageError if none is left.
 void select_frames(Recording& recording, const FrameSelection& selection);
 
 // The recording in `folder`: with rgb.txt and depth.txt (TUM layout), whose images are paired by time stamps
@@ -44,9 +44,9 @@ void select_frames(Recording& recording, const FrameSelection& selection);
 // UsageError.
 Recording open_recording(const std::filesystem::path& folder, double max_difference);
 
-// The recording whose images are in two folders, or match two patterns (shell wildcards): images of one name
-// belong together, or, when no name is in both, those of one position in the order of names, numbers by
-// value. Throws a UsageError.
+// The recording whose images are in two folders, or match two patterns (shell wildcards). Images are paired
+// by name or, if no name is in both, by position after sorting, with numbers compared by value. Throws a
+// UsageError.
 Recording open_recording(const std::string& color, const std::string& depth);
 
 }  // namespace enhance_depth_tool

@@ -1,5 +1,5 @@
-// What each result of a run over a recording was made of: one line of JSON per frame, written when the
-// frame's files are complete, so that a run that ends in any way leaves the truth about those it finished.
+// Records what each result of a run over a recording was made from: one line of JSON per frame, written once
+// the frame's files are complete, so that the journal is right however the run ends.
 #ifndef ENHANCE_DEPTH_TOOL_RESULT_JOURNAL_H
 #define ENHANCE_DEPTH_TOOL_RESULT_JOURNAL_H
 
@@ -25,16 +25,15 @@ class ResultJournal {
  public:
   explicit ResultJournal(std::filesystem::path file) : file_(std::move(file)) {}
 
-  // Takes over what an earlier run left; lines that are damaged are passed over. Throws a UsageError when the
-  // file cannot be read.
+  // Reads what an earlier run left; skips damaged lines. Throws a UsageError if the file cannot be read.
   void load();
 
-  // Null when there is none.
+  // Null if there is none.
   const ResultRecord* find(const std::string& frame) const;
   bool empty() const { return records_.empty(); }
   void forget(const std::string& frame);
 
-  // Writes what is known: first `frames`, in their order, then the rest. Throws a WriteError.
+  // Writes all records: first those of `frames`, in their order, then the rest. Throws a WriteError.
   void write(const std::vector<std::string>& frames) const;
 
   // Adds a line to the file. Throws a WriteError.

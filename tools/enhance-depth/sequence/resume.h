@@ -1,4 +1,4 @@
-// What is left to do of a recording.
+// What is left to do for a recording.
 #ifndef ENHANCE_DEPTH_TOOL_RESUME_H
 #define ENHANCE_DEPTH_TOOL_RESUME_H
 
@@ -16,10 +16,10 @@ struct FramesToDo {
   std::size_t changed = 0;  // of these, how many had a result of other images
 };
 
-// The frames of `recording` whose results are not in `journal`, incomplete, or made of other images than now
-// belong together; these last are removed, and all are taken out of the journal. Throws a UsageError, and
-// removes nothing, when the results may be those of another recording: they are `of_another_place`, and not
-// one was made of these images.
+// The frames of `recording` whose results are not in `journal`, are incomplete, or were made from other
+// images than those now paired. Results of other images are removed; all of these frames are removed from the
+// journal. If the results may belong to another recording, because they are `of_another_place` and none was
+// made from these images, throws a UsageError and removes nothing.
 FramesToDo find_frames_to_do(const Recording& recording, const SequenceOutput& output, ResultJournal& journal,
                              bool of_another_place);
 

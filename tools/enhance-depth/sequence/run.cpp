@@ -16,7 +16,7 @@ namespace {
 // Threads besides those that refine: one reads ahead, one writes.
 constexpr int kOtherThreads = 2;
 
-// Frames besides those that are refined: enough to bridge a disk's hiccups, and few, because one of the
+// Frames besides those being refined: enough to bridge short delays of the disk, but few, because one of the
 // largest size takes half a gigabyte.
 constexpr std::size_t kOtherFrames = 6;
 
@@ -151,7 +151,8 @@ void SequenceRun::finish(FrameJob& job) {
   progress_.frame_done(false);
 }
 
-// The depth comes last: it is the file that people wait for, and it then stands for a complete frame.
+// The depth is written last: users wait for that file, and its presence then means that the frame is
+// complete.
 void SequenceRun::write(FrameJob& job) {
   const FrameFiles& files = *job.files;
   const std::map<std::string, std::filesystem::path> paths = output_.files(files);

@@ -1,4 +1,4 @@
-// Refining the frames of a recording, several at a time, and what they came to.
+// Refines the frames of a recording, several at a time, and reports the outcome.
 #ifndef ENHANCE_DEPTH_TOOL_SEQUENCE_RUN_H
 #define ENHANCE_DEPTH_TOOL_SEQUENCE_RUN_H
 
@@ -26,8 +26,8 @@
 
 namespace enhance_depth_tool {
 
-// A frame from its files to the content of its results. One that failed or was dropped comes to the end, too,
-// where all are counted and reported in their order.
+// A frame, from its files to the content of its results. Failed and dropped frames go through to the end,
+// too, where all are counted and reported in their order.
 struct FrameJob {
   const FrameFiles* files = nullptr;
   ResultRecord record;
@@ -48,14 +48,14 @@ class SequenceRun {
     std::function<bool()> interrupted;  // any thread
   };
 
-  // What `summary` has about the recording is kept, the rest is added by run(). `video` may be null. All
-  // references must outlive this object.
+  // `summary` already describes the recording; run() adds the rest. `video` may be null. All references must
+  // outlive this object.
   SequenceRun(EnginePool& engines, const SequenceOutput& output, ResultJournal& journal, VideoFile* video,
               Progress& progress, Settings settings, RunSummary& summary);
 
-  // Refines `frames`, as many at a time as there are engines; reading and writing others overlap with that.
-  // Results, failures and pictures come in the order of the frames. What goes wrong is reported through the
-  // progress and in the summary. The engines must deliver the confidence that the output wants.
+  // Refines `frames`, as many at a time as there are engines, while it reads and writes others. Results,
+  // failures and pictures are in the order of the frames. Failures are reported through the progress and in
+  // the summary. The engines must deliver the confidence if the output needs it.
   void run(const std::vector<FrameFiles>& frames);
 
  private:

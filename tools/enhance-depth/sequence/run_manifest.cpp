@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kPlaces = "recording";
 
-// Piece by piece: an engine may be larger than the memory that is left.
+// In pieces, because an engine may be larger than the available memory.
 nlohmann::ordered_json describe_content(const fs::path& path) {
   std::ifstream stream(path, std::ios::binary);
   std::vector<char> piece(std::size_t{1} << 16);

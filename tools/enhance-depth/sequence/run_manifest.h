@@ -1,5 +1,5 @@
-// What decides all results of a run over a recording. It is kept beside them, so that no folder gets results
-// of two engines or options.
+// What all results of a run over a recording depend on. It is kept with them, so that no folder gets results
+// of different engines or options.
 #ifndef ENHANCE_DEPTH_TOOL_RUN_MANIFEST_H
 #define ENHANCE_DEPTH_TOOL_RUN_MANIFEST_H
 
@@ -13,8 +13,8 @@ namespace enhance_depth_tool {
 
 class RunManifest {
  public:
-  // `places` are where the recording's images are: folders or patterns. Reads the engine: what counts is its
-  // content.
+  // `places` are where the recording's images are: folders or patterns. Reads the engine, which is identified
+  // by its content.
   RunManifest(const std::filesystem::path& engine, const std::vector<std::filesystem::path>& places,
               DepthScale scale, double max_difference);
 

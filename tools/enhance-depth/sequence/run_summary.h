@@ -1,4 +1,4 @@
-// What a run over a recording came to, for people and for programs.
+// The outcome of a run over a recording, as text and as JSON.
 #ifndef ENHANCE_DEPTH_TOOL_RUN_SUMMARY_H
 #define ENHANCE_DEPTH_TOOL_RUN_SUMMARY_H
 
@@ -20,7 +20,7 @@ struct FrameTimes {
   std::vector<double> output;  // encoding and writing, previews included
 };
 
-// What was measured of one refined frame; milliseconds, and pixels.
+// Measurements of one refined frame, in milliseconds and pixels.
 struct FrameMeasures {
   double network_ms = 0.0;
   double library_ms = 0.0;
@@ -29,7 +29,7 @@ struct FrameMeasures {
   std::int64_t pixels = 0;
   std::int64_t valid_before = 0;
   std::int64_t valid_after = 0;
-  std::optional<double> mean_confidence;  // when the engine delivers one
+  std::optional<double> mean_confidence;  // if the engine delivers one
 };
 
 struct FrameRow {
@@ -50,7 +50,7 @@ struct RunSummary {
   std::size_t unpaired_color = 0;  // images without a partner
   std::size_t unpaired_depth = 0;
   std::vector<FrameFailure> failures;
-  std::string stopped_by;                // why the run ended early; empty when it did not
+  std::string stopped_by;                // why the run ended early; empty if it did not
   std::string remedy;                    // then, how to get the rest: a sentence
   std::vector<std::string> not_written;  // why there are no lists or no video: sentences
   double wall_s = 0.0;

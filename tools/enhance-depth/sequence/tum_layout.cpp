@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r,";
 
-// Cuts the text up to the next of `separators` off the front of `text`.
+// Removes the text up to the next of `separators` from the front of `text` and returns it.
 std::string_view take_until(std::string_view& text, std::string_view separators) {
   const std::size_t end = std::min(text.find_first_of(separators), text.size());
   const std::string_view part = text.substr(0, end);

@@ -16,8 +16,8 @@ struct TimedFile {
   std::filesystem::path file;
 };
 
-// The entries of a list's text, files as they stand there. Throws a UsageError that names `name` and the
-// line.
+// The entries of a list's text, with file names as written there. Throws a UsageError that names `name` and
+// the line.
 std::vector<TimedFile> parse_tum_list(std::string_view text, const std::string& name);
 
 // The entries of the list at `path`, files relative to its folder. Throws a UsageError.

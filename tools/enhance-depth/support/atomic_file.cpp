@@ -16,10 +16,11 @@ namespace fs = std::filesystem;
 
 constexpr mode_t kReadWriteForAll = 0666;  // less the process's mask
 
-// The way by which a file without a name gets one.
+// The path through which an unnamed file is given a name.
 std::string link_to(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
 
-// A file without a name in `folder`; -1 when this file system has none, or no way to name it later.
+// An unnamed file in `folder`; -1 if this file system does not support those, or gives no way to name it
+// later.
 int open_nameless(const fs::path& folder) {
   const int descriptor = open(folder.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, kReadWriteForAll);
   if (descriptor >= 0 && access(link_to(descriptor).c_str(), F_OK) != 0) {
@@ -74,10 +75,10 @@ void AtomicFile::write(const void* data, std::size_t size) {
   }
 }
 
-// The content reaches the disk before the name does: after a power cut the name never stands for an empty
+// The content reaches the disk before the name does: after a power failure the name never refers to an empty
 // file.
 void AtomicFile::commit() {
-  // EINVAL: a file system that cannot do it.
+  // EINVAL: the file system does not support it.
   if (fdatasync(descriptor_.get()) != 0 && errno != EINVAL) {
     fail();
   }

@@ -1,4 +1,4 @@
-// Files that are written whole or not at all: the content is on the disk before the name is.
+// Files that are written completely or not at all: the content is on the disk before the name is.
 #ifndef ENHANCE_DEPTH_TOOL_ATOMIC_FILE_H
 #define ENHANCE_DEPTH_TOOL_ATOMIC_FILE_H
 
@@ -13,7 +13,7 @@
 
 namespace enhance_depth_tool {
 
-// A file descriptor that is closed with its owner; -1 when there is none.
+// An owned file descriptor, closed on destruction; -1 if there is none.
 class Descriptor {
  public:
   explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
@@ -24,18 +24,18 @@ class Descriptor {
   int get() const { return descriptor_; }
   void reset(int descriptor);
   bool write_all(const void* data, std::size_t size);  // false with errno; some of it may then be written
-  bool close();                                        // false, with errno, when what was written may be lost
+  bool close();                                        // false, with errno, if written data may be lost
 
  private:
   int descriptor_;
 };
 
-// A file that gets its name, replacing what had it, only with commit(). Until then it has no name at all or,
-// on file systems that know no such files, one of its own in the same folder. Any number of processes may
-// write one target: it becomes the file of the last. One thread.
+// A file that gets its name, replacing an earlier file, only with commit(). Until then it is unnamed or, on
+// file systems that do not support that, has a unique name in the same folder. Any number of processes may
+// write the same target: the last one wins. One thread.
 class AtomicFile {
  public:
-  // Throws a WriteError, as all functions do; the target is then untouched and nothing is left beside it.
+  // Throws a WriteError, as all functions do; the target is then untouched and nothing is left behind.
   explicit AtomicFile(std::filesystem::path target);
 
   void write(const void* data, std::size_t size);

@@ -8,13 +8,13 @@
 namespace enhance_depth_tool {
 namespace {
 
-// OpenCV has no image of constant pixels; nothing here writes to them.
+// OpenCV has no read-only images; nothing here writes to the pixels.
 template <typename T>
 cv::Mat borrowed(const enhance_depth::BorrowedImage<T>& image, int type) {
   return cv::Mat(image.height(), image.width(), type, const_cast<T*>(image.data()));
 }
 
-// What a person can do about it; empty where nothing general can be said.
+// The remedy for a code; empty if there is no general one.
 const char* remedy(std::int32_t code) {
   switch (code) {
     case ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT:
@@ -70,9 +70,9 @@ enhance_depth::Engine load(const std::filesystem::path& path) {
                               nullptr);
     if (error.code() == ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED &&
         lower_case(path.extension().string()) == ".onnx") {
-      throw ToolError(kEngineNotLoaded,
-                      std::string(failure.what()) + " A board runs no ONNX models: trtexec --onnx=" + path.string() +
-                          " --saveEngine=model.engine makes an engine of it there.");
+      throw ToolError(kEngineNotLoaded, std::string(failure.what()) +
+                                            " A board runs no ONNX models: trtexec --onnx=" + path.string() +
+                                            " --saveEngine=model.engine makes an engine of it there.");
     }
     throw failure;
   }
@@ -118,8 +118,8 @@ Refined Engine::process(const std::vector<std::uint8_t>& rgb, const cv::Mat& dep
 
 void Engine::require_confidence(const Refined& refined, const char* option) const {
   if (refined.confidence.empty()) {
-    throw UsageError("The engine " + path_.string() +
-                     " has no confidence output. Leave out " + option + ", or use an engine that has one.");
+    throw UsageError("The engine " + path_.string() + " has no confidence output. Leave out " + option +
+                     ", or use an engine that has one.");
   }
 }
 

@@ -1,4 +1,4 @@
-// The library's C++ interface for OpenCV's images, and its failures in the tool's words.
+// Adapts the library's C++ interface to OpenCV's images, and its failures to the tool's messages.
 #ifndef ENHANCE_DEPTH_TOOL_ENGINE_H
 #define ENHANCE_DEPTH_TOOL_ENGINE_H
 
@@ -36,8 +36,8 @@ class Engine {
   // Throws an EngineError (kEngineNotLoaded) when the library refuses the engine.
   explicit Engine(const std::filesystem::path& path);
 
-  // Prepares the engine for images of `size`; does nothing when it is prepared already. Throws an EngineError
-  // (kFramesFailed); another size may then be tried.
+  // Configures the engine for images of `size`, unless it already is. Throws an EngineError (kFramesFailed);
+  // another size may then be tried.
   void configure(cv::Size size);
 
   // Refines one frame of the configured size: `rgb` as arrange_rgb() makes it, `depth` continuous CV_16UC1.

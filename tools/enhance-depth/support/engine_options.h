@@ -11,7 +11,7 @@ namespace enhance_depth_tool {
 
 struct EngineOptions {
   std::filesystem::path engine;
-  std::optional<RgbLayout> rgb_layout;  // what its user believes; the engine itself tells
+  std::optional<RgbLayout> rgb_layout;  // the user's expectation; the engine itself determines it
 };
 
 }  // namespace enhance_depth_tool

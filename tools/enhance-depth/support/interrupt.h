@@ -4,9 +4,9 @@
 
 namespace enhance_depth_tool {
 
-// While it lives, the first SIGINT, SIGTERM or SIGHUP only sets a flag; a second one, of any of the three,
-// does what it did before. A signal that the process was started to ignore, as in the background of a script,
-// stays ignored. One at a time.
+// While it exists, the first SIGINT, SIGTERM or SIGHUP only sets a flag; a second one, of any of the three,
+// has its previous effect. A signal that was ignored when the process started, as in the background of a
+// script, stays ignored. Only one may exist at a time.
 class InterruptGuard {
  public:
   InterruptGuard();

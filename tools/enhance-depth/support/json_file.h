@@ -9,14 +9,14 @@
 
 namespace enhance_depth_tool {
 
-// Readable text; what is no UTF-8 in a file name is replaced.
+// Indented text; bytes of a file name that are not UTF-8 are replaced.
 std::string json_text(const nlohmann::ordered_json& json);
 
-// The same in one line, without its end.
+// The same in one line, without a line break at its end.
 std::string json_line(const nlohmann::json& json);
 
-// What `text` holds, or a "discarded" value when it is no JSON. What is nested deeper than the tool's own
-// files are is left out: deep values end a process that copies or compares them.
+// The parsed `text`, or a "discarded" value if it is not JSON. Values nested deeper than those of the tool's
+// own files are left out: copying or comparing very deep values would crash the process.
 nlohmann::json parse_json(std::string_view text);
 
 // Throws as write_file() does.

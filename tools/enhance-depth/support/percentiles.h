@@ -6,8 +6,8 @@
 
 namespace enhance_depth_tool {
 
-// The value below which `share` (0..1) of `values` lie: 0 gives the smallest, 1 the largest, and between two
-// values it is interpolated linearly. `values` must be sorted and not empty.
+// The value below which the fraction `share` (0..1) of `values` lies: 0 gives the smallest, 1 the largest,
+// with linear interpolation between values. `values` must be sorted and not empty.
 double percentile(const std::vector<double>& values, double share);
 
 struct Percentiles {

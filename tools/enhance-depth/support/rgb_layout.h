@@ -1,4 +1,4 @@
-// The colour image as an engine wants its bytes.
+// Arranges the bytes of a colour image as an engine needs them.
 #ifndef ENHANCE_DEPTH_TOOL_RGB_LAYOUT_H
 #define ENHANCE_DEPTH_TOOL_RGB_LAYOUT_H
 

@@ -5,7 +5,7 @@
 
 namespace enhance_depth_tool {
 
-// Wall time since it was made.
+// Wall time since construction.
 class Stopwatch {
  public:
   double seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }

@@ -14,7 +14,7 @@ void set_descriptors(int output, int error);
 
 bool is_terminal(StandardStream stream);
 
-// Columns of the terminal behind standard error; 80 when that cannot be told.
+// Columns of the terminal on standard error; 80 if unknown.
 int terminal_width();
 
 // `text` in the colour of `highlight` when `stream` is a terminal that wants colour (NO_COLOR unset, TERM not

@@ -10,7 +10,8 @@
 namespace enhance_depth_tool {
 namespace {
 
-// The bytes of the UTF-8 character at the beginning of `text`, which is not empty; 0 when there is none.
+// The length in bytes of the UTF-8 character at the beginning of `text`, which is not empty; 0 if there is
+// none.
 std::size_t character_length(std::string_view text) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const std::size_t length = byte(0) < 0x80                       ? 1

@@ -1,4 +1,4 @@
-// Numbers and texts as people read them.
+// Formats numbers and texts for display.
 #ifndef ENHANCE_DEPTH_TOOL_TEXT_H
 #define ENHANCE_DEPTH_TOOL_TEXT_H
 
@@ -16,13 +16,13 @@ std::string duration(double seconds);                             // 12.3 s, 4 m
 std::string count(std::int64_t number, const char* what);         // 1 frame, 2 frames
 std::string image_size(std::int64_t width, std::int64_t height);  // 640 x 480
 
-// `text` without what a terminal or a log would act on: control characters and bytes that are no UTF-8 become
-// \xNN. For names and messages that come from files.
+// Makes `text` safe for terminals and logs: control characters and bytes that are not UTF-8 become \xNN. For
+// names and messages that come from files.
 std::string printable(std::string_view text);
 
 std::string lower_case(std::string text);  // ASCII letters only
 
-// `text` with line breaks instead of blanks, so that no line is longer than `width` unless a word is.
+// Wraps `text` at blanks, so that no line is longer than `width` unless a word is.
 std::string wrapped(const std::string& text, std::size_t width);
 
 }  // namespace enhance_depth_tool

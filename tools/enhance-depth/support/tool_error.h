@@ -1,4 +1,4 @@
-// How the tool fails: a sentence for a person and an exit status for a program.
+// The tool's failures: a message for the user and an exit status.
 #ifndef ENHANCE_DEPTH_TOOL_TOOL_ERROR_H
 #define ENHANCE_DEPTH_TOOL_TOOL_ERROR_H
 
@@ -15,7 +15,7 @@ enum ExitStatus : int {
   kEngineNotLoaded = 3,  // the library refused the engine
 };
 
-// what() is complete: it names the file, the reason and, where there is one, the remedy.
+// what() is a complete message: the file, the reason and, if there is one, the remedy.
 class ToolError : public std::runtime_error {
  public:
   ToolError(ExitStatus exit_status, const std::string& sentence)
@@ -26,7 +26,7 @@ class ToolError : public std::runtime_error {
   ExitStatus exit_status_;
 };
 
-// Something that the command line names cannot be used.
+// Something named on the command line cannot be used.
 class UsageError : public ToolError {
  public:
   explicit UsageError(const std::string& sentence) : ToolError(kUsage, sentence) {}
@@ -37,7 +37,8 @@ class WriteError : public ToolError {
  public:
   WriteError(const std::string& path, int reason);
 
-  // Another file in the same folder would meet the same reason; otherwise this one's name is at fault.
+  // Whether another file in the same folder would fail for the same reason; otherwise this one's name is at
+  // fault.
   bool concerns_all_files() const noexcept { return concerns_all_files_; }
 
  private:

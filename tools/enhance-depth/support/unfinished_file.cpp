@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What the signal handler removes. A slot is null when it is free; a process has one or two such files.
+// The files that the signal handler removes. A free slot is null; a process has one or two such files.
 std::array<std::atomic<const char*>, 64> unfinished_paths{};
 std::atomic<bool> process_ends{false};
 static_assert(std::atomic<const char*>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
@@ -59,7 +59,7 @@ std::string unused_name() {
 UnfinishedFile::UnfinishedFile(const fs::path& target, std::string_view extension, const Create& create)
     : target_(target), path_(std::make_unique<std::string>()), slot_(&free_slot()) {
   do {
-    // Known to the handler before it exists: no signal comes in between.
+    // Registered before the file exists, so that no signal can come in between.
     set_path(target_.parent_path() / (unused_name() + std::string(extension)));
     exists_ = create(path());
   } while (!exists_ && errno == EEXIST);

@@ -1,4 +1,4 @@
-// Files under temporary names, none of which outlives the process.
+// Files with temporary names, which never outlive the process.
 #ifndef ENHANCE_DEPTH_TOOL_UNFINISHED_FILE_H
 #define ENHANCE_DEPTH_TOOL_UNFINISHED_FILE_H
 
@@ -11,15 +11,15 @@
 
 namespace enhance_depth_tool {
 
-// A file beside its target, under a name that nothing had before. It is removed when this object ends without
+// A file in the folder of its target, with a new name. It is removed when this object is destroyed without
 // publish(), and by a signal that ends the process. One thread.
 class UnfinishedFile {
  public:
-  // Makes the file at a path, which must not exist. Returns whether it did; errno tells why not.
+  // Creates the file at a path, which must not exist. Returns whether it succeeded; otherwise errno says why.
   using Create = std::function<bool(const std::string& path)>;
 
-  // Has `create` make the file; its name ends in `extension`, which may be empty. Throws a WriteError, which
-  // names `target`.
+  // Calls `create` to create the file; its name ends in `extension`, which may be empty. Throws a WriteError
+  // that names `target`.
   UnfinishedFile(const std::filesystem::path& target, std::string_view extension, const Create& create);
   UnfinishedFile(const UnfinishedFile&) = delete;
   UnfinishedFile& operator=(const UnfinishedFile&) = delete;
@@ -39,8 +39,8 @@ class UnfinishedFile {
   bool exists_ = false;
 };
 
-// From now on the signals that end a process, such as SIGHUP and SIGTERM, remove unfinished files first. A
-// signal that the process was started to ignore stays ignored.
+// From now on signals that end a process, such as SIGHUP and SIGTERM, remove unfinished files first. A signal
+// that was ignored when the process started stays ignored.
 void remove_unfinished_files_on_signals();
 
 }  // namespace enhance_depth_tool
