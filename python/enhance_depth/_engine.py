@@ -27,25 +27,25 @@ _LARGEST_INT32 = 2**31 - 1
 
 
 class RefinedFrame(NamedTuple):
-    """What one frame became."""
+    """The result of one frame."""
 
     depth: "DepthImage"
     """(H, W), refined depth in the unit of the input."""
     confidence: "Optional[ConfidenceMap]"
-    """(H, W), or None when the engine has no confidence output."""
+    """(H, W), or None if the engine has no confidence output."""
 
     def copy(self) -> "RefinedFrame":
-        """The same with arrays of one's own, which no later call changes."""
+        """A copy with independent arrays, which no later call changes."""
         return RefinedFrame(self.depth.copy(), None if self.confidence is None else self.confidence.copy())
 
 
 def to_planar(rgb: "ColorImage") -> "ColorImage":
-    """(H, W, 3), as image readers deliver it, to (3, H, W), contiguous."""
+    """Converts (H, W, 3), as image readers deliver it, to (3, H, W), contiguous."""
     return np.ascontiguousarray(np.moveaxis(rgb, -1, 0))
 
 
 def to_interleaved(rgb: "ColorImage") -> "ColorImage":
-    """(3, H, W) to (H, W, 3), contiguous."""
+    """Converts (3, H, W) to (H, W, 3), contiguous."""
     return np.ascontiguousarray(np.moveaxis(rgb, 0, -1))
 
 
@@ -59,7 +59,7 @@ class _Handle:
     def __init__(self, library: Library, engine_path: bytes) -> None:
         self._as_parameter_ = ctypes.c_void_p(library.call("enhance_depth_create", engine_path))
         self.release = weakref.finalize(self, library.dll.enhance_depth_destroy, self._as_parameter_)
-        # When the interpreter exits, a daemon thread may still be in a call; what is left then ends with the process.
+        # When the interpreter exits, a daemon thread may still be in a call; remaining engines end with the process.
         self.release.atexit = False
 
 
@@ -73,19 +73,19 @@ class _BorrowedMemory:
 
 class Engine:
     """A loaded TensorRT engine, configured for one image size at a time.
-
-    One thread at a time may use an engine; different engines are independent. While a frame is processed other
-    Python threads run on.
+    
+    One thread at a time may use an engine; different engines are independent. Other Python threads keep running
+    while a frame is processed.
 
     Args:
         path: the serialized engine.
         size: (width, height) of the frames to come; the library's own default is 640 x 480.
-        rgb_layout: how the engine wants its colour image: "planar" if its "rgb" tensor has four extents,
+        rgb_layout: the engine's colour layout: "planar" if its "rgb" tensor has four dimensions,
             "interleaved" if it has three.
         library: the shared library's file; see load_library().
 
     Raises:
-        TypeError, ValueError: an argument is of no use, whatever the engine.
+        TypeError, ValueError: an argument is invalid for any engine.
         Error: the engine cannot be loaded or does not admit the size.
         LibraryNotFoundError: the shared library cannot be loaded.
     """
@@ -129,12 +129,12 @@ class Engine:
         self.close()
 
     def __reduce_ex__(self, protocol: Any) -> Any:
-        # copy, deepcopy and pickle all come here. A copy would share the handle and not know of the images that the
-        # other has lent.
+        # copy, deepcopy and pickle all come here. A copy would share the handle, but not know of the images borrowed
+        # from the original.
         raise TypeError("an Engine cannot be copied or pickled, as it owns memory of the device; load another Engine")
 
     def close(self) -> None:
-        """Releases the engine, as soon as the last borrowed image is gone and no other thread is in a call on it.
+        """Releases the engine as soon as the last borrowed image is gone and no other thread is in a call on it.
 
         May be called again.
         """
@@ -145,7 +145,7 @@ class Engine:
     def size(self) -> tuple[int, int] | None:
         """(width, height) of the frames that process() takes.
 
-        None when it takes none: after a reset that the library refused, until one succeeds, and once closed.
+        None if it accepts no frames: after a reset that the library refused, until one succeeds, and once closed.
         """
         return self._size
 
@@ -153,10 +153,10 @@ class Engine:
         """Configures another image size.
 
         Raises:
-            TypeError, ValueError: a side is no integer or not from 1 to 2147483647; nothing has changed.
+            TypeError, ValueError: a side is not an integer from 1 to 2147483647; nothing has changed.
             BufferError: an image of the old size is still in use; drop it or keep a copy. Nothing has changed.
-            Error: the engine does not admit the size, or the board is out of something; `size` is then None
-                and process() fails until a reset succeeds.
+            Error: the engine does not admit the size, or the board lacks a resource; `size` is then None
+            and process() fails until a reset succeeds.
         """
         size = _check_size(width, height)
         if any(reference() is not None for reference in self._borrowed):
@@ -169,14 +169,14 @@ class Engine:
         """Refines one frame and waits for the result.
 
         Args:
-            rgb: uint8, (H, W, 3) or (3, H, W); it is brought into the engine's layout where needed.
+            rgb: uint8, (H, W, 3) or (3, H, W); converted to the engine's layout if necessary.
             depth: uint16, (H, W), 0 where the camera saw nothing.
-            copy: True for arrays of one's own. False, the default, for read-only views of the engine's memory:
-                the next process() overwrites what they show.
+            copy: True for independent arrays. False, the default, for read-only views of the engine's memory,
+            which the next process() overwrites.
 
         Raises:
-            TypeError: no array, or one of another element type.
-            ValueError: arrays whose shapes do not fit one another.
+            TypeError: an argument is not an array, or has another element type.
+            ValueError: the arrays' shapes do not match.
             Error: anything else, such as a size that the engine is not configured for.
         """
         height, width = _check_depth(depth)
@@ -196,7 +196,7 @@ class Engine:
 
     @property
     def confidence_threshold(self) -> float:
-        """The stored confidence threshold. A setting only: no output depends on it."""
+        """The stored confidence threshold. No output depends on it."""
         threshold = ctypes.c_float()
         self._library.call("enhance_depth_get_confidence_threshold", self._handle, ctypes.byref(threshold))
         return threshold.value

@@ -6,7 +6,7 @@ import enum
 
 
 class ErrorCode(enum.IntEnum):
-    """Which failure it is. The numbers are stable; those that are kept and never raised are left out."""
+    """The code of a failure. The numbers are stable; reserved ones, which are never raised, are left out."""
 
     OK = 0
     INVALID_ARGUMENT = 1
@@ -45,8 +45,8 @@ class Error(Exception):
     """A failed call.
 
     Attributes:
-        code: which failure it is; a plain int if the library is newer than this package.
-        message: what went wrong, as the library says it.
+        code: an ErrorCode, or a plain int if the library is newer than this package.
+        message: what went wrong, in the library's words.
         function: the C function that reported it, e.g. "enhance_depth_process".
         arguments: the offending arguments joined by "/", the stage of a reset that failed, or the engine path.
         line: where in the library it was reported.
@@ -86,7 +86,7 @@ class TensorRTError(Error):
 
 
 class CudaError(Error):
-    """The CUDA device failed or ran out of something."""
+    """The CUDA device failed or ran out of a resource."""
 
 
 _CLASSES: dict[int, type[Error]] = {
@@ -101,5 +101,5 @@ _CLASSES: dict[int, type[Error]] = {
 def make_error(
     code: int, message: str, function: str, arguments: str = "", line: int = 0, exception_type: int = 0
 ) -> Error:
-    """The exception for a record, of the class that its `exception_type` asks for."""
+    """The exception for a record, of the class that belongs to its `exception_type`."""
     return _CLASSES.get(exception_type, Error)(code, message, function, arguments, line, exception_type)

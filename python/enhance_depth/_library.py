@@ -13,7 +13,7 @@ from ._errors import LibraryNotFoundError, make_error
 PathLike = Union[str, "os.PathLike[str]"]
 
 _SONAME = "libenhance_depth.so.0"
-# A wheel brings the library with the emulated board, for machines that have neither.
+# A wheel contains the library and the emulated board, for machines that have neither.
 _BUNDLED = pathlib.Path(__file__).parent / "lib" / _SONAME
 _ENVIRONMENT = "ENHANCE_DEPTH_LIBRARY"
 _TEXT_SIZE = 256
@@ -85,7 +85,7 @@ class Library:
     """The loaded library with its functions declared.
 
     Attributes:
-        name: what it was loaded by: a file, or the name that the dynamic linker looked for.
+        name: the file that it was loaded from, or the name that the dynamic linker looked for.
     """
 
     def __init__(self, name: str) -> None:
@@ -98,16 +98,16 @@ class Library:
             entry.argtypes = arguments
 
     def call(self, name: str, *arguments: object) -> int:
-        """Calls a function whose last parameter is the place for an error record; raises Error if it fails.
-
-        A call whose first argument is a handle keeps the failure on it, one that begins with a path on the thread.
+        """Calls a function whose last parameter is the output parameter for an error record; raises Error if it fails.
+        
+        The library records the failure on the handle if that is the first argument, otherwise on the thread.
         """
         record = ctypes.POINTER(ErrorRecord)()
         function: Callable[..., int] = getattr(self.dll, name)
         result = function(*arguments, ctypes.byref(record))
         if result:
             return result
-        if not record:  # memory was too short for a record
+        if not record:  # there was no memory for a record
             handle = None if isinstance(arguments[0], bytes) else arguments[0]
             raise make_error(34, _text(self.dll.enhance_depth_get_last_error(handle)), name, exception_type=6)
         try:
@@ -147,15 +147,15 @@ def _load_installed_or_bundled() -> Library:
     try:
         return _load(_SONAME, "from the dynamic linker's folders")
     except LibraryNotFoundError as error:
-        # One that is installed and cannot be loaded is to be mended, not to be replaced by an emulation.
+        # An installed library that cannot be loaded has to be repaired, not replaced by an emulation.
         if _BUNDLED.exists() and f"{_SONAME}: cannot open shared object file" in str(error):
             return _load(str(_BUNDLED), "from this package")
         raise
 
 
 def load_library(path: PathLike | None = None) -> Library:
-    """Loads the library once: from `path`, else from the file that ENHANCE_DEPTH_LIBRARY names, else by its name where the
-    dynamic linker finds it, else the one that this package may bring, which runs on the emulated board.
+    """Loads the library once: from `path`, else from the file that ENHANCE_DEPTH_LIBRARY names, else the one that the
+    dynamic linker finds, else the one that this package may contain, which runs on the emulated board.
 
     Raises:
         LibraryNotFoundError: it, or a library that it needs, cannot be loaded.

@@ -18,7 +18,7 @@ IMAGE = "sensor_msgs/msg/Image"
 COMPRESSED = "sensor_msgs/msg/CompressedImage"
 CAMERA_INFO = "sensor_msgs/msg/CameraInfo"
 
-# Raw depth in metres becomes whole millimetres, in which 16-bit depth is by ROS's convention.
+# Raw depth in metres is converted to integer millimetres, ROS's convention for 16-bit depth.
 _UNITS_PER_METRE = 1000.0
 _LARGEST_DEPTH = 65535
 
@@ -32,20 +32,20 @@ _COLOR_CHANNELS = {
     "mono8": (1, [0, 0, 0]),
 }
 
-# What the transport "compressedDepth" puts before its PNG: the kind of quantisation and its two parameters.
+# The header that the transport "compressedDepth" puts before its PNG: the kind of quantisation and its two parameters.
 _QUANTISATION = struct.Struct("<i2f")
 
 
 @dataclasses.dataclass(frozen=True)
 class DepthForm:
-    """How a message held its depth, so that the refined one can be put likewise."""
+    """How a message stored its depth, so that the refined depth can be stored in the same way."""
 
     encoding: str
     big_endian: bool = False
     format: str | None = None
     """The format of a CompressedImage; None for a raw Image."""
     quantisation: bytes = b""
-    """What stood before the PNG."""
+    """The bytes before the PNG."""
 
 
 def stamp_of(raw: bytes, is_ros2: bool) -> int:
@@ -60,7 +60,7 @@ def stamp_of(raw: bytes, is_ros2: bool) -> int:
 
 
 def encoding_of(message: Any) -> str:
-    """The pixels' encoding; for a CompressedImage as far as its format tells."""
+    """The pixels' encoding; for a CompressedImage as far as its format states it."""
     if hasattr(message, "encoding"):
         return str(message.encoding)
     content = bytes(message.data)
@@ -84,7 +84,7 @@ def is_depth(encoding: str) -> bool:
 
 
 def is_color(encoding: str) -> bool:
-    # A compressed image names what it was before, or just the compression.
+    # A compressed image states its original encoding, or just the compression.
     return encoding in _COLOR_CHANNELS or encoding in ("jpeg", "jpg", "png")
 
 
@@ -92,7 +92,7 @@ def decode_color(message: Any, topic: str) -> "images.ColorImage":
     """(H, W, 3) uint8, red first."""
     if not hasattr(message, "encoding"):
         color = images.read_color(bytes(message.data), f"an image of {topic}")
-        # Image files hold red first; a sender that did not see to that says so.
+        # Image files store red first; a sender that stored blue first says so.
         return np.ascontiguousarray(color[:, :, ::-1]) if "compressed rgb" in message.format else color
     if message.encoding not in _COLOR_CHANNELS:
         raise UserError(
@@ -104,7 +104,7 @@ def decode_color(message: Any, topic: str) -> "images.ColorImage":
 
 
 def decode_depth(message: Any, topic: str) -> tuple["images.DepthImage", DepthForm]:
-    """(H, W) uint16, 0 where there is no depth, and how the message held it."""
+    """(H, W) uint16, 0 where there is no depth, and how the message stored it."""
     if not hasattr(message, "encoding"):
         return _decode_compressed_depth(message, topic)
     if message.encoding not in _DEPTH_TYPES:
@@ -116,7 +116,7 @@ def decode_depth(message: Any, topic: str) -> tuple["images.DepthImage", DepthFo
 
 
 def encode_depth(types: Any, header: Any, depth: "images.DepthImage", form: DepthForm) -> tuple[Any, str]:
-    """A message of `types`, and its type, that holds the depth in the given form."""
+    """A message of `types` that stores the depth in the given form, and the message's type."""
     if form.format is None:
         element = np.dtype((">" if form.big_endian else "<") + _DEPTH_TYPES[form.encoding])
         pixels = _to_metres(depth) if element.kind == "f" else depth
@@ -201,5 +201,5 @@ def _from_metres(metres: "npt.NDArray[Any]") -> "images.DepthImage":
 
 
 def _to_metres(depth: "images.DepthImage") -> "npt.NDArray[np.float32]":
-    """Not a number where there is no depth, as ROS has it."""
+    """NaN where there is no depth, as is usual in ROS."""
     return np.where(depth > 0, depth / _UNITS_PER_METRE, np.nan).astype(np.float32)

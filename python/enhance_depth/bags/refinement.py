@@ -1,4 +1,4 @@
-"""Writes a bag again with the refined depth in it."""
+"""Copies a bag and adds the refined depth."""
 
 from __future__ import annotations
 
@@ -21,12 +21,12 @@ from .topics import ImageTopic
 from .transforms import STATIC_TRANSFORMS, read_static_transforms, transform_between
 
 _MESSAGES_THAT_WAIT = 64
-"""How many images may wait for their partner; those beyond are read again when it comes, so that memory is bounded."""
+"""How many images may wait for their partners; any more are read again when needed, so that memory is bounded."""
 
 
 @dataclasses.dataclass
 class Summary:
-    """What became of a bag."""
+    """The outcome for a bag."""
 
     color: ImageTopic
     depth: ImageTopic
@@ -38,7 +38,7 @@ class Summary:
 
 @dataclasses.dataclass(frozen=True)
 class Options:
-    """What is asked for beyond input, output and engine."""
+    """Options besides input, output and engine."""
 
     color: str | None = None
     depth: str | None = None
@@ -57,9 +57,10 @@ def refine_bag(
     options: Options,
     notify: Notify = lambda pairs: None,
 ) -> Summary:
-    """Writes `target`, whole or not at all.
+    """Writes `target`, completely or not at all.
 
-    The engine is loaded once the bag is found fit, and stays open. `notify` is called with the number of pairs before the first, and with 0 after each.
+    The engine is loaded once the bag has passed the checks, and stays open. `notify` is called with the number of pairs
+    before the first, and with 0 after each.
 
     Raises:
         UserError: the bag cannot be read, its topics are not a pair, or nothing in it could be refined.
@@ -80,7 +81,7 @@ def refine_bag(
 
 
 class _Index:
-    """The stamps and log times of the images of both topics, and which belong together."""
+    """The stamps and log times of the images of both topics, and their pairs."""
 
     def __init__(self, bag: Bag, color: ImageTopic, depth: ImageTopic, max_difference: int) -> None:
         self.log_times = {color.name: array("q"), depth.name: array("q")}
@@ -88,7 +89,7 @@ class _Index:
         for connection, time, raw in bag.messages(bag.connections_of(color.name) + bag.connections_of(depth.name)):
             self.log_times[connection.topic].append(time)
             stamps[connection.topic].append(messages.stamp_of(raw, bag.is_ros2))
-        # Senders that stamp nothing leave zeros: then the time of recording has to do.
+        # Senders without time stamps leave zeros: the time of recording is used then.
         self.stamps_missing = not any(stamps[color.name]) or not any(stamps[depth.name])
         if self.stamps_missing:
             stamps = self.log_times
@@ -122,7 +123,7 @@ class _Run:
         self._refined = writer.add(f"{base}/refined{self._depth.transport}", self._depth.message_type, like)
         self._confidence: Connection | None = None
         self._frame_id = self._color.frame_id if registration else self._depth.frame_id
-        # One CameraInfo serves both new images: ROS looks for it beside them.
+        # One CameraInfo serves both new images: ROS looks for it next to them.
         self._info_source = (self._color if registration else self._depth).camera_info
         self._info_target = f"{base}/camera_info"
 

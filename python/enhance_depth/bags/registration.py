@@ -1,9 +1,9 @@
 """Moves depth into the colour camera's image.
 
-Every depth pixel is a small square that faces the depth camera. Its points are taken into space by the depth camera's
-intrinsics, into the colour camera's frame by the transform, and into the colour image by that camera's intrinsics. Where
-several fall on one pixel the nearest counts; where none does, there is no depth. A square is sampled as often as the
-colour image is finer, so that it leaves no holes.
+Every depth pixel is treated as a small square that faces the depth camera. The depth camera's intrinsics place its
+points in space, the transform moves them into the colour camera's frame, and that camera's intrinsics project them into
+the colour image. If several fall on one pixel the nearest wins; if none does, the pixel has no depth. A square is
+sampled as often as the colour image is finer, so that no holes are left.
 """
 
 from __future__ import annotations
@@ -40,7 +40,7 @@ class Camera:
 
     @staticmethod
     def from_info(info: Any, topic: str, rectified: bool) -> "Camera":
-        """Of a CameraInfo message, whose fields have capital letters in ROS 1."""
+        """From a CameraInfo message, whose fields have capital letters in ROS 1."""
         model, width, height = info.distortion_model, int(info.width), int(info.height)
         distortion: tuple[float, ...] = ()
         if rectified:
@@ -57,13 +57,13 @@ class Camera:
         return Camera(width, height, fx, fy, cx, cy, distortion if any(distortion) else ())
 
     def project(self, x: "Array", y: "Array") -> tuple["Array", "Array"]:
-        """Points at distance 1 to pixels."""
+        """Projects points at distance 1 to pixels."""
         if self.distortion:
             x, y = _distort(x, y, self.distortion)
         return self.fx * x + self.cx, self.fy * y + self.cy
 
     def unproject(self, u: "Array", v: "Array") -> tuple["Array", "Array"]:
-        """Pixels to points at distance 1."""
+        """Converts pixels to points at distance 1."""
         x = distorted_x = (u - self.cx) / self.fx
         y = distorted_y = (v - self.cy) / self.fy
         for _ in range(_ROUNDS_TO_UNDISTORT if self.distortion else 0):
@@ -73,7 +73,7 @@ class Camera:
 
 
 class Registration:
-    """Takes depth images of one camera into the image of another."""
+    """Moves depth images of one camera into the image of another."""
 
     def __init__(self, depth_camera: Camera, color_camera: Camera, transform: "Array") -> None:
         """`transform` takes points of the depth camera's frame into the colour camera's, in metres."""

@@ -1,4 +1,4 @@
-"""Bags as files: reading any kind, writing the same kind again with topics added."""
+"""Bags as files: reads any kind, and writes the same kind with topics added."""
 
 from __future__ import annotations
 
@@ -29,7 +29,7 @@ class Bag:
 
     def __init__(self, path: pathlib.Path) -> None:
         self.path = path
-        # Bags of ROS 2 before Iron hold no message definitions.
+        # Bags of ROS 2 before Iron contain no message definitions.
         try:
             self._reader = AnyReader([path], default_typestore=get_typestore(Stores.LATEST))
             self._reader.open()
@@ -66,7 +66,7 @@ class Bag:
     def messages(
         self, connections: Collection[Connection] = (), start: int | None = None, stop: int | None = None
     ) -> Iterator[tuple[Connection, int, bytes]]:
-        """Connection, log time in ns and content of each message in the order of log times."""
+        """Connection, log time in ns and content of each message, in the order of log times."""
         iterator = self._reader.messages(connections, start, stop)
         while True:
             try:
@@ -135,7 +135,7 @@ class BagWriter:
                 self._writer.set_compression(Writer1.CompressionFormat[compression])
         else:
             plugin = StoragePlugin.MCAP if source.is_mcap else StoragePlugin.SQLITE3
-            # A single file is taken out of the folder that its writer makes.
+            # A single file is moved out of the folder that its writer creates.
             self._single_file = path.suffix in (".mcap", ".db3")
             folder = path.with_suffix("") if self._single_file else path
             self._writer = Writer2(folder, version=_METADATA_VERSION, storage_plugin=plugin)
@@ -156,7 +156,7 @@ class BagWriter:
                 (self._writer.path / self._path.name).rename(self._path)
 
     def copy_of(self, connection: Connection, topic: str | None = None) -> Connection:
-        """A connection for messages as they are, on the same topic or on another."""
+        """A connection for unchanged messages, on the same topic or on another."""
         topic = topic or connection.topic
         definition, extension = connection.msgdef.data, connection.ext
         if isinstance(extension, ConnectionExtRosbag1):
@@ -191,7 +191,7 @@ class BagWriter:
             self._writer.write(connection, time, raw)
 
     def _add(self, topic: str, message_type: str, **more: Any) -> Connection:
-        # Two publishers of a topic that differ in nothing become one.
+        # Two identical publishers of a topic become one.
         key = (topic, message_type, more.get("callerid"), more.get("latching"), repr(more.get("offered_qos_profiles")))
         if key not in self._outputs:
             with _writing(self._path):
@@ -200,7 +200,7 @@ class BagWriter:
 
 
 def check_target(source: Bag, target: pathlib.Path) -> None:
-    """The output is a bag of the input's kind, and its name has to say so."""
+    """The output is a bag of the input's kind, and its name has to match."""
     if not source.is_ros2:
         wanted: tuple[str, ...] = (".bag",)
     else:

@@ -17,7 +17,7 @@ _TRANSPORTS = ("/compressed", "/compressedDepth")
 
 @dataclasses.dataclass(frozen=True)
 class ImageTopic:
-    """What the first message of an image topic tells."""
+    """What the first message of an image topic states."""
 
     name: str
     message_type: str
@@ -46,7 +46,7 @@ class ImageTopic:
 
     @property
     def camera_info(self) -> str:
-        """Where ROS has the CameraInfo of this image."""
+        """The topic where ROS expects the CameraInfo of this image."""
         return self.base.rpartition("/")[0] + "/camera_info"
 
     @property
@@ -77,7 +77,7 @@ def image_topics(bag: Bag) -> list[ImageTopic]:
 
 
 def choose(topics: list[ImageTopic], color: str | None, depth: str | None) -> tuple[ImageTopic, ImageTopic]:
-    """The topics of colour and depth: those that are named, and where none is, the only ones that can be meant."""
+    """The topics of colour and depth: those that are named, or else the only ones that come into question."""
     colors = _candidates(topics, "colour", color)
     depths = _candidates(topics, "depth", depth)
     pairs = [(one, other) for one in colors for other in depths]
@@ -96,7 +96,7 @@ def choose(topics: list[ImageTopic], color: str | None, depth: str | None) -> tu
 
 
 def why_not_registered(color: ImageTopic, depth: ImageTopic) -> str | None:
-    """What shows that the depth is not of the colour camera's view; None when nothing does."""
+    """Why the depth is not as the colour camera sees it; None if nothing indicates that."""
     if color.frame_id.lstrip("/") != depth.frame_id.lstrip("/"):
         return f"its frame is {depth.frame_id!r} and that of the colour {color.frame_id!r}"
     if color.size != depth.size:
@@ -105,7 +105,7 @@ def why_not_registered(color: ImageTopic, depth: ImageTopic) -> str | None:
 
 
 def describe(topics: list[ImageTopic]) -> str:
-    """A table for people."""
+    """A table as text."""
     lines = [
         printable(
             f"  {topic.kind or '-':7} {topic.name:45} {topic.count:7} messages  {topic.encoding:8} "

@@ -1,4 +1,4 @@
-"""Where frames are to one another: the static transforms of a bag."""
+"""The poses of coordinate frames relative to each other: the static transforms of a bag."""
 
 from __future__ import annotations
 
@@ -28,7 +28,7 @@ def read_static_transforms(bag: Bag) -> dict[tuple[str, str], "Matrix"]:
 
 
 def transform_between(transforms: dict[tuple[str, str], "Matrix"], source: str, target: str) -> "Matrix | None":
-    """The matrix that takes points of the frame `source` into `target`; None when no chain of transforms does."""
+    """The matrix that takes points of the frame `source` into `target`; None if no transforms connect them."""
     neighbours: dict[str, list[tuple[str, Matrix]]] = {}
     for (parent, child), matrix in transforms.items():
         neighbours.setdefault(child, []).append((parent, matrix))

@@ -24,7 +24,7 @@ _ENGINE_REFUSED = 3
 def main(arguments: list[str] | None = None) -> int:
     """Runs a command line; returns its exit status.
 
-    0: all went well. 1: something could not be refined or written, or the run was interrupted. 2: the command line, or a
+    0: success. 1: something could not be refined or written, or the run was interrupted. 2: the command line, or a
     file that it names, cannot be used. 3: the library refused the engine.
     """
     try:
@@ -43,7 +43,7 @@ def main(arguments: list[str] | None = None) -> int:
         return _complain(f"the engine cannot be used: {error}", _ENGINE_REFUSED)
     except Interrupted as signal:
         return _complain(f"ended by {signal}", 1)
-    except BrokenPipeError:  # whoever read the output has seen enough
+    except BrokenPipeError:  # the reader of the output has closed it
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 1
     except OSError as error:

@@ -1,1 +1,1 @@
-"""Many recordings: finds them, refines each so that it can be resumed, and shares them among the workers of a cluster."""
+"""Many recordings: finds them, refines each resumably, and distributes them among the workers of a cluster."""

@@ -1,4 +1,4 @@
-"""Shares recordings among workers: this process alone, or the actors of a Ray cluster."""
+"""Distributes recordings among workers: this process alone, or the actors of a Ray cluster."""
 
 from __future__ import annotations
 
@@ -15,7 +15,7 @@ from .recordings import Recording
 from .refinement import Outcome, Settings, refine_recording
 
 _ATTEMPTS = 3
-"""How often a recording may be under way when its worker ends, before it is held to be the reason."""
+"""How many workers may die while refining a recording before the recording is assumed to be the reason."""
 
 
 class Worker:
@@ -29,7 +29,7 @@ class Worker:
         try:
             return refine_recording(recording, self._settings, self._load)
         except (Error, LibraryNotFoundError) as error:
-            self._engine = None  # a device error may have spoilt it
+            self._engine = None  # a device error may have broken it
             return Outcome(recording.name, failures=[f"the engine cannot be used: {error}"])
 
     def _load(self) -> Engine:
@@ -48,10 +48,10 @@ def refine_here(recordings: Sequence[Recording], settings: Settings) -> Iterator
 def refine_on_ray(
     recordings: Sequence[Recording], settings: Settings, workers: int | None, address: str | None
 ) -> Iterator[Outcome]:
-    """On the cluster at `address`, or on one that is started here for the time being.
-
-    `workers` is by default as many as there are GPUs, each of which then has one to itself, or 1 without any. A recording
-    whose worker ends, with its machine or alone, is given to another, which goes on with what is there of it.
+    """On the cluster at `address`, or on a temporary one on this machine.
+    
+    By default there is one worker per GPU, which it has to itself, or one if there is no GPU. If a worker dies, alone
+    or with its machine, another one continues its recording from what is already there.
     """
     try:
         ray: Any = importlib.import_module("ray")
@@ -71,12 +71,12 @@ def refine_on_ray(
 
 def _start(ray: Any, address: str | None, workers: int | None) -> None:
     host, _, port = (address or "").rpartition(":")
-    if host and port.isdigit() and "/" not in host:  # Ray itself asks for minutes where nothing listens
+    if host and port.isdigit() and "/" not in host:  # Ray itself would retry for minutes if nothing listens
         try:
             socket.create_connection((host, int(port)), timeout=10).close()
         except OSError as error:
             raise UserError(f"the Ray cluster at {address} cannot be joined: {error.strerror or error}", 1) from error
-    # Nobody asked for reports on the use of a cluster to be sent anywhere.
+    # No usage statistics are sent anywhere unless the user asks for that.
     os.environ.setdefault("RAY_USAGE_STATS_ENABLED", "0")
     try:
         if address:

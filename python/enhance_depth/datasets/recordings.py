@@ -1,4 +1,4 @@
-"""What recordings a folder holds, and the pairs of images of each."""
+"""Finds the recordings in a folder, and the pairs of images of each."""
 
 from __future__ import annotations
 
@@ -32,7 +32,7 @@ class Frame:
     color: pathlib.Path
     depth: pathlib.Path
     stamps: tuple[str, str] | None = None
-    """Of colour and depth, as a TUM recording's lists have them."""
+    """The time stamps of colour and depth, as written in a TUM recording's lists."""
 
     @property
     def name(self) -> str:

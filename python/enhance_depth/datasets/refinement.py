@@ -1,7 +1,7 @@
-"""Refines one recording. What is there of it survives whatever ends the run, and is not made again.
+"""Refines one recording. Finished results survive whatever ends the run, and are not made again.
 
-A recording grows in a hidden folder beside its place, OUT/.NAME.partial, and is moved into place when its last frame is
-there. Each file appears in it whole. run.json says what the results are made of; a run with something else is refused.
+A recording is built in a hidden folder beside its final place, OUT/.NAME.partial, and moved there once its last frame
+is done. Every file in it is complete. run.json says what the results are made from; a run with anything else is refused.
 """
 
 from __future__ import annotations
@@ -30,7 +30,7 @@ _SECONDS_TO_WAIT_FOR_ANOTHER_RUN = 10
 
 @dataclasses.dataclass(frozen=True)
 class Settings:
-    """What is the same for all recordings."""
+    """The settings that all recordings share."""
 
     output: pathlib.Path
     engine: str
@@ -44,7 +44,7 @@ class Settings:
 
 @dataclasses.dataclass
 class Outcome:
-    """What became of a recording."""
+    """The outcome for a recording."""
 
     name: str
     refined: int = 0
@@ -54,7 +54,7 @@ class Outcome:
 
 
 def refine_recording(recording: Recording, settings: Settings, load_engine: Callable[[], Engine]) -> Outcome:
-    """Every failure that concerns the recording is in the outcome."""
+    """Refines one recording. Its failures are part of the outcome."""
     outcome = Outcome(recording.name)
     try:
         target = settings.output / recording.name
@@ -72,7 +72,7 @@ def refine_recording(recording: Recording, settings: Settings, load_engine: Call
 
 
 def digest_of(path: str) -> str:
-    """Of an engine file's content."""
+    """The checksum of an engine file's content."""
     digest = hashlib.sha256()
     try:
         with open(path, "rb") as stream:
@@ -142,7 +142,7 @@ def _refine_frame(frame: Frame, depth_path: pathlib.Path, confidence_path: pathl
 def _refine_bag(
     recording: Recording, target: pathlib.Path, settings: Settings, load_engine: Callable[[], Engine], outcome: Outcome
 ) -> None:
-    if target.exists():  # a bag is there whole or not at all
+    if target.exists():  # a bag exists completely or not at all
         outcome.kept = 1
         return
     try:
@@ -193,7 +193,7 @@ def _write(path: pathlib.Path, text: str) -> None:
 
 @contextlib.contextmanager
 def _only_run(target: pathlib.Path) -> Iterator[None]:
-    """One worker at a time is at a recording, whatever run it belongs to. The lock goes with the process that holds it."""
+    """Only one worker at a time refines a recording, whatever run it belongs to. The lock ends with the process."""
     path = target.with_name(f".{target.name}.lock")
     patience = time.monotonic() + _SECONDS_TO_WAIT_FOR_ANOTHER_RUN
     while True:

@@ -17,7 +17,7 @@ class UserError(Exception):
 
 
 class Interrupted(BaseException):
-    """A signal asked the command to end. Not an Exception, so that nothing on the way takes it for a failed frame."""
+    """A signal asked the command to end. Not an Exception, so that no handler takes it for a failed frame."""
 
     def __init__(self, number: int) -> None:
         super().__init__(signal.Signals(number).name)
@@ -25,13 +25,13 @@ class Interrupted(BaseException):
 
 @contextlib.contextmanager
 def interruptible() -> Iterator[None]:
-    """Within, SIGINT, SIGTERM and SIGHUP raise Interrupted, so that partial output is removed on the way out."""
+    """Inside this context, SIGINT, SIGTERM and SIGHUP raise Interrupted, so that partial output is removed."""
 
     def interrupt(number: int, _frame: FrameType | None) -> None:
         raise Interrupted(number)
 
     numbers = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-    # A signal that whoever started the command ignores, as nohup does, stays ignored.
+    # A signal that was ignored when the command started, as with nohup, stays ignored.
     before = {number: signal.getsignal(number) for number in numbers}
     taken = [number for number in numbers if before[number] is not signal.SIG_IGN]
     for number in taken:
@@ -44,10 +44,10 @@ def interruptible() -> Iterator[None]:
 
 
 def needed(package: str, extra: str) -> UserError:
-    """For a package that an optional part of this one needs and that is not installed."""
+    """The error for a package that is needed by an optional part of this one but not installed."""
     return UserError(f"this command needs the package {package}: pip install 'enhance_depth[{extra}]'")
 
 
 def printable(text: str) -> str:
-    """The text with what a terminal would take for commands written out: names of files and topics may hold anything."""
+    """The text with control characters escaped: names of files and topics may contain anything."""
     return "".join(letter if letter.isprintable() else letter.encode("unicode_escape").decode() for letter in text)

@@ -24,7 +24,7 @@ if TYPE_CHECKING:
     Pixels = npt.NDArray[np.generic]
 
 LARGEST_SIDE = 8192
-Image.MAX_IMAGE_PIXELS = None  # the limit is LARGEST_SIDE, looked at before anything is decoded
+Image.MAX_IMAGE_PIXELS = None  # the limit is LARGEST_SIDE, checked before anything is decoded
 
 _PNG = b"\x89PNG"
 # Where a PNG's header has the bits of a sample and the kind of its pixels; 0 stands for one channel.
@@ -32,7 +32,7 @@ _BITS, _KIND = 24, 25
 
 
 def read_color(source: Union[pathlib.Path, bytes], name: str) -> "ColorImage":
-    """(H, W, 3) uint8 of a PNG or JPEG; `name` is what errors call it. An orientation note is not applied."""
+    """(H, W, 3) uint8 of a PNG or JPEG; errors call it `name`. The orientation tag is ignored."""
     content = _read(source, name)
     if content[:4] == _PNG and content[_BITS] > 8:
         raise UserError(f"{name} has {content[_BITS]} bits a channel, not 8; are colour and depth swapped?")
@@ -91,7 +91,7 @@ def _read(source: Union[pathlib.Path, bytes], name: str) -> bytes:
         content = source if isinstance(source, bytes) else source.read_bytes()
     except OSError as error:
         raise UserError(f"{name} cannot be read: {error.strerror}") from error
-    return content.ljust(_KIND + 1, b"\0")  # so that a header that was cut off can be looked at
+    return content.ljust(_KIND + 1, b"\0")  # so that a truncated header can be parsed
 
 
 def _open(content: bytes, name: str) -> Image.Image:
@@ -108,6 +108,6 @@ def _open(content: bytes, name: str) -> Image.Image:
 def _decode(image: Image.Image, name: str) -> Image.Image:
     try:
         image.load()
-    except (OSError, SyntaxError, ValueError) as error:  # Pillow's answers to damage
+    except (OSError, SyntaxError, ValueError) as error:  # what Pillow raises for damaged files
         raise UserError(f"{name} is damaged: {error}") from error
     return image

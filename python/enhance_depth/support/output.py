@@ -1,4 +1,4 @@
-"""Output that is either whole or not there."""
+"""Output that is either complete or absent."""
 
 from __future__ import annotations
 
@@ -13,15 +13,15 @@ from typing import Iterator
 from .errors import UserError
 
 _NO_LINKS = (errno.EPERM, errno.ENOTSUP, errno.ENOSYS)
-"""How file systems without hard links, such as those of memory cards, answer."""
+"""The errors of file systems without hard links, such as those of memory cards."""
 
 
 @contextlib.contextmanager
 def whole_or_absent(target: pathlib.Path) -> Iterator[pathlib.Path]:
-    """Gives a path of the target's name in a new folder beside it; moves what was written there into place at the end.
-
-    The folder has a name of its own, so that neither another run nor any file that exists is in the way, and is removed
-    on every way out. The target, a file or a folder, must not exist: not at the start, nor at the end.
+    """Yields a path with the target's name in a new folder beside it; at the end moves what was written there into place.
+    
+    The folder has a unique name, so that no other run or existing file is in the way, and is always removed. The target,
+    a file or a folder, must not exist, neither at the start nor at the end.
     """
     refuse_existing(target)
     try:
@@ -39,7 +39,7 @@ def whole_or_absent(target: pathlib.Path) -> Iterator[pathlib.Path]:
 
 @contextlib.contextmanager
 def replacing(target: pathlib.Path) -> Iterator[pathlib.Path]:
-    """Like whole_or_absent() for a file that may replace an earlier one of its name."""
+    """Like whole_or_absent(), for a file that may replace an earlier one of the same name."""
     try:
         number, name = tempfile.mkstemp(prefix=f".{target.name[:100]}.", suffix=".part", dir=target.parent)
     except OSError as error:

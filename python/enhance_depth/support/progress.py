@@ -1,4 +1,4 @@
-"""How far a long run is: one line that is rewritten on a terminal, elsewhere a line every ten seconds."""
+"""Progress of a long run: one line that is updated on a terminal, otherwise a line every ten seconds."""
 
 from __future__ import annotations
 
@@ -30,7 +30,7 @@ class Progress:
             print("\r\033[K", end="", file=sys.stderr, flush=True)
 
     def advance(self, more: int = 0) -> None:
-        """One unit is done, or, if `more` is given, that many have been found to do."""
+        """One unit is done or, if `more` is given, that many more have to be done."""
         if more:
             self._total += more
             self._start = time.monotonic()
