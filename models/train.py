@@ -147,7 +147,7 @@ class Training:
         color, depth, truth = self.samples.batch(self.options.batch, clean_share, self.device)
         self.holes.manual_seed(self.options.seed * 1_000_003 + self.step)
         depth = depth * ~hide(self.holes, truth)
-        parts = self.network.parts(color, depth, torch.bfloat16)
+        parts = self.network.parts(color, depth, mixed=True)
         total, terms = loss(parts, truth)
         self.optimizer.zero_grad(set_to_none=True)
         total.backward()

@@ -264,9 +264,9 @@ class Refiner(nn.Module):
                           torch.clamp((mean[0] - low) * 5, -2, 2)], 1)
         return torch.cat([color, mask, detail], 1), half
 
-    def _read(self, full, half, precision):
+    def _read(self, full, half, mixed):
         """All that comes of convolutions: per level the weights and the guide; the slope and confidence at level 1."""
-        with torch.autocast(full.device.type, precision, enabled=precision != torch.float32):
+        with torch.autocast(full.device.type, torch.bfloat16, enabled=mixed):
             features = self.body(full, half)
             fine = torch.relu(self.fine_image(full) + doubled(self.fine_body(features[0])))
             levels = [fine, *features]
@@ -274,13 +274,13 @@ class Refiner(nn.Module):
             guides = [head(f).float() for head, f in zip(self.guides, levels)]
             return fine.float(), weights, guides, self.extra(features[0]).float(), self.seed(features[-1]).float()
 
-    def parts(self, rgb, dep, precision=torch.float32):
-        """Everything that a loss looks at, by name. `precision` is the U-Net's; depth is always spread in 32 bits."""
+    def parts(self, rgb, dep, mixed=False):
+        """Everything that a loss looks at, by name. `mixed`: the U-Net in 16-bit floats, where it can."""
         color = rgb.to(torch.float32) / 255 - 0.5
         x, mask, mean = self.normalise(dep)
         pyramid = Pyramid(x, mask)
         fills = pyramid.filled()
-        fine, weights, guides, extra, seed = self._read(*self.inputs(color, x, mask, pyramid, fills), precision)
+        fine, weights, guides, extra, seed = self._read(*self.inputs(color, x, mask, pyramid, fills), mixed)
         slope = [0.02 * extra[:, :2]]
         colors = [color]
         for level in range(1, LEVELS):
