@@ -64,14 +64,14 @@ bool in_natural_order(const fs::path& a, const fs::path& b) {
   throw UsageError(place + " cannot be read: " + reason + ". Check its permissions.");
 }
 
-std::vector<fs::path> images_in(const fs::path& folder, std::initializer_list<std::string_view> endings) {
+std::vector<fs::path> images_in(const fs::path& folder, std::initializer_list<std::string_view> extensions) {
   std::vector<fs::path> files;
   std::error_code problem;
   for (const auto& entry : fs::directory_iterator(folder, problem)) {
-    const std::string ending = lower_case(entry.path().extension().string());
+    const std::string extension = lower_case(entry.path().extension().string());
     const bool hidden =
         entry.path().filename().native().front() == '.';  // such as what some systems add: ._0.png
-    if (!hidden && std::find(endings.begin(), endings.end(), ending) != endings.end()) {
+    if (!hidden && std::find(extensions.begin(), extensions.end(), extension) != extensions.end()) {
       files.push_back(entry.path());
     }
   }
@@ -96,10 +96,10 @@ std::vector<fs::path> matches_of(const std::string& pattern) {
 }
 
 // The images of a folder or pattern, in natural order.
-std::vector<fs::path> list_images(const std::string& place, std::initializer_list<std::string_view> endings,
-                                  const char* kind) {
+std::vector<fs::path> list_images(const std::string& place,
+                                  std::initializer_list<std::string_view> extensions, const char* kind) {
   const bool is_folder = type_of(place) == fs::file_type::directory;
-  std::vector<fs::path> files = is_folder ? images_in(place, endings) : matches_of(place);
+  std::vector<fs::path> files = is_folder ? images_in(place, extensions) : matches_of(place);
   if (files.empty()) {
     throw UsageError(place + (is_folder ? " has no " : " names no folder and matches no ") + kind +
                      " images. Give a folder, or a pattern in quotes such as \"recording/*_depth.png\".");

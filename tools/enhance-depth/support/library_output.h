@@ -1,5 +1,5 @@
-// What libraries print belongs on standard error, whole lines of it, fit to be shown, and without what the
-// tool says itself. Standard output is for results.
+// Sends the output of libraries to standard error, in whole lines, with control characters escaped and
+// without what the tool reports itself. Standard output is for results.
 #ifndef ENHANCE_DEPTH_TOOL_LIBRARY_OUTPUT_H
 #define ENHANCE_DEPTH_TOOL_LIBRARY_OUTPUT_H
 
@@ -13,9 +13,9 @@
 
 namespace enhance_depth_tool {
 
-// While it lives, std::cout and std::cerr write to where they did before, and whatever else the process
-// prints goes through a filter to standard error. The filter is a process of its own: what is printed last is
-// not lost when this one crashes. One at a time, made before there are threads.
+// While it exists, std::cout and std::cerr keep their destinations, and whatever else the process prints goes
+// through a filter to standard error. The filter is a separate process, so that the last lines are not lost
+// when this one crashes. Only one may exist at a time, created before any thread.
 class LibraryOutput {
  public:
   // `quiet`: the camera SDK's information is dropped.
@@ -32,8 +32,8 @@ class LibraryOutput {
   std::unique_ptr<std::streambuf> error_buffer_;
 };
 
-// The line as it is passed on; none when it is dropped: the library's own report of a failure, which comes
-// back as a record, too, and with `quiet` the camera SDK's information.
+// The line to pass on, or none to drop it: the library's log line of a failure, which the tool reports from
+// the record, and with `quiet` the camera SDK's information messages.
 std::optional<std::string> filtered_line(std::string_view line, bool quiet);
 
 }  // namespace enhance_depth_tool
