@@ -84,7 +84,7 @@ int parse_and_run(int argc, const char* const* argv) {
   for (const Subcommand& subcommand : kSubcommands) {
     CLI::App* options = app.add_subcommand(subcommand.name, subcommand.description);
     options->footer(std::string("Example:\n  ") + subcommand.example + "\n\n" + kExitStatuses);
-    options->add_flag("-q,--quiet", quiet, "Leave out the camera SDK's information, but no warning");
+    options->add_flag("-q,--quiet", quiet, "Drop the camera SDK's information messages, but no warnings");
     options->callback([&chosen, action = subcommand.add(*options)] { chosen = action; });
   }
 

@@ -184,7 +184,7 @@ Action add_bench(CLI::App& app) {
   add_recording_options(app, options->recording);
   add_image_size(app, options->size)->excludes(app.get_option("INPUT"))->excludes(app.get_option("--color"));
   CLI::Option* frames =
-      app.add_option("-n,--frames", options->frames, "Frames to measure, over and over those there are")
+      app.add_option("-n,--frames", options->frames, "Frames to measure; those of a recording are repeated")
           ->check(CLI::Range(1, kMostFrames).description(""))
           ->type_name("NUMBER")
           ->capture_default_str();
@@ -196,7 +196,7 @@ Action add_bench(CLI::App& app) {
                                   "End after this time, instead of a number of frames")
       ->check(finite_in(0.001, 1e6))
       ->type_name("SECONDS");
-  app.add_option("--warm-up", options->warm_up, "Frames before, which are not measured")
+  app.add_option("--warm-up", options->warm_up, "Frames to run first, which are not measured")
       ->check(CLI::Range(0, kMostFrames).description(""))
       ->type_name("NUMBER")
       ->capture_default_str();

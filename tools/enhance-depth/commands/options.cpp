@@ -34,7 +34,7 @@ void add_engine_options(CLI::App& app, EngineOptions& options) {
   };
   app.add_option_function<std::string>(
          "--rgb-layout", set_layout,
-         "Colour layout that the engine has to have: planar (all red, all green, all blue) or interleaved. "
+         "Colour layout expected of the engine: planar (all red, all green, all blue) or interleaved. "
          "Without this option it is the engine's own")
       ->check(CLI::IsMember({"planar", "interleaved"}).description(""))
       ->type_name("LAYOUT");

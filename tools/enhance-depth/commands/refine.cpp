@@ -254,7 +254,8 @@ Action add_refine(CLI::App& app) {
          "Set refined pixels of less confidence to 0")
       ->check(finite_in(-1e30, 1e30))
       ->type_name("NUMBER");
-  app.add_option_function<std::string>("--clip", set_clip, "Set refined pixels outside of these metres to 0")
+  app.add_option_function<std::string>("--clip", set_clip,
+                                       "Set refined pixels outside this range in metres to 0")
       ->type_name("NEAR..FAR");
   CLI::Option* camera =
       app.add_option_function<std::string>("--intrinsics", set_camera, "The camera, in pixels, for --cloud")

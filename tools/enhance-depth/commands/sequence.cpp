@@ -265,10 +265,10 @@ Action add_sequence(CLI::App& app) {
   app.add_flag("--confidence", options->confidence, "Write the confidence too, as 32-bit float TIFF");
   app.add_flag("--preview", options->preview, "Write a preview picture of every frame too");
   CLI::Option* video =
-      app.add_option("--video", options->video, "Write the previews as an animation: .mp4 or .avi")
+      app.add_option("--video", options->video, "Write the previews as a video: .mp4 or .avi")
           ->type_name("FILE");
   CLI::Option* resume =
-      app.add_flag("--resume", options->resume, "Leave out the frames whose results are there already");
+      app.add_flag("--resume", options->resume, "Skip the frames that already have results");
   video->excludes(resume);
   app.add_flag("--strict", options->strict, "Stop at the first frame that fails");
   app.add_option("-j,--jobs", options->jobs, "Frames to refine at a time; 0 for as many as there are cores")
