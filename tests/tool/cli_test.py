@@ -129,7 +129,7 @@ class RefineTest(Case):
                 *(("--depth-scale", scale, f"{scale} is not a number from 1 to 1e+09") for scale in
                   ("0", "nan", "inf", "5000mm", "1e10")),
                 ("--depth-scale", "0.001", "0.001 would be metres per unit. Give units per metre: 1000."),
-                *(("--clip", text, f"{text} is no range of metres such as 0.3..5") for text in
+                *(("--clip", text, f"{text} is not a range in metres such as 0.3..5") for text in
                   ("1", "1..", "5..1", "-1..2", "1..nan", "1..2..3", "1..2m")),
                 *(("--intrinsics", text, f"{text} is not fx,fy,cx,cy in pixels") for text in
                   ("1,2,3", "1,2,3,4,5", "0,1,2,3", "1,2,3,x"))):
@@ -347,7 +347,7 @@ class SequenceTest(Case):
             self.assertEqual(process.wait(), -signal.SIGKILL)
         self.expect_failure(second, 2, "Another run writes to the output folder out.")
         self.assertFalse((self.folder / "out/depth/11.png").exists(), "the kill came too late to show anything")
-        self.expect_failure(self.sequence("--output", "out", *options), 2, "is there already", "--resume")
+        self.expect_failure(self.sequence("--output", "out", *options), 2, "already exists", "--resume")
         result = self.sequence("--output", "out", "--resume", *options)
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertRegex(result.stdout, r"done earlier    [1-9]")
@@ -501,7 +501,7 @@ class SequenceTest(Case):
         self.expect_failure(result, 1, "rec/depth/4.png: The engine", "2000 x 8 pixels", "(code 26)")
         self.assertIn("Refined 5 of 6 frames", result.stdout)
         self.assertIn("video           v.avi\n", result.stdout)
-        self.expect_failure(self.sequence("--output", "2", "--video", "v.avi"), 2, "v.avi is there already. Choose another")
+        self.expect_failure(self.sequence("--output", "2", "--video", "v.avi"), 2, "v.avi already exists. Choose another")
         (self.folder / "v.avi").unlink()
         for i in range(self.count):
             self.write(f"rec/depth/{i}.png", b"")
@@ -615,14 +615,14 @@ class SequenceTest(Case):
         for arguments, differences in ((("other",), "recording"),
                                        (("--engine", engine, "--depth-scale", 2500), "depth scale, engine"),
                                        (("--max-difference", 0.01), "max difference")):
-            self.expect_failure(self.sequence(*arguments), 2, "out/depth is there already", "--resume")
+            self.expect_failure(self.sequence(*arguments), 2, "out/depth already exists", "--resume")
             self.expect_failure(self.sequence(*arguments, "--resume"), 2, f"with another {differences}. Choose another")
         self.assertEqual(self.content("out"), before)
         self.assertEqual(self.sequence("--resume").returncode, 0)
         for left in ("depth", "preview"):
-            self.expect_failure(self.sequence(), 2, f"out/{left} is there already")
+            self.expect_failure(self.sequence(), 2, f"out/{left} already exists")
             shutil.rmtree(self.folder / "out" / left)
-        self.expect_failure(self.sequence(), 2, "out/rgb.txt is there already")
+        self.expect_failure(self.sequence(), 2, "out/rgb.txt already exists")
         (self.folder / "out/run.json").unlink()
         self.expect_failure(self.sequence("--resume"), 2, "out/run.json is missing or damaged", "another folder")
         self.assertEqual(self.content("out"), {name: before[name] for name in ("rgb.txt", "depth.txt", "results.jsonl")})

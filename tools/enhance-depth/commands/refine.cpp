@@ -237,7 +237,7 @@ Action add_refine(CLI::App& app) {
   const auto set_clip = [options](const std::string& text) {
     const auto numbers = parse_numbers(text, "..", 2);
     if (!numbers || (*numbers)[0] < 0.0 || (*numbers)[1] <= (*numbers)[0]) {
-      throw CLI::ValidationError("--clip", text + " is no range of metres such as 0.3..5");
+      throw CLI::ValidationError("--clip", text + " is not a range in metres such as 0.3..5");
     }
     options->clip = MetreRange{(*numbers)[0], (*numbers)[1]};
   };

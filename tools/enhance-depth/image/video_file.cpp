@@ -27,7 +27,7 @@ class VideoFile::Implementation {
       : path_(path), frames_per_second_(frames_per_second) {
     require_writable(path, {".mp4", ".avi"});
     if (type_of(path_) != fs::file_type::not_found) {
-      throw UsageError(path_.string() + " is there already. Choose another name with --video, or remove it.");
+      throw UsageError(path_.string() + " already exists. Choose another name with --video, or remove it.");
     }
     // The extension decides the container. The writer opens the file again, by its name.
     part_.emplace(path_, path_.extension().string(), [](const std::string& name) {

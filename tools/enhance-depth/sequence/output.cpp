@@ -132,7 +132,7 @@ bool SequenceOutput::check_earlier_results(const RunManifest& manifest, bool res
       continue;
     }
     if (!resume) {
-      throw UsageError(path.string() + " is there already. Continue an earlier run with --resume, or " +
+      throw UsageError(path.string() + " already exists. Continue an earlier run with --resume, or " +
                        "choose another folder with --output.");
     }
     of_another_place = !manifest.require_same(manifest_file());

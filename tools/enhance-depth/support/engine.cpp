@@ -20,13 +20,13 @@ const char* remedy(std::int32_t code) {
     case ENHANCE_DEPTH_ERROR_INVALID_ARGUMENT:
       return " Check the path of the engine.";
     case ENHANCE_DEPTH_ERROR_RUNTIME_CREATE_FAILED:
-      return " Check that the TensorRT libraries and the GPU driver fit.";
+      return " Check that the TensorRT libraries and the GPU driver match.";
     case ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED:
       return " Build the engine on this machine, with its TensorRT version.";
     case ENHANCE_DEPTH_ERROR_CUDA_RESOURCE_CREATE_FAILED:
-      return " Check that the GPU's driver is there and fits, and that you may use the GPU (group video); if "
-             "all "
-             "that is so, end other programs that use it.";
+      return " Check that the GPU driver is installed and matches the CUDA runtime, and that you may use the "
+             "GPU "
+             "(group video); otherwise end other programs that use it.";
     case ENHANCE_DEPTH_ERROR_CONTEXT_CREATE_FAILED:
     case ENHANCE_DEPTH_ERROR_DEVICE_ALLOC_FAILED:
       return " Free device memory: end other programs that use the GPU, or use smaller images.";
@@ -34,7 +34,7 @@ const char* remedy(std::int32_t code) {
     case ENHANCE_DEPTH_ERROR_MEMSET_FAILED:
     case ENHANCE_DEPTH_ERROR_SYNC_FAILED:
     case ENHANCE_DEPTH_ERROR_ENQUEUE_FAILED:
-      return " Try again; if it stays, look into the system log for messages of the GPU driver.";
+      return " Try again; if it keeps failing, look in the system log for messages from the GPU driver.";
     case ENHANCE_DEPTH_ERROR_NO_COMPATIBLE_PROFILE:
     case ENHANCE_DEPTH_ERROR_SET_PROFILE_FAILED:
     case ENHANCE_DEPTH_ERROR_SET_INPUT_SHAPE_FAILED:
