@@ -218,6 +218,20 @@ TEST(ToolImageIo, SeesTheJpegFrameThatTheDecoderSees) {
             "f is cut short or damaged. Copy or record it again.");
 }
 
+TEST(ToolImageIo, UnpacksNoTextsOfAPng) {
+  const cv::Mat depth = pattern(9, 6, CV_16UC1);
+  Bytes file = encode_depth(depth);
+  const Bytes plain = file;
+  const std::string text("\0\0\0\x08zTXtname\0\0??\0\0\0\0", 20);  // not packed as it should be
+  file.insert(file.begin() + 33, text.begin(), text.end());
+  const auto sum = static_cast<std::uint32_t>(crc32(0, file.data() + 37, 12));
+  for (std::size_t i = 0; i < 4; ++i) file[49 + i] = static_cast<std::uint8_t>(sum >> (24 - 8 * i));
+  EXPECT_EQ(essential_png(file.data(), file.size()), plain);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(difference(depth_of(file), depth), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");  // where the decoder would complain about the text
+}
+
 TEST(ToolImageIo, BoundsTheScansOfAJpeg) {
   Bytes jpeg;
   cv::imencode(".jpg", pattern(9, 6, CV_8UC3), jpeg, {cv::IMWRITE_JPEG_PROGRESSIVE, 1});

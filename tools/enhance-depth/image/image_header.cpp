@@ -17,6 +17,32 @@ bool starts_with(const std::uint8_t* data, std::size_t size, std::string_view si
   return size >= signature.size() && std::memcmp(data, signature.data(), signature.size()) == 0;
 }
 
+constexpr std::uint32_t kImageEnd = 0x49454e44;      // "IEND"
+constexpr std::uint32_t kTransparency = 0x74524e53;  // "tRNS"
+
+// Calls `visit` with the place and length of every chunk up to the last. A chunk: length of its data, four
+// letters, data, checksum of letters and data. Returns false when one is damaged or the last is missing.
+template <typename Visit>
+bool for_each_png_chunk(const std::uint8_t* data, std::size_t size, const Visit& visit) {
+  constexpr std::size_t kAround = 12;
+  for (std::size_t at = kPngSignature.size(); at + kAround <= size;) {
+    const std::size_t length = read_big_endian(data + at, 4);
+    if (length > size - at - kAround) {
+      return false;
+    }
+    const std::uint8_t* letters = data + at + 4;
+    if (crc32(0, letters, static_cast<uInt>(4 + length)) != read_big_endian(letters + 4 + length, 4)) {
+      return false;
+    }
+    visit(at, kAround + length);
+    if (read_big_endian(letters, 4) == kImageEnd) {
+      return true;
+    }
+    at += kAround + length;
+  }
+  return false;
+}
+
 // The IHDR chunk comes first: length, "IHDR", width, height, bit depth, colour type.
 void read_png_header(const std::uint8_t* data, std::size_t size, ImageHeader& header) {
   constexpr std::size_t kHeaderEnd = 33;
@@ -102,24 +128,18 @@ std::string name_of_other_format(const std::uint8_t* data, std::size_t size) {
 }
 
 bool is_intact_png(const std::uint8_t* data, std::size_t size) {
-  // A chunk: length of its data, four letters, data, checksum of letters and data.
-  constexpr std::size_t kAround = 12;
-  constexpr std::uint32_t kEnd = 0x49454e44;  // "IEND"
-  for (std::size_t at = kPngSignature.size(); at + kAround <= size;) {
-    const std::size_t length = read_big_endian(data + at, 4);
-    if (length > size - at - kAround) {
-      return false;
+  return for_each_png_chunk(data, size, [](std::size_t, std::size_t) {});
+}
+
+std::vector<std::uint8_t> essential_png(const std::uint8_t* data, std::size_t size) {
+  std::vector<std::uint8_t> file(kPngSignature.begin(), kPngSignature.end());
+  for_each_png_chunk(data, size, [&](std::size_t at, std::size_t length) {
+    const bool is_critical = (data[at + 4] & 0x20U) == 0;  // a capital letter
+    if (is_critical || read_big_endian(data + at + 4, 4) == kTransparency) {
+      file.insert(file.end(), data + at, data + at + length);
     }
-    const std::uint8_t* letters = data + at + 4;
-    if (crc32(0, letters, static_cast<uInt>(4 + length)) != read_big_endian(letters + 4 + length, 4)) {
-      return false;
-    }
-    if (read_big_endian(letters, 4) == kEnd) {
-      return true;
-    }
-    at += kAround + length;
-  }
-  return false;
+  });
+  return file;
 }
 
 }  // namespace enhance_depth_tool

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace enhance_depth_tool {
 
@@ -39,6 +40,10 @@ std::string name_of_other_format(const std::uint8_t* data, std::size_t size);
 // Whether the checksum of every chunk of a PNG file is right, and the last chunk is there. The decoder would
 // print its own messages in the middle of the tool's.
 bool is_intact_png(const std::uint8_t* data, std::size_t size);
+
+// An intact PNG file with only what its pixels need. The decoder would unpack all texts, each of which may
+// turn a few kilobytes into eight megabytes.
+std::vector<std::uint8_t> essential_png(const std::uint8_t* data, std::size_t size);
 
 // The readers of single formats; each gets a file that begins as its format does.
 inline constexpr const char* kDamaged = "is cut short or damaged";

@@ -97,7 +97,9 @@ cv::Mat decode(const Bytes& file, const std::string& name, const ImageHeader& he
   cv::Mat image;
   try {
     const bool plain = header.format == ImageFormat::kPnm || header.format == ImageFormat::kNpy;
-    image = plain ? plain_pixels(file, header) : cv::imdecode(file, cv::IMREAD_UNCHANGED);
+    const bool png = header.format == ImageFormat::kPng;
+    image = plain ? plain_pixels(file, header)
+                  : cv::imdecode(png ? essential_png(file.data(), file.size()) : file, cv::IMREAD_UNCHANGED);
   } catch (const cv::Exception&) {
     image.release();
   }
