@@ -168,9 +168,10 @@ class RefineTest(Case):
     def test_shows_no_control_characters_of_names(self):
         name = "a\x1b[2J\x1b]0;owned\x07\nb\udcff"
         os.symlink("missing", self.folder / name)
-        for result in (self.refine(color=name, errors="surrogateescape"), self.refine(output=name + ".png")):
+        for result in (self.refine(color=name, errors="surrogateescape"), self.refine(output=name + ".png"),
+                       self.run_tool("inspect", ENGINE, name), self.run_tool("bench", "--size", name)):
             text = (result.stdout + result.stderr).replace("\n", "")
-            self.assertIn("a\\x1b[2J\\x1b]0;owned\\x07\\x0ab\\xff", text)
+            self.assertIn("a\\x1b[2J\\x1b]0;owned\\x07", text)
             self.assertTrue(text.isprintable(), text)
 
     def test_ends_under_a_limit_of_its_memory(self):
@@ -548,6 +549,14 @@ class SequenceTest(Case):
         self.assertNotIn("stopped", result.stderr)
         self.assertNotIn("disk/", result.stdout)
         self.assertEqual(len(os.listdir(self.folder / "out/depth")), 6)
+
+    def test_leaves_nothing_of_files_beyond_the_limit_of_their_size(self):
+        with self.start("--video", "v.avi", before=("sh", "-c", 'ulimit -f 1; exec "$@"', "sh"),
+                        streams=subprocess.PIPE) as process:
+            errors = process.communicate(timeout=120)[1]
+        self.assertEqual(process.returncode, 1, errors)
+        self.assertIn(".png cannot be written: File too large", errors)
+        self.assertEqual([*self.folder.glob("**/.*"), *self.folder.glob("**/*.avi")], [])
 
     def test_refuses_an_output_folder_that_cannot_be_written_to(self):
         result = self.run_on_tmpfs("ro")

@@ -98,6 +98,7 @@ void remove_unfinished_files_on_signals() {
       std::signal(signal, SIG_IGN);
     }
   }
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 }  // namespace enhance_depth_tool

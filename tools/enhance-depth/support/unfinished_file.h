@@ -40,7 +40,8 @@ class UnfinishedFile {
 };
 
 // From now on signals that end a process, such as SIGHUP and SIGTERM, remove unfinished files first. A signal
-// that was ignored when the process started stays ignored.
+// that was ignored when the process started stays ignored. Writing beyond the limit of a file's size fails,
+// as on a full disk.
 void remove_unfinished_files_on_signals();
 
 }  // namespace enhance_depth_tool
