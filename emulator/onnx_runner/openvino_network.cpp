@@ -115,6 +115,7 @@ class OpenVinoNetwork final : public OnnxNetwork {
     const auto named = [output](const TensorDescription& tensor) { return tensor.name == output; };
     const auto found = std::find_if(tensors_.begin(), tensors_.end(), named);
     std::vector<Dims> shapes;
+    shapes.reserve(inputs.size());
     for (const InputShape& input : inputs) {
       shapes.push_back(input.shape);
     }
