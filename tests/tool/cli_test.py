@@ -400,6 +400,15 @@ class SequenceTest(Case):
         self.assertNotIn("3.png", after, "the result of another image would pass for that of this one")
         self.assertEqual(len((self.folder / "out/depth.txt").read_text().splitlines()), 2 + 5)
 
+    def test_keeps_results_of_another_recording_with_a_frame_in_common(self):
+        self.assertEqual(self.sequence().returncode, 0)
+        before = self.content("out")
+        shutil.copytree(self.folder / "rec", self.folder / "other")
+        for i in range(1, self.count):
+            self.write(f"other/depth/{i}.png", depth_png(64, 48, offset=100 + i))
+        self.expect_failure(self.sequence("other", "--resume"), 2, "were made with another recording")
+        self.assertEqual(self.content("out"), before)
+
     def test_refuses_what_is_no_description_of_earlier_results(self):
         self.assertEqual(self.sequence().returncode, 0)
         manifest = self.folder / "out/run.json"

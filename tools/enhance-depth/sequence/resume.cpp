@@ -1,6 +1,7 @@
 #include "sequence/resume.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "support/tool_error.h"
 
@@ -29,10 +30,11 @@ FramesToDo find_frames_to_do(const Recording& recording, const SequenceOutput& o
   for (const FrameFiles& frame : recording.frames) {
     results.push_back(earlier_result(frame, output, journal));
   }
-  const bool any_of_these_images = std::any_of(results.begin(), results.end(), [](Earlier result) {
-    return result == Earlier::kIncomplete || result == Earlier::kComplete;
-  });
-  if (of_another_place && !journal.empty() && !any_of_these_images) {
+  const auto of_other_images = std::count(results.begin(), results.end(), Earlier::kOfOtherImages);
+  const auto unknown = std::count(results.begin(), results.end(), Earlier::kNone);
+  const auto of_these_images = static_cast<std::ptrdiff_t>(results.size()) - of_other_images - unknown;
+  // Two recordings may have a frame in common, such as a black one.
+  if (of_another_place && !journal.empty() && of_these_images <= of_other_images) {
     throw UsageError("The results beside " + output.journal().string() +
                      " were made with another recording. Choose another folder with --output.");
   }

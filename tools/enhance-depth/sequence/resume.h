@@ -18,8 +18,8 @@ struct FramesToDo {
 
 // The frames of `recording` whose results are not in `journal`, are incomplete, or were made from other
 // images than those now paired. Results of other images are removed; all of these frames are removed from the
-// journal. If the results may belong to another recording, because they are `of_another_place` and none was
-// made from these images, throws a UsageError and removes nothing.
+// journal. If the results may belong to another recording, because they are `of_another_place` and not more
+// of them were made from these images than from others, throws a UsageError and removes nothing.
 FramesToDo find_frames_to_do(const Recording& recording, const SequenceOutput& output, ResultJournal& journal,
                              bool of_another_place);
 
