@@ -670,6 +670,27 @@ class SequenceTest(Case):
         self.assertFalse((self.folder / "none").exists())
 
 
+class DecoderLimitTest(Case):
+    def test_gives_the_decoders_the_limit_of_the_tool(self):
+        with subprocess.Popen([TOOL, "bench", "--engine", ENGINE, "--duration", "600", "--size", "64x48"],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
+            try:
+                deadline = time.monotonic() + 30
+                expected = b"OPENCV_IO_MAX_IMAGE_PIXELS=67108864"
+                while expected not in Path(f"/proc/{process.pid}/environ").read_bytes().split(b"\0"):
+                    self.assertLess(time.monotonic(), deadline)
+                    time.sleep(0.05)
+            finally:
+                process.kill()
+
+    def test_takes_a_smaller_limit_from_the_environment(self):
+        self.write("color.png", color_png())
+        self.write("depth.png", depth_png())
+        result = self.run_tool("refine", "--engine", ENGINE, "--color", "color.png", "--depth", "depth.png", "--output",
+                               "out.png", env={**os.environ, "OPENCV_IO_MAX_IMAGE_PIXELS": "100"})
+        self.expect_failure(result, 2, "color.png")
+
+
 class BenchTest(Case):
     def test_measures_the_frames_that_were_asked_for(self):
         result = self.run_tool("bench", "--engine", ENGINE, "--size", "160x120", "--frames", 7, "--warm-up", 2,
