@@ -54,7 +54,7 @@ RgbLayout choose_rgb_layout(const EngineOptions& options) {
 
 void add_depth_scale(CLI::App& app, DepthScale& scale) {
   const auto check = [](const std::string& text) {
-    const std::string problem = finite_in(1.0, 1e9)(text);
+    std::string problem = finite_in(1.0, 1e9)(text);
     if (problem.empty() || !finite_in(1e-9, 1.0)(text).empty()) return problem;
     std::ostringstream units;
     units << 1.0 / std::stod(text);
