@@ -277,6 +277,16 @@ TEST(ToolImageIo, ArrangesRedGreenAndBlueForBothLayouts) {
   EXPECT_EQ(arrange_rgb(bgr, RgbLayout::kInterleaved), (Bytes{1, 2, 3, 4, 5, 6}));
 }
 
+TEST(ToolImageIo, RefusesATiffThatListsTooFewStrips) {
+  Bytes file = encoded(".tiff", pattern(5, 4, CV_16UC1));
+  const Bytes rows_per_strip{0x16, 0x01};  // the entry's tag, 278
+  const auto entry = std::search(file.begin(), file.end(), rows_per_strip.begin(), rows_per_strip.end());
+  ASSERT_NE(entry, file.end());
+  ASSERT_EQ(entry[8], 4);
+  entry[8] = 1;
+  EXPECT_TRUE(fails_with("damaged", [&] { depth_of(file); }));
+}
+
 // Every single-byte change of a header must leave the reader within the file and the decoder without a crash.
 TEST(ToolImageIo, SurvivesChangedHeaders) {
   const std::string array = "{'descr': '<u2', 'fortran_order': False, 'shape': (5, 4), }";

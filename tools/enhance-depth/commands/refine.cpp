@@ -82,7 +82,7 @@ Images read_images(const RefineOptions& options) {
     throw UsageError("--color names a depth image, " + options.color.string() +
                      ", and --depth a colour image, " + options.depth.string() + ". Swap them.");
   }
-  const Images images{decode_color(color_file, options.color.string()),
+  Images images{decode_color(color_file, options.color.string()),
                       decode_depth(depth_file, options.depth.string(), options.scale)};
   require_same_size(images.color, options.color.string(), images.depth, options.depth.string());
   return images;

@@ -48,7 +48,9 @@ class Axes {
 
   void draw(const std::string& title) {
     write(canvas_, title, {kArea.x, 34}, 0.62);
-    for (double error = 0.0; error <= top_ + step_ / 2; error += step_) {
+    const int steps = static_cast<int>(std::lround(top_ / step_));
+    for (int i = 0; i <= steps; ++i) {
+      const double error = i * step_;
       const cv::Point left = place(0.0, error);
       cv::line(canvas_, left, place(1.0, error), kGrid);
       write(canvas_, fmt::format("{:g} %", error * 100.0), left - cv::Point(64, -5));

@@ -48,7 +48,7 @@ ImageHeader checked_header(const Bytes& file, const std::string& name, const cha
   if (file.empty()) {
     throw UsageError(name + " is empty. Copy or record it again.");
   }
-  const ImageHeader header = read_image_header(file.data(), file.size());
+  ImageHeader header = read_image_header(file.data(), file.size());
   if (header.format == ImageFormat::kOther) {
     const std::string other = name_of_other_format(file.data(), file.size());
     throw UsageError(name + " is " + (other.empty() ? "no image that is known here" : other) + ". " + needed +
@@ -170,12 +170,12 @@ cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scal
         name + " is " + kind_text(header) + ". " + kDepthNeeded +
         (header.bits == 8 ? ". Give the camera's depth values, not a picture made of them." : "."));
   }
-  const cv::Mat image = decode(file, name, header);
+  cv::Mat image = decode(file, name, header);
   if (image.type() == CV_16UC1) {
     return image;
   }
   if (image.type() == CV_32FC1 || image.type() == CV_64FC1) {
-    const cv::Mat depth = from_metres(image, scale);
+    cv::Mat depth = from_metres(image, scale);
     if (cv::countNonZero(depth) == 0 && cv::countNonZero(image > 0.0) > 0) {
       throw UsageError(name +
                        " holds floats, but none that can be metres. Python makes metres of millimetres with: "

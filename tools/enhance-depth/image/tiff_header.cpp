@@ -16,7 +16,9 @@ enum Tag : std::uint32_t {
   kBitsPerSample = 258,
   kCompression = 259,
   kPhotometric = 262,
+  kStripOffsets = 273,
   kSamplesPerPixel = 277,
+  kRowsPerStrip = 278,
   kPlanarConfiguration = 284,
   kTileWidth = 322,
   kTileHeight = 323,
@@ -67,11 +69,17 @@ class Directory {
     const std::size_t first = inside ? at + 8 : *number(at + 8, 4);
     std::optional<std::uint32_t> common = number(first, bytes);
     for (std::uint32_t i = 1; i < count && common; ++i) {
-      if (number(first + i * static_cast<std::uint32_t>(bytes), bytes) != common) {
+      if (number(first + i * static_cast<std::size_t>(bytes), bytes) != common) {
         return std::nullopt;
       }
     }
     return common;
+  }
+
+  // How many values an entry has; 0 if there is no such entry.
+  std::uint32_t count(Tag tag) const {
+    const auto entry = entries_.find(tag);
+    return entry == entries_.end() ? 0 : *number(entry->second + 4, 4);
   }
 
  private:
@@ -116,6 +124,13 @@ void read_tiff_header(const std::uint8_t* data, std::size_t size, ImageHeader& h
   header.sample_type = format == 3   ? SampleType::kFloat
                        : format == 2 ? SampleType::kSigned
                                      : SampleType::kUnsigned;
+  // The decoder would make up the pixels of strips that the file does not list.
+  const auto rows_per_strip = directory.value(kRowsPerStrip, UINT32_MAX);
+  const std::uint32_t strips = directory.count(kStripOffsets);
+  if (strips > 0 && (!rows_per_strip || *rows_per_strip == 0 || *height == 0 ||
+                     strips <= (*height - 1) / *rows_per_strip)) {
+    return;
+  }
   header.fault = "is a TIFF image of a kind that is not read";
   constexpr std::uint32_t kCompressions[] = {1, 5, 8, 32773, 32946};  // none, LZW, Deflate, PackBits, Deflate
   const auto compression = directory.value(kCompression, 1);
