@@ -284,7 +284,7 @@ TEST(ToolImageIo, RefusesATiffThatListsTooFewStrips) {
   ASSERT_NE(entry, file.end());
   ASSERT_EQ(entry[8], 4);
   entry[8] = 1;
-  EXPECT_TRUE(fails_with("damaged", [&] { depth_of(file); }));
+  EXPECT_EQ(read_image_header(file.data(), file.size()).fault, kDamaged);  // before any decoder looks at it
 }
 
 // Every single-byte change of a header must leave the reader within the file and the decoder without a crash.
