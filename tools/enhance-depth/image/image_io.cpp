@@ -131,7 +131,7 @@ cv::Mat from_metres(const cv::Mat& metres, DepthScale scale) {
     std::transform(values.ptr<double>(row), values.ptr<double>(row) + depth.cols,
                    depth.ptr<std::uint16_t>(row), [](double units) -> std::uint16_t {
                      const double rounded = std::floor(units + 0.5);
-                     return rounded > 0.0 && rounded <= 65535.0 ? static_cast<std::uint16_t>(rounded) : 0;
+                     return static_cast<std::uint16_t>(rounded > 0.0 && rounded <= 65535.0 ? rounded : 0.0);
                    });
   }
   return depth;

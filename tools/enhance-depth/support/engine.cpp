@@ -66,15 +66,17 @@ enhance_depth::Engine load(const std::filesystem::path& path) {
   try {
     return enhance_depth::Engine(path.string());
   } catch (const enhance_depth::Error& error) {
-    const EngineError failure(kEngineNotLoaded, "The engine " + path.string() + " cannot be loaded", error,
-                              nullptr);
+    const auto failure = [&] {
+      return EngineError(kEngineNotLoaded, "The engine " + path.string() + " cannot be loaded", error,
+                         nullptr);
+    };
     if (error.code() == ENHANCE_DEPTH_ERROR_ENGINE_DESERIALIZE_FAILED &&
         lower_case(path.extension().string()) == ".onnx") {
-      throw ToolError(kEngineNotLoaded, std::string(failure.what()) +
+      throw ToolError(kEngineNotLoaded, std::string(failure().what()) +
                                             " A board runs no ONNX models: trtexec --onnx=" + path.string() +
                                             " --saveEngine=model.engine makes an engine of it there.");
     }
-    throw failure;
+    throw failure();
   }
 }
 
