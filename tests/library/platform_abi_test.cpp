@@ -218,7 +218,7 @@ TEST(PlatformInterface, AnAddressInTheFirstPageIsNoObject) {
 #else
   constexpr int kStages = 3;
 #endif
-  for (const std::uintptr_t address : {0, 0x200, 0x208, 0x228, 0xfff}) {
+  for (const std::uintptr_t address : {0x0U, 0x200U, 0x208U, 0x228U, 0xfffU}) {
     void* const no_object = reinterpret_cast<void*>(address);
     const struct {
       void* runtime;
