@@ -83,7 +83,7 @@ Images read_images(const RefineOptions& options) {
                      ", and --depth a colour image, " + options.depth.string() + ". Swap them.");
   }
   Images images{decode_color(color_file, options.color.string()),
-                      decode_depth(depth_file, options.depth.string(), options.scale)};
+                decode_depth(depth_file, options.depth.string(), options.scale)};
   require_same_size(images.color, options.color.string(), images.depth, options.depth.string());
   return images;
 }
