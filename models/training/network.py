@@ -27,6 +27,8 @@ GREATEST_RATIO = 100.0  # of depth and the frame's mean
 SHARPENINGS = 2
 REACH = 3  # pixels in which sharpening looks for the two surfaces
 SIDE = 0.05  # share of the step within which a pixel counts as lying on a surface
+DOUBT_OF_CHANGE, GREATEST_CHANGE = 40.0, 0.05  # per change of a measured pixel, in log depth, and where that ends
+DOUBT_OF_STEP, GREATEST_STEP = 3.0, 0.2  # per difference of a hidden pixel to those around it
 NEIGHBOURS = [(dy, dx) for dy in (-1, 0, 1) for dx in (-1, 0, 1)]
 SELF = NEIGHBOURS.index((0, 0))
 HALF = NEIGHBOURS[:SELF]
@@ -127,6 +129,16 @@ def sharpened(value, mask, slope):
     excess = step - 2 * REACH * torch.abs(slope).sum(1, keepdim=True)
     edge = torch.clamp(20 * excess - 1, 0, 1)  # from differences of 5 % on, wholly from 10 %
     return value + (1 - mask) * edge * step * (moved - place)
+
+
+def doubt(value, x, mask):
+    """What the logit of confidence loses: at measured pixels that `value` contradicts, and at hidden ones on an edge.
+
+    Training judges the confidence before sharpening, by tolerances that rank pixels of nearly the same error alike.
+    """
+    change = torch.clamp(torch.abs(x - value), max=GREATEST_CHANGE) * mask
+    step = functional.max_pool2d(value, 3, 1, 1) + functional.max_pool2d(-value, 3, 1, 1)
+    return DOUBT_OF_CHANGE * change + DOUBT_OF_STEP * torch.clamp(step, max=GREATEST_STEP) * (1 - mask)
 
 
 class Block(nn.Module):
@@ -320,4 +332,5 @@ class Refiner(nn.Module):
         value = parts["values"][0]
         for _ in range(SHARPENINGS):
             value = sharpened(value, parts["keep"], parts["slopes"][0])
-        return torch.exp(value) * parts["mean"], torch.sigmoid(parts["confidence"])
+        confidence = parts["confidence"] - doubt(value, parts["x"], parts["mask"])
+        return torch.exp(value) * parts["mean"], torch.sigmoid(confidence)
