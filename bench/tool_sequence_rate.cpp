@@ -1,10 +1,9 @@
 // How well `enhance-depth sequence` uses the machine's cores: its rate with one job and with one per core,
 // compared with the processor time of a frame.
 //
-//   tool_sequence_rate ENGINE RECORDING FRAMES OUTPUT
+//   tool_sequence_rate ENGINE RECORDING OUTPUT
 //
-// The ideal rate is the number of cores divided by a frame's processor time, which is measured with one job.
-// Leaves the results in folders below OUTPUT. Run by hand: on a busy machine the figures mean nothing.
+// Prints the figures as JSON: `scripts/bench --sequence` runs it. Leaves the results in folders below OUTPUT.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include <nlohmann/json.hpp>
 #include <sys/resource.h>
 
 #include "sequence/engine_pool.h"
@@ -24,7 +24,6 @@
 #include "sequence/run.h"
 #include "sequence/run_summary.h"
 #include "support/stopwatch.h"
-#include "support/text.h"
 #include "support/tool_error.h"
 
 namespace enhance_depth_tool {
@@ -40,13 +39,8 @@ double processor_seconds() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-struct Figures {
-  double frames_per_second;
-  double processor_seconds_per_frame;
-};
-
-Figures measure(const std::string& engine, const std::vector<FrameFiles>& frames, std::size_t jobs,
-                const std::filesystem::path& folder) {
+nlohmann::json measure(const std::string& engine, const std::vector<FrameFiles>& frames, std::size_t jobs,
+                       const std::filesystem::path& folder) {
   const SequenceOutput output(folder, true, false);
   output.create_folders();
   ResultJournal journal(output.journal());
@@ -65,36 +59,31 @@ Figures measure(const std::string& engine, const std::vector<FrameFiles>& frames
     throw ToolError(kFramesFailed, "Not all frames were refined: " + ignored.str());
   }
   const auto count = static_cast<double>(frames.size());
-  const Figures figures{count / stopwatch.seconds(), (processor_seconds() - processor_before) / count};
-  std::cout << enhance_depth_tool::count(static_cast<std::int64_t>(jobs), "job") << ": "
-            << decimals(figures.frames_per_second, 1) << " frames/s, "
-            << milliseconds(1e3 * figures.processor_seconds_per_frame) << " of processor time per frame"
-            << std::endl;
-  return figures;
+  return {{"jobs", jobs},
+          {"frames_per_second", count / stopwatch.seconds()},
+          {"processor_seconds_per_frame", (processor_seconds() - processor_before) / count}};
 }
 
-void compare(const std::string& engine, const std::string& recording, std::size_t count,
-             const std::filesystem::path& output) {
-  std::vector<FrameFiles> frames = open_recording(recording, 0.02).frames;
-  frames.resize(std::min(frames.size(), count));
+nlohmann::json compare(const std::string& engine, const std::string& recording,
+                       const std::filesystem::path& output) {
+  const std::vector<FrameFiles> frames = open_recording(recording, 0.02).frames;
   const std::size_t cores = std::max(1U, std::thread::hardware_concurrency());
-  const Figures one = measure(engine, frames, 1, output / "1");
-  const Figures all = measure(engine, frames, cores, output / std::to_string(cores));
-  const double ideal = static_cast<double>(cores) / one.processor_seconds_per_frame;
-  std::cout << enhance_depth_tool::count(static_cast<std::int64_t>(cores), "core") << " give at most "
-            << decimals(ideal, 1) << " frames/s; reached " << percent(all.frames_per_second / ideal) << "\n";
+  return {{"frames", frames.size()},
+          {"cores", cores},
+          {"one_job", measure(engine, frames, 1, output / "one")},
+          {"job_per_core", measure(engine, frames, cores, output / "per-core")}};
 }
 
 }  // namespace
 }  // namespace enhance_depth_tool
 
 int main(int argc, char** argv) {
-  if (argc != 5) {
-    std::cerr << "usage: tool_sequence_rate ENGINE RECORDING FRAMES OUTPUT\n";
+  if (argc != 4) {
+    std::cerr << "usage: tool_sequence_rate ENGINE RECORDING OUTPUT\n";
     return EXIT_FAILURE;
   }
   try {
-    enhance_depth_tool::compare(argv[1], argv[2], std::stoul(argv[3]), argv[4]);
+    std::cout << enhance_depth_tool::compare(argv[1], argv[2], argv[3]) << "\n";
     return EXIT_SUCCESS;
   } catch (const std::exception& error) {
     std::cerr << error.what() << "\n";

@@ -71,6 +71,8 @@ else()
   add_subdirectory(emulator)
   get_directory_property(ENHANCE_DEPTH_ONNX_RUNNER DIRECTORY emulator DEFINITION ENHANCE_DEPTH_ONNX_RUNNER)
   get_directory_property(OpenVINO_VERSION DIRECTORY emulator DEFINITION OpenVINO_VERSION)
+  get_directory_property(ENHANCE_DEPTH_OPENVINO_LIBRARY
+    DIRECTORY emulator DEFINITION ENHANCE_DEPTH_OPENVINO_LIBRARY)
 endif()
 if(platform_complete)
   set(platform_libraries TensorRT::nvinfer CUDA::cudart OrbbecSDK::OrbbecSDK)

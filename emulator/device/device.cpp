@@ -20,7 +20,7 @@ namespace {
 
 bool idle(Device& the_device) {
   const std::unique_lock lock(the_device.mutex, std::try_to_lock);
-  return lock && the_device.memory.free_bytes() == DeviceMemory::kCapacity &&
+  return lock && !the_device.queue.running() && the_device.memory.free_bytes() == DeviceMemory::kCapacity &&
          the_device.queue.streams() == 0 && the_device.queue.events() == 0;
 }
 

@@ -12,7 +12,7 @@ namespace emulated_board {
 struct Device {
   std::mutex mutex;
   DeviceMemory memory;
-  WorkQueue queue;
+  WorkQueue queue{mutex};
 };
 
 // Lives until the library is unloaded; longer if something on the device is then still in use.

@@ -7,6 +7,22 @@
 
 namespace emulated_board {
 
+namespace {
+
+// Lets go of a lock that the thread holds, for as long as it exists.
+class Unlocked {
+ public:
+  explicit Unlocked(std::mutex& lock) : lock_(lock) { lock_.unlock(); }
+  ~Unlocked() { lock_.lock(); }
+  Unlocked(const Unlocked&) = delete;
+  Unlocked& operator=(const Unlocked&) = delete;
+
+ private:
+  std::mutex& lock_;
+};
+
+}  // namespace
+
 int WorkQueue::create_stream() {
   streams_.emplace(next_stream_, Stream{});
   return next_stream_++;
@@ -18,12 +34,25 @@ bool WorkQueue::destroy_stream(int stream) {
   }
   const auto found = streams_.find(stream);
   found->second.destroyed = true;
-  const bool idle = std::none_of(commands_.begin(), commands_.end(),
-                                 [stream](const Command& command) { return command.stream == stream; });
-  if (idle && found->second.failure == cudaSuccess) {
+  if (!has_commands(stream) && !found->second.running && found->second.failure == cudaSuccess) {
     streams_.erase(found);
   }
   return true;
+}
+
+bool WorkQueue::has_commands(int stream) const {
+  return std::any_of(commands_.begin(), commands_.end(),
+                     [stream](const Command& command) { return command.stream == stream; });
+}
+
+bool WorkQueue::running() const {
+  return std::any_of(streams_.begin(), streams_.end(),
+                     [](const auto& entry) { return entry.second.running; });
+}
+
+bool WorkQueue::is_running(int stream) const {
+  const auto found = streams_.find(stream);
+  return found != streams_.end() && found->second.running;
 }
 
 bool WorkQueue::stream_exists(int stream) const {
@@ -90,33 +119,30 @@ bool WorkQueue::runs_after(const QueueMark& mark, int stream) const {
 }
 
 cudaError_t WorkQueue::synchronize_stream(int stream) {
-  run(stream, commands_.size());
-  streams_.find(stream)->second.waited = next_sequence_ - 1;
+  const unsigned long last = latest();
+  run(stream, last);
+  const auto found = streams_.find(stream);
+  if (found != streams_.end()) {
+    found->second.waited = std::max(found->second.waited, last);
+  }
   return take_failure(stream);
 }
 
 cudaError_t WorkQueue::synchronize_event(int event) {
-  const Event& recorded = events_.at(event);
-  const int stream = recorded.stream;
+  const Event recorded = events_.at(event);
   if (recorded.done != recorded.latest) {
-    const auto command =
-        std::find_if(commands_.begin(), commands_.end(),
-                     [&recorded](const Command& candidate) { return candidate.sequence == recorded.latest; });
-    run(stream, static_cast<std::size_t>(command - commands_.begin()) + 1);
+    run(recorded.stream, recorded.latest);
   }
-  const auto found = streams_.find(stream);
+  const auto found = streams_.find(recorded.stream);
   if (found != streams_.end()) {
     found->second.waited = std::max(found->second.waited, recorded.latest);
   }
-  return take_failure(stream);
+  return take_failure(recorded.stream);
 }
 
 cudaError_t WorkQueue::synchronize_device() {
-  for (Command& command : commands_) {
-    execute(command);
-  }
-  commands_.clear();
-  waited_on_all_ = next_sequence_ - 1;
+  const unsigned long last = latest();
+  run_all(last);
   cudaError_t failure = cudaSuccess;
   for (auto& [number, stream] : streams_) {
     if (failure == cudaSuccess && !stream.told) {
@@ -130,43 +156,70 @@ cudaError_t WorkQueue::synchronize_device() {
 
 void WorkQueue::forget_destroyed_streams() {
   for (auto stream = streams_.begin(); stream != streams_.end();) {
-    stream = stream->second.destroyed ? streams_.erase(stream) : std::next(stream);
+    const bool needed = !stream->second.destroyed || stream->second.running || has_commands(stream->first);
+    stream = needed ? std::next(stream) : streams_.erase(stream);
   }
 }
 
-void WorkQueue::run(int stream, std::size_t count) {
-  // Of the first `count` commands, `own` ends with the stream's last one; `all` ends with the last command of
-  // the default stream before that, which waits for everything in front of it.
-  std::size_t own = count;
-  while (own > 0 && commands_[own - 1].stream != stream) {
-    --own;
-  }
-  std::size_t all = own;
-  while (all > 0 && commands_[all - 1].stream != kDefaultStream) {
-    --all;
-  }
-  if (all > 0) {
-    waited_on_all_ = std::max(waited_on_all_, commands_[all - 1].sequence);
-  }
-
-  std::size_t kept = 0;
-  for (std::size_t i = 0; i < commands_.size(); ++i) {
-    if (i < all || (i < own && commands_[i].stream == stream)) {
-      execute(commands_[i]);
-    } else {
-      if (kept != i) {
-        commands_[kept] = std::move(commands_[i]);
-      }
-      ++kept;
+unsigned long WorkQueue::latest_on(int stream, unsigned long last) const {
+  unsigned long found = 0;
+  for (const Command& command : commands_) {
+    if (command.stream == stream && command.sequence <= last) {
+      found = command.sequence;
     }
   }
-  commands_.erase(commands_.begin() + static_cast<std::ptrdiff_t>(kept), commands_.end());
+  return found;
+}
+
+void WorkQueue::run(int stream, unsigned long last) {
+  for (;;) {
+    const unsigned long own = latest_on(stream, last);
+    const unsigned long of_default = latest_on(kDefaultStream, own);
+    if (of_default != 0) {
+      run_all(of_default);
+    } else if (waiting_for_all_ == 0 && !is_running(stream) && !is_running(kDefaultStream)) {
+      run_commands(
+          [&](const Command& command) { return command.stream == stream && command.sequence <= own; });
+      return;
+    } else {
+      ran_.wait(lock_);
+    }
+  }
+}
+
+void WorkQueue::run_all(unsigned long last) {
+  ++waiting_for_all_;
+  ran_.wait(lock_, [this] { return !running(); });
+  --waiting_for_all_;
+  run_commands([&](const Command& command) { return command.sequence <= last; });
+  waited_on_all_ = std::max(waited_on_all_, last);
+}
+
+template <typename Chosen>
+void WorkQueue::run_commands(const Chosen& chosen) noexcept {
+  std::list<Command> commands;
+  for (auto command = commands_.begin(); command != commands_.end();) {
+    const auto next = std::next(command);
+    if (chosen(*command)) {
+      streams_.find(command->stream)->second.running = true;
+      commands.splice(commands.end(), commands_, command);
+    }
+    command = next;
+  }
+  for (Command& command : commands) {
+    execute(command);
+  }
+  for (const Command& command : commands) {
+    streams_.find(command.stream)->second.running = false;
+  }
+  ran_.notify_all();
 }
 
 void WorkQueue::execute(Command& command) noexcept {
   cudaError_t& failure = streams_.find(command.stream)->second.failure;
   if (auto* copy = std::get_if<Copy>(&command.what)) {
     if (failure == cudaSuccess) {
+      const Unlocked unlocked(lock_);
       std::memmove(copy->to, copy->from, copy->size);
     }
     if (copy->captured.data) {
@@ -181,11 +234,16 @@ void WorkQueue::execute(Command& command) noexcept {
     event->second.done = command.sequence;
     event->second.time = std::chrono::steady_clock::now();
   } else if (failure == cudaSuccess) {
-    try {
-      failure = std::get<std::function<cudaError_t()>>(command.what)();
-    } catch (...) {
-      failure = cudaErrorLaunchFailure;
-    }
+    failure = run_unlocked(std::get<std::function<cudaError_t()>>(command.what));
+  }
+}
+
+cudaError_t WorkQueue::run_unlocked(const std::function<cudaError_t()>& work) noexcept {
+  const Unlocked unlocked(lock_);
+  try {
+    return work();
+  } catch (...) {
+    return cudaErrorLaunchFailure;
   }
 }
 
@@ -217,7 +275,7 @@ cudaError_t WorkQueue::elapsed_time(int start, int stop, float& milliseconds) co
 }
 
 void WorkQueue::restart_numbering() {
-  if (!commands_.empty()) {
+  if (!commands_.empty() || running()) {
     return;
   }
   forget_destroyed_streams();

@@ -25,6 +25,7 @@ CompiledShape::CompiledShape(const LoadedModel& loaded, const std::vector<Dims>&
 }
 
 void CompiledShape::compile() {
+  ports_.clear();  // of an attempt that failed
   compiled_ = loaded_.core->compile_model(model_, "CPU", loaded_.options);
   for (const std::string& name : loaded_.inputs) {
     ports_.push_back(name.empty() ? std::nullopt : std::optional(compiled_.input(name)));

@@ -104,6 +104,7 @@ TEST_F(EmulatedControl, CountsReleasesOfWhatIsNotThere) {
 
 TEST_F(EmulatedControl, RecordsCallsWhileItIsAskedTo) {
   std::vector<std::string> calls;
+  emulated_board::fail_call("cudaMalloc", 1);  // calls are watched, recorded or not
   for (const bool recording : {false, true, false}) {
     emulated_board::record_calls(recording);
     cudaStreamSynchronize(nullptr);
@@ -114,6 +115,31 @@ TEST_F(EmulatedControl, RecordsCallsWhileItIsAskedTo) {
   }
   EXPECT_EQ(calls,
             (std::vector<std::string>{"cudaStreamSynchronize: stream 0", "cudaFree: not device memory"}));
+}
+
+TEST_F(EmulatedControl, NumbersStreamsAnewAfterAReset) {
+  for (int round = 0; round < 2; ++round) {
+    emulated_board::reset();
+    emulated_board::record_calls(true);
+    cudaStream_t stream = nullptr;
+    ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+    ASSERT_EQ(cudaStreamDestroy(stream), cudaSuccess);
+    EXPECT_EQ(emulated_board::recorded_calls().back().arguments, "stream 1");
+  }
+}
+
+TEST_F(EmulatedControl, LiveObjectsDifferInEachKind) {
+  using emulated_board::LiveObjects;
+  for (int LiveObjects::*const kind :
+       {&LiveObjects::streams, &LiveObjects::events, &LiveObjects::allocations, &LiveObjects::runtimes,
+        &LiveObjects::engines, &LiveObjects::contexts, &LiveObjects::camera_errors}) {
+    LiveObjects one;
+    one.*kind = 1;
+    EXPECT_FALSE(one == LiveObjects());
+  }
+  LiveObjects bytes;
+  bytes.allocated_bytes = 1;
+  EXPECT_FALSE(bytes == LiveObjects());
 }
 
 }  // namespace

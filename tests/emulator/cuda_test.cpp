@@ -348,6 +348,7 @@ TEST(EmulatedCuda, BadArgumentsAreRefusedWhenTheyAreGiven) {
       {"copy to freed memory", copy(freed, host, 1, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
       {"upload to the host", copy(host + 100, host, 1, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
       {"download to the device", copy(device, device, 1, cudaMemcpyDeviceToHost), cudaErrorInvalidValue},
+      {"download from the host", copy(host + 100, host, 1, cudaMemcpyDeviceToHost), cudaErrorInvalidValue},
       {"host copy with a device", copy(host, device, 1, cudaMemcpyHostToHost), cudaErrorInvalidValue},
       {"no such kind", copy(device, host, 1, static_cast<cudaMemcpyKind>(5)), cudaErrorInvalidValue},
       {"copy from null", copy(device, nullptr, 1, cudaMemcpyHostToDevice), cudaErrorInvalidValue},
@@ -389,9 +390,12 @@ TEST(EmulatedCuda, AllocationsEndWhereTheDevicesMemoryDoes) {
     EXPECT_EQ(cudaMalloc(&memory, size), cudaErrorMemoryAllocation);
   }
   EXPECT_EQ(emulated_board::live_objects(), before);
-  // One at a time, more than there are places in the address space.
+  // One at a time, more than there are places in the address space. A pointer to what was freed just before
+  // stays invalid.
   for (int round = 0; round < 70'000; ++round) {
+    void* const freed = memory;
     ASSERT_EQ(cudaMalloc(&memory, 1), cudaSuccess);
+    ASSERT_NE(memory, freed);
     ASSERT_EQ(cudaFree(memory), cudaSuccess);
   }
   EXPECT_EQ(emulated_board::live_objects(), before);

@@ -75,6 +75,7 @@ TEST(EmulatedEngineDescription, WhatIsWrongIsSaidWithItsPlace) {
       {engine_with("[1, 3, -1, -1]", "[1, 2, 3, 4, 5, 6, 7, 8, 9]"), "\"shape\" has 9 dimensions; at most 8"},
       {engine_with("[1, 3, -1, -1]", "640"), "\"shape\" must be an array"},
       {engine_with("rgb = { min = [1, 3, 2, 2]", "rgb = { min = [1, 3, 5, 2]"), "min <= opt <= max"},
+      {engine_with("opt = [4]", "opt = [6]"), "min <= opt <= max"},
       {engine_with("rgb = { min = [1, 3, 2, 2]", "rgb = { min = [1, 3, 2]"), "different ranks"},
       {engine_with("rgb = { min = [1, 3, 2, 2]", "rgb = { min = [1, 3, -1, 2]"), "from 0 to 2147483647"},
       {engine_with("rgb = { min", "rgb = { least"), "unknown entry \"least\""},

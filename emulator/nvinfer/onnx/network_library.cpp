@@ -33,13 +33,13 @@ LoadOnnxNetwork find_function() {
   std::error_code ignored;
   if (!fs::exists(path, ignored)) {
     throw std::runtime_error(
-        "this emulated board was built without OpenVINO, which runs ONNX models: run scripts/setup networks "
-        "and "
-        "configure with -DENHANCE_DEPTH_ONNX=on");
+        "this emulated board was built without OpenVINO, which runs ONNX models: run scripts/setup networks, "
+        "configure with -DENHANCE_DEPTH_ONNX=on, and build again");
   }
   void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
-    throw std::runtime_error("OpenVINO, which runs ONNX models, cannot be loaded: " + loader_error());
+    throw std::runtime_error("OpenVINO, which runs ONNX models, cannot be loaded: " + loader_error() +
+                             "; install it where it was when the emulated board was built");
   }
   void* function = dlsym(library, kLoadOnnxNetwork);
   if (function == nullptr) {
