@@ -5,6 +5,8 @@ from __future__ import annotations
 import errno
 import os
 import pathlib
+import struct
+import zlib
 
 import numpy as np
 import pytest
@@ -28,13 +30,21 @@ def files(tmp_path: pathlib.Path) -> dict[str, str]:
         "gray.png": RGB[:, :, 0],
         "small.png": RGB[:4],
         "depth.png": DEPTH,
+        "long.png": np.zeros((1, 8192), np.uint8),
         "wide.png": np.zeros((1, 8193), np.uint8),
     }
     for name, pixels in kept.items():
         Image.fromarray(pixels).save(tmp_path / name)
     (tmp_path / "cut.png").write_bytes((tmp_path / "color.png").read_bytes()[:200])
     (tmp_path / "text.png").write_text("no image")
-    return {name: str(tmp_path / name) for name in [*kept, "cut.png", "text.png", "none.png", "out.png", "out.tiff"]}
+    os.mkfifo(tmp_path / "fifo.png")
+    (tmp_path / "folder.png").mkdir()
+    content = (tmp_path / "depth.png").read_bytes()
+    text = b"zTXt" + b"k\0\0" + zlib.compress(bytes(100 << 20), 9)  # it would need 100 MB
+    chunk = struct.pack(">I", len(text) - 4) + text + struct.pack(">I", zlib.crc32(text))
+    (tmp_path / "bomb.png").write_bytes(content[:33] + chunk + content[33:])
+    others = ("cut.png", "text.png", "none.png", "out.png", "out.tiff", "fifo.png", "folder.png", "bomb.png")
+    return {name: str(tmp_path / name) for name in (*kept, *others)}
 
 
 def refine(engine: pathlib.Path, files: dict[str, str], color: str, depth: str, *more: str) -> int:
@@ -69,9 +79,14 @@ def test_a_frame_is_refined_from_files_to_files(make_engine: MakeEngine, files: 
             "depth.png has 16 bits a channel, not 8; are colour and depth swapped?",
         ),
         ("wide.png", "depth.png", "out.png", 2, "wide.png has 8193 x 1 pixels; at most 8192 a side are read"),
+        ("long.png", "depth.png", "out.png", 2, "long.png has 8192 x 1 pixels and"),
         ("color.png", "gray.png", "out.png", 2, "gray.png is no PNG with one channel of 16 bits"),
         ("small.png", "depth.png", "out.png", 2, "small.png has 16 x 4 pixels and"),
         ("color.png", "depth.png", "depth.png", 2, "is the input"),
+        ("fifo.png", "depth.png", "out.png", 2, "fifo.png is no regular file"),
+        ("color.png", "bomb.png", "out.png", 2, "bomb.png is damaged: "),
+        ("color.png", "depth.png", "out.tiff", 2, "out.tiff must end in .png"),
+        ("color.png", "depth.png", "folder.png", 2, "folder.png is no file that could be replaced"),
     ],
 )
 def test_files_that_do_not_fit_are_refused(
@@ -128,7 +143,11 @@ def test_an_output_replaces_nothing_that_appeared_meanwhile(
         part.write_text("result")
         (tmp_path / "other").write_text("of someone else")
     assert (tmp_path / "other").read_text() == "of someone else"
-    assert sorted(os.listdir(tmp_path)) == ["other", "whole"]
+    (tmp_path / "link").symlink_to("nowhere")
+    with pytest.raises(UserError), whole_or_absent(tmp_path / "link") as part:
+        part.write_text("result")
+    assert (tmp_path / "link").is_symlink()
+    assert sorted(os.listdir(tmp_path)) == ["link", "other", "whole"]
 
 
 def test_versions_are_told(capsys: pytest.CaptureFixture[str]) -> None:

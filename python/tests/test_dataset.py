@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import pathlib
 import shutil
-from typing import Any
+from typing import Any, Callable
 
 import numpy as np
 import pytest
@@ -15,7 +15,8 @@ from enhance_depth import CudaError, Engine
 from enhance_depth.commands import main
 from enhance_depth.datasets import pool
 from enhance_depth.datasets.recordings import Recording, find_recordings, frames_of
-from enhance_depth.datasets.refinement import Settings
+from enhance_depth.datasets.refinement import Outcome, Settings
+from enhance_depth.support.errors import UserError
 
 from conftest import MakeEngine
 
@@ -47,6 +48,9 @@ def root(tmp_path: pathlib.Path) -> pathlib.Path:
         write_image(root / "tum" / "depth" / f"{number}.png", number)
     (root / "tum" / "rgb.txt").write_text("# colour\n1.5 rgb/0.png\n2.501 rgb/1.png\n9 rgb/2.png\n")
     (root / "tum" / "depth.txt").write_text("# depth\n1.49 depth/1.png\n2.5 depth/0.png\n3.0 depth/2.png\n")
+    (root / "deep" / "ordered" / "depth" / "._d2.png").write_text("of another system")
+    for kind in ("color", "depth"):
+        write_image(root / "tum" / "part" / kind / "0.png", 0)
     write_image(root / ".hidden" / "color" / "0.png", 0)
     write_image(root / ".hidden" / "depth" / "0.png", 0)
     return root
@@ -70,17 +74,17 @@ def test_recordings_are_found_and_their_images_paired(root: pathlib.Path) -> Non
 
 def test_each_recording_gets_its_results(make_engine: MakeEngine, root: pathlib.Path, tmp_path: pathlib.Path) -> None:
     out = tmp_path / "out"
-    assert run(root, out, "--engine", make_engine(), "--confidence") == 0
+    assert run(root, out, "--engine", make_engine(), "--confidence", "--max-difference", 0.005) == 0
     files = {path.relative_to(out).as_posix() for path in out.rglob("*") if path.is_file()}
-    frames = {"deep/ordered": ["d2", "d10"], "named": ["b", "d"], "tum": ["0", "1"]}
+    frames = {"deep/ordered": ["d2", "d10"], "named": ["b", "d"], "tum": ["0"]}
     expected = {f"{name}/depth/{frame}.png" for name in frames for frame in frames[name]}
     expected |= {f"{name}/confidence/{frame}.tiff" for name in frames for frame in frames[name]}
     assert files == expected | {f"{name}/run.json" for name in frames} | {"tum/rgb.txt", "tum/depth.txt"}
-    assert (out / "tum" / "depth.txt").read_text() == "1.49 depth/1.png\n2.5 depth/0.png\n"
-    assert (out / "tum" / "rgb.txt").read_text() == f"1.5 {root}/tum/rgb/0.png\n2.501 {root}/tum/rgb/1.png\n"
-    color = np.asarray(Image.open(root / "tum" / "rgb" / "0.png")).astype(np.int64)
-    depth = np.asarray(Image.open(root / "tum" / "depth" / "1.png"))
-    refined = np.asarray(Image.open(out / "tum" / "depth" / "1.png"))
+    assert (out / "tum" / "depth.txt").read_text() == "2.5 depth/0.png\n"
+    assert (out / "tum" / "rgb.txt").read_text() == f"2.501 {root}/tum/rgb/1.png\n"
+    color = np.asarray(Image.open(root / "tum" / "rgb" / "1.png")).astype(np.int64)
+    depth = np.asarray(Image.open(root / "tum" / "depth" / "0.png"))
+    refined = np.asarray(Image.open(out / "tum" / "depth" / "0.png"))
     np.testing.assert_array_equal(refined, np.minimum(color @ np.array([1, 2, 4]) + depth, 65535))
 
 
@@ -167,6 +171,32 @@ def test_recordings_that_cannot_be_paired_or_used_fail_alone(
     assert "deep/ordered: " in errors and "has 2 colour and 3 depth images, no two of one name" in errors
     assert "tum: " in errors and "rgb.txt:1 is no time stamp and file name: 'now rgb/0.png'" in errors
     assert "named is there and no result of an earlier run" in errors
+    assert sorted(path.name for path in out.rglob(".*")) == [], "no locks of what failed"
+
+
+def test_what_is_no_image_or_folder_does_not_stop_the_others(
+    make_engine: MakeEngine, root: pathlib.Path, tmp_path: pathlib.Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    linked = tmp_path / "lists" / "tum"
+    linked.parent.mkdir()
+    (root / "tum").rename(linked)
+    (root / "aside").symlink_to(linked.parent)
+    (linked.parent / "around").symlink_to(root)
+    (root / "tabs").mkdir()
+    for name in ("rgb", "depth"):
+        (root / "tabs" / f"{name}.txt").write_text(f"1.0,\t{linked}/{name}/0.png\n")
+    os.mkfifo(root / "deep" / "ordered" / "depth" / "d10.png.png")
+    (root / "deep" / "ordered" / "depth" / "d10.png").unlink()
+    (root / "fifo").mkdir()
+    (root / "fifo" / "depth.txt").write_text("")
+    os.mkfifo(root / "fifo" / "rgb.txt")
+    assert run(root, tmp_path / "out", "--engine", make_engine()) == 1
+    said = capsys.readouterr()
+    assert "d10.png.png is no regular file" in said.err and "rgb.txt is no regular file" in said.err
+    assert "deep/ordered: note: no two images of one name: 2 colour and depth images are paired by order" in said.err
+    assert "Refined 3 of 5 recordings" in said.out
+    assert (tmp_path / "out" / "aside" / "tum" / "depth" / "0.png").exists()
+    assert (tmp_path / "out" / "tabs" / "depth" / "0.png").exists()
 
 
 def test_an_engine_that_is_refused_fails_each_recording(
@@ -176,35 +206,75 @@ def test_an_engine_that_is_refused_fails_each_recording(
     assert capsys.readouterr().err.count("the engine cannot be used") == 3
 
 
+class RayError(Exception):
+    pass
+
+
+class RayActorError(RayError):
+    pass
+
+
 class FakeRay:
-    """A cluster whose workers end whenever they are given the recording "bad"."""
+    """A cluster: tasks called "bad" end their worker, "broken" ones fail, "waiting" ones never end."""
 
     class exceptions:
-        class RayActorError(Exception):
-            pass
+        RayError, RayActorError = RayError, RayActorError
 
-    def wait(self, running: list[Any]) -> tuple[list[Any], list[Any]]:
-        return running[:1], running[1:]
+    def wait(self, tasks: list[Any], timeout: "float | None" = None) -> tuple[list[Any], list[Any]]:
+        done = [task for task in tasks if task[0] != "waiting"][:1]
+        assert done or timeout, "nothing could ever come of these"
+        return done, [task for task in tasks if task not in done]
 
-    def get(self, task: "tuple[str, object]") -> str:
+    def get(self, task: "tuple[str, object]") -> Outcome:
         if task[0] == "bad":
-            raise self.exceptions.RayActorError("killed\nby someone")
-        return task[0]
+            raise RayActorError("killed\nby someone")
+        if task[0] == "broken":
+            raise RayError("no such module")
+        return Outcome(task[0])
 
 
-def test_a_recording_that_ends_its_worker_again_and_again_is_given_up(tmp_path: pathlib.Path) -> None:
-    class FakeWorker:
-        class refine:
-            @staticmethod
-            def remote(recording: Recording) -> "tuple[str, object]":
-                given.append(recording.name)
-                return recording.name, object()
+class FakeWorker:
+    def __init__(self, given: list[str], start: str = "good") -> None:
+        class Method:
+            def __init__(self, name: "Callable[[Any], str]") -> None:
+                self.remote = lambda *arguments: (name(*arguments), object())
 
+        def refine(recording: Recording) -> str:
+            assert start == "good", "it does not run yet"
+            given.append(recording.name)
+            return recording.name
+
+        self.ready, self.refine = Method(lambda: start), Method(refine)
+
+
+def test_what_workers_cannot_do_is_reported_and_the_rest_is_done(tmp_path: pathlib.Path) -> None:
     given: list[str] = []
-    recordings = [Recording(name, tmp_path, False) for name in ("one", "bad", "two")]
-    *others, last = pool._share(FakeRay(), [FakeWorker(), FakeWorker()], recordings)
-    assert sorted(map(str, others)) == ["one", "two"] and given.count("bad") == 3
-    assert last.name == "bad" and last.failures == ["its worker ended 3 times: killed"]
+    names = ("one", "bad", "two", "broken", "three")
+    workers = [FakeWorker(given), FakeWorker(given, "waiting"), FakeWorker(given, "broken")]
+    outcomes = {
+        outcome.name: outcome.failures
+        for outcome in pool._share(FakeRay(), workers, [Recording(name, tmp_path, False) for name in names])
+    }
+    assert outcomes == {
+        "one": [],
+        "two": [],
+        "three": [],
+        "bad": ["its worker ended 3 times: killed"],
+        "broken": ["unexpected failure: no such module"],
+    }
+    assert given.count("bad") == 3
+    (only,) = pool._share(FakeRay(), [FakeWorker(given, "broken")], [Recording("one", tmp_path, False)])
+    assert only.failures == ["no worker could be started: no such module"]
+
+
+def test_a_cluster_that_does_not_start_is_an_error() -> None:
+    class Ray:
+        @staticmethod
+        def init(**_: object) -> None:
+            raise Exception("The node timed out\nand more")
+
+    with pytest.raises(UserError, match="^Ray cannot be started here: The node timed out$"):
+        pool._start(Ray, None, 2)
 
 
 def test_an_engine_that_failed_is_loaded_again(

@@ -19,7 +19,7 @@ COMPRESSED = "sensor_msgs/msg/CompressedImage"
 CAMERA_INFO = "sensor_msgs/msg/CameraInfo"
 
 # Raw depth in metres is converted to integer millimetres, ROS's convention for 16-bit depth.
-_UNITS_PER_METRE = 1000.0
+UNITS_PER_METRE = 1000.0
 _LARGEST_DEPTH = 65535
 
 _DEPTH_TYPES = {"16UC1": "u2", "mono16": "u2", "32FC1": "f4"}
@@ -157,16 +157,15 @@ def _rows(message: Any, topic: str, element: "np.dtype[Any]", channels: int) -> 
         raise UserError(
             f"an image of {topic} has {width} x {height} pixels; 1 to {images.LARGEST_SIDE} a side are read"
         )
-    data = np.asarray(message.data, np.uint8)
+    data = np.ascontiguousarray(message.data, np.uint8)
     # The last row need not be padded.
     if step < row or data.size < (height - 1) * step + row:
         raise UserError(
             f"an image of {topic} has {data.size} bytes in rows of {step}, too few for {width} x {height} pixels of "
             f"{message.encoding}"
         )
-    padded = np.zeros(height * step, np.uint8)
-    padded[: min(data.size, padded.size)] = data[: padded.size]
-    pixels: npt.NDArray[Any] = padded.reshape(height, step)[:, :row].copy().view(element)
+    rows = np.lib.stride_tricks.as_strided(data, (height, row), (step, 1), writeable=False)
+    pixels: npt.NDArray[Any] = rows.copy().view(element)
     return pixels
 
 
@@ -179,6 +178,8 @@ def _decode_compressed_depth(message: Any, topic: str) -> tuple["images.DepthIma
         return images.read_depth(content, name), DepthForm("16UC1", format=message.format)
     if "rvl" in message.format.lower():
         raise UserError(f"{topic} is compressed by RVL; set the transport's parameter format to png, or record it raw")
+    if len(content) < _QUANTISATION.size:
+        raise UserError(f"{name} is damaged: it is shorter than the header of compressedDepth")
     quantisation, content = content[: _QUANTISATION.size], content[_QUANTISATION.size :]
     levels = images.read_depth(content, name)
     form = DepthForm(encoding, format=message.format, quantisation=quantisation)
@@ -196,10 +197,10 @@ def _inverse_depth(quantisation: bytes) -> tuple[float, float]:
 
 def _from_metres(metres: "npt.NDArray[Any]") -> "images.DepthImage":
     with np.errstate(invalid="ignore", over="ignore"):
-        units = np.rint(metres.astype(np.float64) * _UNITS_PER_METRE)
+        units = np.rint(metres.astype(np.float64) * UNITS_PER_METRE)
         return np.where((units > 0) & (units <= _LARGEST_DEPTH), units, 0).astype(np.uint16)
 
 
 def _to_metres(depth: "images.DepthImage") -> "npt.NDArray[np.float32]":
     """NaN where there is no depth, as is usual in ROS."""
-    return np.where(depth > 0, depth / _UNITS_PER_METRE, np.nan).astype(np.float32)
+    return np.where(depth > 0, depth / UNITS_PER_METRE, np.nan).astype(np.float32)

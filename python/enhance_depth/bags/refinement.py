@@ -8,9 +8,11 @@ from array import array
 from collections import OrderedDict
 from typing import Callable
 
+import numpy as np
 from rosbags.interfaces import Connection
 
 from .._engine import Engine
+from ..support import images
 from ..support.errors import UserError
 from ..support.output import whole_or_absent
 from ..support.pairing import pair
@@ -20,8 +22,8 @@ from .storage import Bag, BagWriter, check_target
 from .topics import ImageTopic
 from .transforms import STATIC_TRANSFORMS, read_static_transforms, transform_between
 
-_MESSAGES_THAT_WAIT = 64
-"""How many images may wait for their partners; any more are read again when needed, so that memory is bounded."""
+_BYTES_THAT_WAIT = 256 << 20
+"""Of images that wait for their partners; any more are read again when needed, so that memory is bounded."""
 
 
 @dataclasses.dataclass
@@ -33,7 +35,14 @@ class Summary:
     pairs: int
     refined: int = 0
     failures: list[str] = dataclasses.field(default_factory=list)
-    stamps_missing: bool = False
+    notes: list[str] = dataclasses.field(default_factory=list)
+    """What the user should know although nothing failed."""
+
+    @property
+    def unit(self) -> str:
+        """That of the depth, by ROS's convention."""
+        unit = "metres" if self.depth.encoding == "32FC1" else "millimetres"
+        return f"{unit}, as ROS has it for {self.depth.encoding}"
 
 
 @dataclasses.dataclass(frozen=True)
@@ -56,11 +65,12 @@ def refine_bag(
     load_engine: Callable[[], Engine],
     options: Options,
     notify: Notify = lambda pairs: None,
+    finished: Callable[[Summary], object] = lambda summary: None,
 ) -> Summary:
     """Writes `target`, completely or not at all.
 
     The engine is loaded once the bag has passed the checks, and stays open. `notify` is called with the number of pairs
-    before the first, and with 0 after each.
+    before the first, and with 0 after each; `finished` with the summary, just before the bag gets its name.
 
     Raises:
         UserError: the bag cannot be read, its topics are not a pair, or nothing in it could be refined.
@@ -70,13 +80,16 @@ def refine_bag(
         color, depth = topics.choose(topics.image_topics(bag), options.color, options.depth)
         registration = _registration(bag, color, depth, options.register)
         index = _Index(bag, color, depth, options.max_difference)
-        summary = Summary(color, depth, len(index.color_of), stamps_missing=index.stamps_missing)
+        summary = Summary(color, depth, len(index.color_of))
+        if index.stamps_missing:
+            summary.notes.append("the images have no time stamps; they were paired by the time of recording")
         notify(summary.pairs)
         with whole_or_absent(target) as part:
             with BagWriter(bag, part) as writer:
                 _Run(bag, writer, load_engine(), index, registration, summary, notify).run()
             if summary.refined == 0:
                 raise UserError(f"none of {summary.pairs} pairs could be refined: {summary.failures[0]}", status=1)
+            finished(summary)
     return summary
 
 
@@ -119,6 +132,7 @@ class _Run:
         self._seen = {self._color.name: 0, self._depth.name: 0}
         # (topic, index) of images whose partner is yet to come
         self._waiting: OrderedDict[tuple[str, int], bytes] = OrderedDict()
+        self._waiting_bytes = 0
         base, like = self._depth.base, self._depth.connection
         self._refined = writer.add(f"{base}/refined{self._depth.transport}", self._depth.message_type, like)
         self._confidence: Connection | None = None
@@ -145,10 +159,14 @@ class _Run:
         other_topic = self._color.name if is_depth else self._depth.name
         if partner >= self._seen[other_topic]:
             self._waiting[topic, index] = raw
-            if len(self._waiting) > _MESSAGES_THAT_WAIT:
-                self._waiting.popitem(last=False)
+            self._waiting_bytes += len(raw)
+            while self._waiting_bytes > _BYTES_THAT_WAIT:
+                _, left = self._waiting.popitem(last=False)
+                self._waiting_bytes -= len(left)
             return
-        waiting = self._waiting.pop((other_topic, partner), None) or self._read_again(other_topic, partner)
+        waiting = self._waiting.pop((other_topic, partner), b"")
+        self._waiting_bytes -= len(waiting)
+        waiting = waiting or self._read_again(other_topic, partner)
         depth_index = index if is_depth else partner
         self._refine(raw if is_depth else waiting, waiting if is_depth else raw, depth_index)
         self._notify(0)
@@ -174,8 +192,13 @@ class _Run:
             color = messages.decode_color(color_message, self._color.name)
             if self._registration:
                 depth = self._registration.apply(depth)
+            if self._summary.refined == 0:
+                self._doubt(depth, index)
             if depth.shape != color.shape[:2]:
-                raise UserError(f"the depth has {depth.shape} rows and columns, the colour {color.shape[:2]}")
+                raise UserError(
+                    f"the depth has {depth.shape[1]} x {depth.shape[0]} pixels and the colour "
+                    f"{color.shape[1]} x {color.shape[0]}"
+                )
         except UserError as error:
             self._summary.failures.append(f"frame {index}: {error}")
             return
@@ -193,6 +216,24 @@ class _Run:
             confidence = messages.encode_confidence(types, header, refined.confidence)
             self._writer.write(self._confidence, time, self._bag.encode(confidence, messages.IMAGE))
         self._summary.refined += 1
+
+    def _doubt(self, depth: images.DepthImage, index: int) -> None:
+        """Notes what speaks against the unit of the first frame, or against its registration."""
+        known = depth[depth > 0]
+        note = ""
+        if known.size == 0:
+            note = (
+                f"no depth of frame {index} falls into the colour image: check CameraInfo and the static transform"
+                if self._registration
+                else f"frame {index} has no depth at all: the depth is taken to be in {self._summary.unit}"
+            )
+        elif not 0.1 <= (metres := float(np.median(known)) / messages.UNITS_PER_METRE) <= 20:
+            note = (
+                f"the median depth of frame {index} is {metres:.3f} m, which no RGB-D camera delivers: the depth is "
+                f"taken to be in {self._summary.unit}"
+            )
+        if note and note not in self._summary.notes:
+            self._summary.notes.append(note)
 
 
 def _registration(bag: Bag, color: ImageTopic, depth: ImageTopic, register: bool) -> Registration | None:
@@ -212,11 +253,25 @@ def _registration(bag: Bag, color: ImageTopic, depth: ImageTopic, register: bool
             f"--register: {STATIC_TRANSFORMS} has no chain of transforms from {depth.frame_id!r} to {color.frame_id!r}; "
             "record it with the images"
         )
+    if not np.isfinite(transform).all():
+        raise UserError(
+            f"--register: the transform from {depth.frame_id!r} to {color.frame_id!r} is not made of numbers; "
+            "calibrate the cameras again"
+        )
     return Registration(cameras[0], cameras[1], transform)
 
 
 def _camera(bag: Bag, topic: ImageTopic) -> Camera:
     connections = [each for each in bag.connections_of(topic.camera_info) if each.msgtype == messages.CAMERA_INFO]
     for connection, _, raw in bag.messages(connections) if connections else ():
-        return Camera.from_info(bag.decode(connection, raw), topic.camera_info, topic.rectified)
-    raise UserError(f"--register: the bag has no CameraInfo on {topic.camera_info}, which belongs to {topic.name}")
+        camera = Camera.from_info(bag.decode(connection, raw), topic.camera_info, topic.rectified)
+        if (camera.width, camera.height) != topic.size:
+            raise UserError(
+                f"--register: {topic.camera_info} is of images of {camera.width} x {camera.height} pixels, and "
+                f"{topic.name} has {topic.size[0]} x {topic.size[1]}; record the CameraInfo of this resolution"
+            )
+        return camera
+    raise UserError(
+        f"--register: the bag has no CameraInfo on {topic.camera_info}, which belongs to {topic.name}; record it with "
+        "the images"
+    )

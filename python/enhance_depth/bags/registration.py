@@ -24,6 +24,8 @@ if TYPE_CHECKING:
 _MODELS = ("", "plumb_bob", "rational_polynomial")
 _ROUNDS_TO_UNDISTORT = 20
 _UNITS_PER_METRE = 1000.0
+_MOST_SAMPLES = 8
+"""Of a depth pixel in each direction: the memory grows with their square."""
 
 
 @dataclasses.dataclass(frozen=True)
@@ -50,7 +52,8 @@ class Camera:
             values = [float(value) for value in (info.K if hasattr(info, "K") else info.k)]
             fx, cx, fy, cy = values[0], values[2], values[4], values[5]
             distortion = tuple(float(value) for value in (info.D if hasattr(info, "D") else info.d))
-        if not (fx > 0 and fy > 0 and width > 0 and height > 0):
+        finite = all(map(math.isfinite, (fx, fy, cx, cy, *distortion)))
+        if not (finite and fx > 0 and fy > 0 and width > 0 and height > 0):
             raise UserError(f"{topic} is of a camera that was not calibrated; calibrate it, or record registered depth")
         if any(distortion) and model not in _MODELS:
             raise UserError(f"{topic} has the distortion model {model!r}; record the rectified image instead")
@@ -81,6 +84,11 @@ class Registration:
         self._size = (depth_camera.height, depth_camera.width)
         self._rotation, self._translation = transform[:3, :3], transform[:3, 3] * _UNITS_PER_METRE
         finer = max(color_camera.fx / depth_camera.fx, color_camera.fy / depth_camera.fy)
+        if finer > _MOST_SAMPLES:
+            raise UserError(
+                f"the colour image is {finer:.3g} times as fine as the depth, more than {_MOST_SAMPLES}; check both "
+                "CameraInfo, or scale the colour images down"
+            )
         samples = max(1, math.ceil(finer - 1e-6))
         offsets = (np.arange(samples) + 0.5) / samples - 0.5
         v, u = np.mgrid[: depth_camera.height, : depth_camera.width].astype(np.float64)

@@ -19,6 +19,7 @@ from rosbags.rosbag2.storage_mcap import McapReader
 from rosbags.typesys import Stores, TypesysError, get_typestore
 
 from ..support.errors import UserError
+from ..support.inputs import require_regular
 
 _METADATA_VERSION: Literal[8] = 8  # the newest that ROS 2 Iron reads; later ones read it, too
 _NO_HASH = "RIHS01_" + "0" * 64
@@ -29,18 +30,24 @@ class Bag:
 
     def __init__(self, path: pathlib.Path) -> None:
         self.path = path
+        for file in path.iterdir() if path.is_dir() else [path] if path.exists() else []:
+            if not file.is_dir():
+                require_regular(file, str(file))
         # Bags of ROS 2 before Iron contain no message definitions.
         try:
             self._reader = AnyReader([path], default_typestore=get_typestore(Stores.LATEST))
             self._reader.open()
         except FileNotFoundError as error:
-            raise UserError(f"{path} is no bag: it is not there, or a folder without metadata.yaml") from error
+            raise UserError(
+                f"{path} is no bag: it is not there, or a folder without metadata.yaml; ros2 bag reindex makes one"
+            ) from error
         except OSError:
             raise
         except Exception as error:  # a damaged file can make the reader fail in any way
             raise UserError(
                 f"{path} cannot be read as a bag: {_text(error)}. A bag is a .bag file of ROS 1, or a folder with "
-                "metadata.yaml, a .mcap or a .db3 file of ROS 2"
+                "metadata.yaml, a .mcap or a .db3 file of ROS 2; one whose recording was cut short is repaired by "
+                "rosbag reindex (.bag), mcap recover (.mcap) or ros2 bag reindex (folder)"
             ) from error
         self.is_ros2 = self._reader.is2
         self.connections: Sequence[Connection] = self._reader.connections
@@ -221,7 +228,10 @@ def _writing(path: pathlib.Path) -> Iterator[None]:
         yield
     except (Writer1Error, Writer2Error, TypesysError, sqlite3.Error) as error:
         raise UserError(f"{path.name} cannot be written: {_text(error)}", status=1) from error
+    except OSError as error:
+        reason = error.strerror or str(error)
+        raise UserError(f"{path.name} cannot be written: {reason}; check the disk it is on", status=1) from error
 
 
 def _text(error: BaseException) -> str:
-    return str(error) or type(error).__name__
+    return str(error).rstrip(".") or type(error).__name__

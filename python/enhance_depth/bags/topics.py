@@ -99,7 +99,8 @@ def why_not_registered(color: ImageTopic, depth: ImageTopic) -> str | None:
     """Why the depth is not as the colour camera sees it; None if nothing indicates that."""
     if color.frame_id.lstrip("/") != depth.frame_id.lstrip("/"):
         return f"its frame is {depth.frame_id!r} and that of the colour {color.frame_id!r}"
-    if color.size != depth.size:
+    unknown = 0 in (*color.size, *depth.size)  # a damaged image, which will be reported as such
+    if color.size != depth.size and not unknown:
         return f"its size is {depth.size[0]} x {depth.size[1]} and that of the colour {color.size[0]} x {color.size[1]}"
     return None
 

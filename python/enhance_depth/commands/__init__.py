@@ -19,6 +19,7 @@ _COMMANDS = {
     "dataset": "refine many recordings, on one machine or a Ray cluster",
 }
 _ENGINE_REFUSED = 3
+_MOST_SECONDS = 1e6
 
 
 def main(arguments: list[str] | None = None) -> int:
@@ -61,6 +62,26 @@ def add_engine_arguments(parser: argparse.ArgumentParser, required: bool = True)
         "interleaved for one of three",
     )
     parser.add_argument("--library", metavar="FILE", help="the library's file, if not the one that is found by itself")
+
+
+def add_max_difference(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument(
+        "--max-difference",
+        type=_seconds,
+        default=0.02,
+        metavar="SECONDS",
+        help="largest difference between the time stamps of a pair (0.02)",
+    )
+
+
+def _seconds(text: str) -> float:
+    try:
+        seconds = float(text)
+    except ValueError:
+        seconds = -1.0
+    if not 0 <= seconds <= _MOST_SECONDS:
+        raise UserError(f"--max-difference is {text}; it must be a number of seconds from 0 to {_MOST_SECONDS:g}")
+    return seconds
 
 
 def _parser() -> tuple[argparse.ArgumentParser, dict[str, ModuleType]]:

@@ -13,7 +13,7 @@ from .._engine import Engine
 from ..support.errors import UserError, needed, printable
 from ..support.output import refuse_existing
 from ..support.progress import Progress
-from . import add_engine_arguments
+from . import add_engine_arguments, add_max_difference
 
 if TYPE_CHECKING:
     from ..bags.refinement import Summary
@@ -29,13 +29,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("--color", metavar="TOPIC", help="colour images, if more than one topic can be meant")
     parser.add_argument("--depth", metavar="TOPIC", help="depth images, if more than one topic can be meant")
     parser.add_argument("--list", action="store_true", help="list the image topics and do nothing")
-    parser.add_argument(
-        "--max-difference",
-        type=float,
-        default=0.02,
-        metavar="SECONDS",
-        help="largest difference between the header stamps of a pair (0.02)",
-    )
+    add_max_difference(parser)
     parser.add_argument(
         "--register",
         action="store_true",
@@ -56,12 +50,8 @@ def run(options: argparse.Namespace) -> int:
         return 0
     if options.output is None or options.engine is None:
         raise UserError("bag needs OUT and --engine, unless --list is given")
-    if not options.max_difference >= 0:
-        raise UserError(f"--max-difference is {options.max_difference}; it must be 0 or more seconds")
     refuse_existing(options.output)
-    asked = refinement.Options(
-        options.color, options.depth, options.register, round(min(options.max_difference, 1e6) * 1e9)
-    )
+    asked = refinement.Options(options.color, options.depth, options.register, round(options.max_difference * 1e9))
     with contextlib.ExitStack() as stack:
         progress = stack.enter_context(Progress("frames"))
 
@@ -74,14 +64,15 @@ def run(options: argparse.Namespace) -> int:
 
 
 def _report(options: argparse.Namespace, summary: Summary) -> None:
-    if summary.stamps_missing:
-        print("The images have no time stamps; they were paired by the time of recording.", file=sys.stderr)
+    for note in summary.notes:
+        print(f"note: {printable(note)}", file=sys.stderr)
     for failure in summary.failures[:_FAILURES_SHOWN]:
         print(f"not refined: {printable(failure)}", file=sys.stderr)
     if len(summary.failures) > _FAILURES_SHOWN:
         print(f"not refined: {len(summary.failures) - _FAILURES_SHOWN} more", file=sys.stderr)
     color, depth = summary.color, summary.depth
     print(f"Refined {summary.refined} of {summary.pairs} pairs")
-    print(f"  colour   {color.name}  {color.count - summary.pairs} of {color.count} images without a partner")
-    print(f"  depth    {depth.name}  {depth.count - summary.pairs} of {depth.count} images without a partner")
-    print(f"  result   {options.output}: {depth.base}/refined{depth.transport}, {depth.base}/confidence")
+    print(f"  colour   {printable(color.name)}  {color.count - summary.pairs} of {color.count} images without a partner")
+    print(f"  depth    {printable(depth.name)}  {depth.count - summary.pairs} of {depth.count} images without a partner")
+    print(f"  unit     {summary.unit}")
+    print(printable(f"  result   {options.output}: {depth.base}/refined{depth.transport}, {depth.base}/confidence"))

@@ -13,7 +13,7 @@ from ..datasets.recordings import find_recordings
 from ..datasets.refinement import Outcome, Settings, digest_of
 from ..support.errors import UserError, printable
 from ..support.progress import Progress
-from . import add_engine_arguments
+from . import add_engine_arguments, add_max_difference
 
 _FAILURES_SHOWN = 5
 
@@ -25,13 +25,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     )
     add_engine_arguments(parser)
     parser.add_argument("--confidence", action="store_true", help="keep the confidence of folders of images, too")
-    parser.add_argument(
-        "--max-difference",
-        type=float,
-        default=0.02,
-        metavar="SECONDS",
-        help="largest difference between the time stamps of a pair (0.02)",
-    )
+    add_max_difference(parser)
     parser.add_argument("--register", action="store_true", help="for bags: see the command bag")
     parser.add_argument(
         "--workers",
@@ -47,8 +41,6 @@ def run(options: argparse.Namespace) -> int:
         raise UserError(f"--workers is {options.workers}; it must be 0 or more")
     if options.workers == 0 and options.address:
         raise UserError("--workers 0 stays in this process and --address joins a cluster; give one of them")
-    if not options.max_difference >= 0:
-        raise UserError(f"--max-difference is {options.max_difference}; it must be 0 or more seconds")
     root, output = options.root.resolve(), options.output.resolve()
     if output == root or root in output.parents:
         raise UserError(f"the results would be among the recordings: {output} is in {root}; name a folder beside it")
@@ -79,6 +71,9 @@ def run(options: argparse.Namespace) -> int:
 
 
 def _report(outcomes: list[Outcome], seconds: float, output: pathlib.Path) -> int:
+    for outcome in sorted(outcomes, key=lambda outcome: outcome.name):
+        for note in outcome.notes:
+            print(f"{printable(outcome.name)}: note: {printable(note)}", file=sys.stderr)
     failed = [outcome for outcome in outcomes if outcome.failures]
     for outcome in sorted(failed, key=lambda outcome: outcome.name):
         for failure in outcome.failures[:_FAILURES_SHOWN]:
@@ -91,5 +86,5 @@ def _report(outcomes: list[Outcome], seconds: float, output: pathlib.Path) -> in
     print(f"  done before   {before} recordings, {kept} frames")
     print(f"  failed        {len(failed)} recordings")
     print(f"  frames        {refined}, {refined / seconds:.1f} frames/s")
-    print(f"  results       {output}")
+    print(f"  results       {printable(str(output))}")
     return 1 if failed else 0

@@ -30,6 +30,9 @@ def run(options: argparse.Namespace) -> int:
             f"{options.color} has {color.shape[1]} x {color.shape[0]} pixels and {options.depth} {width} x {height}; "
             "register the depth to the colour image before"
         )
+    for output, endings in ((options.output, (".png",)), (options.confidence, (".tiff", ".tif"))):
+        if output and output.suffix.lower() not in endings:
+            raise UserError(f"{output} must end in {endings[0]}: that is what is written")
     for output in filter(None, (options.output, options.confidence)):
         for source in (options.color, options.depth, pathlib.Path(options.engine)):
             if output.exists() and source.exists() and output.samefile(source):

@@ -6,6 +6,7 @@ import collections
 import importlib
 import os
 import socket
+import sys
 from typing import Any, Iterator, Sequence
 
 from .._engine import Engine
@@ -17,6 +18,8 @@ from .refinement import Outcome, Settings, refine_recording
 _ATTEMPTS = 3
 """How many workers may die while refining a recording before the recording is assumed to be the reason."""
 
+_SECONDS_TO_START = 60
+
 
 class Worker:
     """Refines one recording after another with one engine, which it loads when it first needs it."""
@@ -24,6 +27,9 @@ class Worker:
     def __init__(self, settings: Settings) -> None:
         self._settings = settings
         self._engine: Engine | None = None
+
+    def ready(self) -> None:
+        """Returns once the worker runs."""
 
     def refine(self, recording: Recording) -> Outcome:
         try:
@@ -83,27 +89,58 @@ def _start(ray: Any, address: str | None, workers: int | None) -> None:
             ray.init(address=address, logging_level="ERROR", log_to_driver=False)
         else:
             ray.init(num_cpus=workers, include_dashboard=False, logging_level="ERROR", log_to_driver=False)
-    except (ConnectionError, RuntimeError, ValueError) as error:
+    except Exception as error:  # Ray raises a plain one when a busy machine is slow to start it
         where = f"the Ray cluster at {address} cannot be joined" if address else "Ray cannot be started here"
-        raise UserError(f"{where}: {str(error).splitlines()[0]}", status=1) from error
+        raise UserError(f"{where}: {_first_line(error)}", status=1) from error
 
 
-def _share(ray: Any, idle: list[Any], recordings: Sequence[Recording]) -> Iterator[Outcome]:
+def _share(ray: Any, workers: list[Any], recordings: Sequence[Recording]) -> Iterator[Outcome]:
     waiting = collections.deque((recording, 1) for recording in recordings)
+    idle: list[Any] = []
     running: dict[Any, tuple[Any, Recording, int]] = {}
+    # A worker for which the cluster has no room starts when there is some; until then it is given nothing to do.
+    starting = {worker.ready.remote(): worker for worker in workers}
     while waiting or running:
         while waiting and idle:
             recording, attempt = waiting.popleft()
             worker = idle.pop()
             running[worker.refine.remote(recording)] = (worker, recording, attempt)
-        (done,), _ = ray.wait(list(running))
+        done = _first_done(ray, [*starting, *running], idle or running)
+        if done in starting:
+            worker = starting.pop(done)
+            try:
+                ray.get(done)
+                idle.append(worker)
+            except ray.exceptions.RayError as error:
+                if not (starting or running or idle):
+                    reason = f"no worker could be started: {_first_line(error)}"
+                    yield from (Outcome(recording.name, failures=[reason]) for recording, _ in waiting)
+                    return
+            continue
         worker, recording, attempt = running.pop(done)
-        idle.append(worker)  # Ray starts one that ended again, on another machine if need be
         try:
-            yield ray.get(done)
+            outcome = ray.get(done)
+            idle.append(worker)
         except ray.exceptions.RayActorError as error:
+            starting[worker.ready.remote()] = worker  # Ray starts it again, on another machine if need be
             if attempt < _ATTEMPTS:
                 waiting.append((recording, attempt + 1))
-            else:
-                reason = str(error).splitlines()[0]
-                yield Outcome(recording.name, failures=[f"its worker ended {_ATTEMPTS} times: {reason}"])
+                continue
+            reason = f"its worker ended {_ATTEMPTS} times: {_first_line(error)}"
+            outcome = Outcome(recording.name, failures=[reason])
+        except ray.exceptions.RayError as error:
+            idle.append(worker)
+            outcome = Outcome(recording.name, failures=[f"unexpected failure: {_first_line(error)}"])
+        yield outcome
+
+
+def _first_done(ray: Any, tasks: list[Any], at_work: object) -> Any:
+    done, _ = ray.wait(tasks, timeout=None if at_work else _SECONDS_TO_START)
+    if not done:
+        print("Waiting for the cluster to have room for a worker.", file=sys.stderr, flush=True)
+        done, _ = ray.wait(tasks)
+    return done[0]
+
+
+def _first_line(error: Exception) -> str:
+    return (str(error).splitlines() or [type(error).__name__])[0]

@@ -8,11 +8,14 @@ import pathlib
 import re
 
 from ..support.errors import UserError
+from ..support.inputs import read_file
 from ..support.pairing import pair
 
 _COLOR_FOLDERS = ("color", "rgb")
 _IMAGES = (".png", ".jpg", ".jpeg")
 _BAGS = (".bag", ".mcap", ".db3")
+_BLANKS = " \t\r,"
+"""What separates the columns of a TUM recording's lists."""
 
 
 @dataclasses.dataclass(frozen=True)
@@ -33,6 +36,7 @@ class Frame:
     depth: pathlib.Path
     stamps: tuple[str, str] | None = None
     """The time stamps of colour and depth, as written in a TUM recording's lists."""
+    paired_by_order: bool = False
 
     @property
     def name(self) -> str:
@@ -40,12 +44,22 @@ class Frame:
 
 
 def find_recordings(root: pathlib.Path) -> list[Recording]:
-    """All recordings below a folder, or the folder itself, in the order of their names."""
+    """All recordings below a folder, or the folder itself, in the order of their names.
+
+    Links to folders are followed; a folder that is reached in several ways counts once, under its first name.
+    """
     if not root.is_dir():
         raise UserError(f"{root} is no folder; name the one that holds the recordings")
     found = []
-    for place, folders, files in os.walk(root, onerror=_refuse):
+    seen: set[tuple[int, int]] = set()
+    for place, folders, files in os.walk(root, onerror=_refuse, followlinks=True):
         path = pathlib.Path(place)
+        status = path.stat()
+        if (status.st_dev, status.st_ino) in seen:
+            folders.clear()
+            continue
+        seen.add((status.st_dev, status.st_ino))
+        folders.sort()
         name = path.relative_to(root).as_posix()
         is_bag = "metadata.yaml" in files
         if is_bag or _color_folder(path) or {"rgb.txt", "depth.txt"} <= set(files):
@@ -64,7 +78,7 @@ def find_recordings(root: pathlib.Path) -> list[Recording]:
 
 def frames_of(recording: Recording, max_difference: float) -> list[Frame]:
     """The pairs of a folder: by the stamps of its lists, else by name, else by order."""
-    if (recording.path / "rgb.txt").is_file() and (recording.path / "depth.txt").is_file():
+    if all(os.path.lexists(recording.path / name) for name in ("rgb.txt", "depth.txt")):
         frames = _listed(recording.path, max_difference)
     else:
         color_folder = _color_folder(recording.path)
@@ -99,12 +113,14 @@ def _images(folder: pathlib.Path) -> list[pathlib.Path]:
 def _named(colors: list[pathlib.Path], depths: list[pathlib.Path], place: pathlib.Path) -> list[Frame]:
     of_name = {color.stem: color for color in colors}
     if any(depth.stem in of_name for depth in depths):
+        if len(of_name) < len(colors):
+            raise UserError(f"{place} has several colour images of one name; remove those that are not meant")
         return [Frame(of_name[depth.stem], depth) for depth in depths if depth.stem in of_name]
     if len(colors) != len(depths):
         raise UserError(
             f"{place} has {len(colors)} colour and {len(depths)} depth images, no two of one name: they cannot be paired"
         )
-    return [Frame(color, depth) for color, depth in zip(colors, depths)]
+    return [Frame(color, depth, paired_by_order=True) for color, depth in zip(colors, depths)]
 
 
 def _listed(place: pathlib.Path, max_difference: float) -> list[Frame]:
@@ -123,11 +139,13 @@ def _listed(place: pathlib.Path, max_difference: float) -> list[Frame]:
 
 def _list(path: pathlib.Path) -> list[tuple[str, str]]:
     entries = []
-    for number, line in enumerate(path.read_text("utf-8", "replace").splitlines(), 1):
-        if not line.strip() or line.startswith("#"):
+    # Names may contain any bytes, as elsewhere in the file system.
+    for number, line in enumerate(read_file(path, str(path)).decode("utf-8", "surrogateescape").split("\n"), 1):
+        line = line.strip(_BLANKS)
+        if not line or line.startswith("#"):
             continue
-        stamp, _, name = line.strip().partition(" ")
+        stamp, *name = re.split(f"[{_BLANKS}]+", line, maxsplit=1)
         if not re.fullmatch(r"\d{1,12}(\.\d*)?", stamp) or not name:
             raise UserError(f"{path}:{number} is no time stamp and file name: {line[:80]!r}")
-        entries.append((stamp, name.strip()))
+        entries.append((stamp, name[0]))
     return entries

@@ -16,11 +16,13 @@ import os
 import pathlib
 import shutil
 import time
-from typing import Callable, Iterator
+from typing import Any, Callable, Iterator
 
 from .._engine import Engine, Layout
+from .._errors import Error, LibraryNotFoundError
 from ..support import images
 from ..support.errors import UserError, needed
+from ..support.inputs import read_file, require_regular
 from ..support.output import replacing
 from .recordings import Frame, Recording, frames_of
 
@@ -51,6 +53,8 @@ class Outcome:
     kept: int = 0
     """Frames that an earlier run had refined."""
     failures: list[str] = dataclasses.field(default_factory=list)
+    notes: list[str] = dataclasses.field(default_factory=list)
+    """What the user should know although nothing failed."""
 
 
 def refine_recording(recording: Recording, settings: Settings, load_engine: Callable[[], Engine]) -> Outcome:
@@ -68,11 +72,16 @@ def refine_recording(recording: Recording, settings: Settings, load_engine: Call
         outcome.failures.append(str(error))
     except OSError as error:
         outcome.failures.append(f"{error.filename or recording.path}: {error.strerror or error}")
+    except (Error, LibraryNotFoundError):  # concern the engine
+        raise
+    except Exception as error:  # must not end the run for the other recordings
+        outcome.failures.append(f"unexpected failure: {type(error).__name__}: {error}")
     return outcome
 
 
 def digest_of(path: str) -> str:
     """The checksum of an engine file's content."""
+    require_regular(path, f"the engine {path}")
     digest = hashlib.sha256()
     try:
         with open(path, "rb") as stream:
@@ -87,14 +96,17 @@ def _refine_folder(
     recording: Recording, target: pathlib.Path, settings: Settings, load_engine: Callable[[], Engine], outcome: Outcome
 ) -> None:
     frames = frames_of(recording, settings.max_difference)
-    manifest = _manifest(frames, settings)
+    if frames[0].paired_by_order:
+        outcome.notes.append(f"no two images of one name: {len(frames)} colour and depth images are paired by order")
+    images_read = [path for frame in frames for path in (frame.color, frame.depth)]
+    manifest = {**_manifest(images_read, settings), "confidence": settings.confidence, "frames": len(frames)}
     if target.exists():
-        _check_manifest(target, manifest)
+        _check_manifest(target / _MANIFEST, target, manifest)
         outcome.kept = len(frames)
         return
     work = target.with_name(f".{target.name}.partial")
     if work.exists() and (work / _MANIFEST).exists():
-        _check_manifest(work, manifest)
+        _check_manifest(work / _MANIFEST, work, manifest)
     for folder in ("depth", "confidence") if settings.confidence else ("depth",):
         (work / folder).mkdir(parents=True, exist_ok=True)
     _write(work / _MANIFEST, json.dumps(manifest, indent=1) + "\n")
@@ -142,8 +154,17 @@ def _refine_frame(frame: Frame, depth_path: pathlib.Path, confidence_path: pathl
 def _refine_bag(
     recording: Recording, target: pathlib.Path, settings: Settings, load_engine: Callable[[], Engine], outcome: Outcome
 ) -> None:
+    about = target.with_name(f"{target.name}.{_MANIFEST}")  # a bag holds nothing but messages
+    files = sorted(recording.path.iterdir()) if recording.path.is_dir() else [recording.path]
+    manifest = {
+        **_manifest(files, settings),
+        "register": settings.register,
+        "max_difference": settings.max_difference,
+    }
     if target.exists():  # a bag exists completely or not at all
-        outcome.kept = 1
+        earlier = _check_manifest(about, target, manifest)
+        outcome.kept = int(earlier.get("refined", 0))
+        outcome.failures += map(str, earlier.get("failures", []))
         return
     try:
         from ..bags import refinement as bags
@@ -152,38 +173,39 @@ def _refine_bag(
     for left in target.parent.glob(f".{glob.escape(target.name)}.*.part"):  # of a worker that was killed
         shutil.rmtree(left)
     asked = bags.Options(register=settings.register, max_difference=round(settings.max_difference * 1e9))
-    summary = bags.refine_bag(recording.path, target, load_engine, asked)
+
+    def describe(summary: bags.Summary) -> None:
+        outcome_of_it = {"refined": summary.refined, "failures": summary.failures}
+        _write(about, json.dumps({**manifest, **outcome_of_it}, indent=1) + "\n")
+
+    summary = bags.refine_bag(recording.path, target, load_engine, asked, finished=describe)
     outcome.refined = summary.refined
     outcome.failures += summary.failures
+    outcome.notes += summary.notes
 
 
-def _manifest(frames: list[Frame], settings: Settings) -> dict[str, object]:
+def _manifest(files: list[pathlib.Path], settings: Settings) -> dict[str, object]:
     inputs = hashlib.sha256()
-    for frame in frames:
-        for path in (frame.color, frame.depth):
-            status = path.stat()
-            inputs.update(f"{path.name} {status.st_size} {status.st_mtime_ns}\n".encode("utf-8", "surrogateescape"))
-    return {
-        "engine": settings.engine_digest,
-        "rgb_layout": settings.rgb_layout,
-        "confidence": settings.confidence,
-        "frames": len(frames),
-        "images": inputs.hexdigest(),
-    }
+    for path in files:
+        status = path.stat()
+        inputs.update(f"{path.name} {status.st_size} {status.st_mtime_ns}\n".encode("utf-8", "surrogateescape"))
+    return {"engine": settings.engine_digest, "rgb_layout": settings.rgb_layout, "images": inputs.hexdigest()}
 
 
-def _check_manifest(folder: pathlib.Path, manifest: dict[str, object]) -> None:
+def _check_manifest(path: pathlib.Path, result: pathlib.Path, manifest: dict[str, object]) -> dict[str, Any]:
+    """What is written at `path` about an earlier `result`, which must have been made in the same way."""
     try:
-        earlier = json.loads((folder / _MANIFEST).read_text("utf-8"))
-    except (OSError, ValueError, RecursionError) as error:
+        earlier: Any = json.loads(read_file(path, str(path)))
+    except (UserError, ValueError, RecursionError) as error:
         raise UserError(
-            f"{folder} is there and no result of an earlier run; remove it, or name another output"
+            f"{result} is there and no result of an earlier run; remove it, or name another output"
         ) from error
     different = [key for key in manifest if not isinstance(earlier, dict) or earlier.get(key) != manifest[key]]
     if different:
         raise UserError(
-            f"{folder} was made with another {', '.join(different)}; name another output, or remove it to begin again"
+            f"{result} was made with another {', '.join(different)}; name another output, or remove it to begin again"
         )
+    return dict(earlier)
 
 
 def _write(path: pathlib.Path, text: str) -> None:
@@ -204,8 +226,10 @@ def _only_run(target: pathlib.Path) -> Iterator[None]:
             except BlockingIOError:
                 held = False
             if held:  # and not one that its holder removed between opening and locking
-                yield
-                path.unlink()
+                try:
+                    yield
+                finally:
+                    path.unlink()
                 return
         if time.monotonic() > patience:
             raise UserError("another run is at work on it")

@@ -9,11 +9,12 @@ from typing import TYPE_CHECKING, Union
 import numpy as np
 
 try:
-    from PIL import Image
+    from PIL import Image, UnidentifiedImageError
 except ImportError as error:
     raise ImportError("the commands of enhance_depth need Pillow: pip install pillow") from error
 
 from .errors import UserError
+from .inputs import read_file
 from .output import replacing
 
 if TYPE_CHECKING:
@@ -57,9 +58,9 @@ def is_depth(content: bytes) -> bool:
 def size_of(content: bytes) -> tuple[int, int]:
     """(width, height) of a PNG or JPEG; (0, 0) of anything else."""
     try:
-        with Image.open(io.BytesIO(content), formats=("PNG", "JPEG")) as image:
+        with _open(content, "") as image:
             return image.width, image.height
-    except OSError:
+    except UserError:
         return 0, 0
 
 
@@ -87,18 +88,17 @@ def _write(path: pathlib.Path, content: bytes) -> None:
 
 
 def _read(source: Union[pathlib.Path, bytes], name: str) -> bytes:
-    try:
-        content = source if isinstance(source, bytes) else source.read_bytes()
-    except OSError as error:
-        raise UserError(f"{name} cannot be read: {error.strerror}") from error
+    content = source if isinstance(source, bytes) else read_file(source, name)
     return content.ljust(_KIND + 1, b"\0")  # so that a truncated header can be parsed
 
 
 def _open(content: bytes, name: str) -> Image.Image:
     try:
         image = Image.open(io.BytesIO(content), formats=("PNG", "JPEG"))
-    except OSError as error:
+    except UnidentifiedImageError as error:
         raise UserError(f"{name} cannot be read: it is neither a PNG nor a JPEG image") from error
+    except Exception as error:  # a damaged file can make Pillow fail in any way
+        raise UserError(f"{name} is damaged: {error}") from error
     if max(image.size) > LARGEST_SIDE:
         image.close()
         raise UserError(f"{name} has {image.size[0]} x {image.size[1]} pixels; at most {LARGEST_SIDE} a side are read")
@@ -108,6 +108,6 @@ def _open(content: bytes, name: str) -> Image.Image:
 def _decode(image: Image.Image, name: str) -> Image.Image:
     try:
         image.load()
-    except (OSError, SyntaxError, ValueError) as error:  # what Pillow raises for damaged files
+    except Exception as error:  # see above
         raise UserError(f"{name} is damaged: {error}") from error
     return image

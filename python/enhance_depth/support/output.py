@@ -27,7 +27,7 @@ def whole_or_absent(target: pathlib.Path) -> Iterator[pathlib.Path]:
     try:
         folder = pathlib.Path(tempfile.mkdtemp(prefix=f".{target.name[:100]}.", suffix=".part", dir=target.parent))
     except OSError as error:
-        raise UserError(f"cannot write beside {target}: {error.strerror}") from error
+        raise UserError(f"cannot write {target}: {error.strerror}; check its folder {target.parent}") from error
     try:
         part = folder / target.name
         yield part
@@ -40,10 +40,12 @@ def whole_or_absent(target: pathlib.Path) -> Iterator[pathlib.Path]:
 @contextlib.contextmanager
 def replacing(target: pathlib.Path) -> Iterator[pathlib.Path]:
     """Like whole_or_absent(), for a file that may replace an earlier one of the same name."""
+    if target.exists() and not target.is_file():
+        raise UserError(f"{target} is no file that could be replaced; name another output")
     try:
         number, name = tempfile.mkstemp(prefix=f".{target.name[:100]}.", suffix=".part", dir=target.parent)
     except OSError as error:
-        raise UserError(f"cannot write {target}: {error.strerror}") from error
+        raise UserError(f"cannot write {target}: {error.strerror}; check its folder {target.parent}") from error
     os.close(number)
     part = pathlib.Path(name)
     try:

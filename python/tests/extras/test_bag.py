@@ -3,8 +3,10 @@
 from __future__ import annotations
 
 import io
+import math
 import os
 import pathlib
+import re
 import signal
 import struct
 import subprocess
@@ -166,11 +168,11 @@ def sum_of(color: np.ndarray, depth: np.ndarray) -> np.ndarray:
     return np.minimum(color.astype(np.int64) @ np.array([1, 2, 4]) + depth, 65535).astype(np.uint16)
 
 
-@pytest.mark.parametrize("room", [64, 1])
+@pytest.mark.parametrize("room", [1 << 20, 100])
 def test_pairs_are_found_by_stamp_wherever_they_are_in_the_bag(
     tmp_path: pathlib.Path, make_engine: Callable[..., pathlib.Path], monkeypatch: pytest.MonkeyPatch, room: int
 ) -> None:
-    monkeypatch.setattr(refinement, "_MESSAGES_THAT_WAIT", room)
+    monkeypatch.setattr(refinement, "_BYTES_THAT_WAIT", room)
     random = np.random.default_rng(1)
     stamps = [START + index * STEP for index in range(6)]
     colors = [random.integers(0, 256, (4, 6, 3), np.uint8) for _ in stamps]
@@ -198,6 +200,7 @@ def test_each_image_has_the_nearest_partner_and_no_other() -> None:
     assert pair([10, 20], [15], 5) == {0: 0}
     assert pair([10, 20], [15], 4) == {}
     assert pair([20], [15], 5) == {0: 0}
+    assert pair([0, 6, 9], [5, 8, 100], 10**18) == {1: 0, 2: 1, 0: 2}, "what is between them is taken first"
 
 
 @pytest.mark.parametrize("little_endian", [True, False])
@@ -341,7 +344,7 @@ def pair_of(**of: Any) -> Fill:
         (pair_of(later=30_000_000), [], "no image of /camera/color/image_raw is within 0.02 s"),
         (pair_of(), ["--color", DEPTH], "holds depth, not colour (encoding 16UC1); are they swapped?"),
         (pair_of(), ["--depth", "/none"], "the bag has no images on /none:\n  colour  /camera/color"),
-        (pair_of(), ["--max-difference", "-1"], "--max-difference is -1.0"),
+        (pair_of(), ["--max-difference", "-1"], "--max-difference is -1;"),
     ],
 )
 def test_what_cannot_be_done_is_refused_with_a_sentence(
@@ -393,6 +396,101 @@ def test_topics_are_listed_and_chosen(
     ]
     assert run("bag", tmp_path / "in.bag", tmp_path / "out.bag", "--engine", REFERENCE) == 0
     assert f"colour   {COLOR} " in (out := capsys.readouterr().out) and f"depth    {DEPTH} " in out
+    assert "unit     millimetres, as ROS has it for 16UC1" in out
+
+
+def far_away(bag: BagMaker) -> None:
+    bag.transform("d", "c", (100, 0, 0), (0, 0, 0, 1))
+
+
+def not_a_number(bag: BagMaker) -> None:
+    bag.transform("d", "c", (math.nan, 0, 0), (0, 0, 0, 1))
+
+
+@pytest.mark.parametrize(
+    ("transform", "size", "focal", "status", "sentence"),
+    [
+        (far_away, (80, 60), 60.0, 0, "no depth of frame 0 falls into the colour image: check CameraInfo and"),
+        (not_a_number, (80, 60), 60.0, 2, "the transform from 'd' to 'c' is not made of numbers"),
+        (far_away, (2**32 - 1, 2**32 - 1), 60.0, 2, "is of images of 4294967295 x 4294967295 pixels, and"),
+        (far_away, (80, 60), math.inf, 2, "of a camera that was not calibrated"),
+        (far_away, (80, 60), 1e300, 2, "times as fine as the depth, more than 8"),
+    ],
+)
+def test_a_calibration_that_cannot_be_right_is_doubted(
+    tmp_path: pathlib.Path,
+    frames: Frames,
+    capsys: pytest.CaptureFixture[str],
+    transform: Callable[[BagMaker], None],
+    size: tuple[int, int],
+    focal: float,
+    status: int,
+    sentence: str,
+) -> None:
+    color, depth = frames[0]
+    with BagMaker(tmp_path / "in.bag", "ros1") as bag:
+        transform(bag)
+        bag.info("/camera/color/camera_info", START, size, [focal, 0, 40, 0, focal, 30, 0, 0, 1], "c")
+        bag.info("/camera/depth/camera_info", START, (80, 60), [60.0, 0, 40, 0, 60.0, 30, 0, 0, 1], "d")
+        bag.color(START, color, Form(), frame="c")
+        bag.depth(START, depth, Form(), frame="d")
+    command = ["bag", tmp_path / "in.bag", tmp_path / "out.bag", "--engine", REFERENCE, "--register"]
+    assert run(*command) == status
+    assert sentence in capsys.readouterr().err
+
+
+@pytest.mark.parametrize(
+    ("factor", "sentence"), [(1, ""), (30, "which no RGB-D camera delivers"), (0, "no depth at all")]
+)
+def test_an_unlikely_unit_is_doubted(
+    tmp_path: pathlib.Path, frames: Frames, capsys: pytest.CaptureFixture[str], factor: int, sentence: str
+) -> None:
+    color, depth = frames[0]
+    with BagMaker(tmp_path / "in.bag", "ros1") as bag:
+        for index in range(2):
+            bag.color(START + index * STEP, color, Form())
+            bag.depth(START + index * STEP, np.minimum(depth.astype(int) * factor, 65535).astype(np.uint16), Form())
+    assert run("bag", tmp_path / "in.bag", tmp_path / "out.bag", "--engine", REFERENCE) == 0
+    error = capsys.readouterr().err
+    assert error.count("note: ") == (1 if sentence else 0) and sentence in error
+
+
+def test_damaged_messages_fail_alone(
+    tmp_path: pathlib.Path, frames: Frames, capsys: pytest.CaptureFixture[str]
+) -> None:
+    color, depth = frames[0]
+    form = "16UC1; compressedDepth png"
+    damaged = [b"\0" * 5, b"\0" * 12, b"\0" * 12 + b"\x89PNG\r\n\x1a\n"]
+    with BagMaker(tmp_path / "in.bag", "ros1") as bag:
+        for index, content in enumerate([*damaged, None]):
+            bag.color(START + index * STEP, color, Form())
+            if content is None:
+                bag.depth(START + index * STEP, depth, Form("rgb8", "16UC1 compressedDepth"))
+            else:
+                bag._compressed(f"{DEPTH}/compressedDepth", bag.header(START + index * STEP), form, content, 0)
+    assert run("bag", tmp_path / "in.bag", tmp_path / "out.bag", "--engine", REFERENCE) == 1
+    assert capsys.readouterr().err.count("not refined: ") == len(damaged)
+    assert len(read_bag(tmp_path / "out.bag")[f"{DEPTH}/refined/compressedDepth"]) == 1
+
+
+def test_a_bag_in_a_dataset_is_done_once_with_one_engine(
+    tmp_path: pathlib.Path, frames: Frames, capsys: pytest.CaptureFixture[str], make_engine: Callable[..., pathlib.Path]
+) -> None:
+    root, out = tmp_path / "in", tmp_path / "out"
+    root.mkdir()
+    with BagMaker(root / "a.bag", "ros1") as bag:
+        for index, rows in enumerate((None, 20)):  # the second frame is of another size and fails
+            bag.color(START + index * STEP, frames[0][0], Form())
+            bag.depth(START + index * STEP, frames[0][1][:rows], Form())
+    command = ["dataset", root, out, "--workers", "0", "--engine"]
+    for again in range(2):
+        assert run(*command, REFERENCE) == 1
+        said = capsys.readouterr()
+        assert "a.bag: frame 1: " in said.err, "a failure is not forgotten"
+        assert re.search(rf"frames +{1 - again},", said.out)
+    assert sorted(os.listdir(out)) == ["a.bag", "a.bag.run.json"]
+    assert run(*command, make_engine()) == 1
+    assert "a.bag was made with another engine" in capsys.readouterr().err
 
 
 @pytest.mark.parametrize("kind", list(KINDS))

@@ -65,7 +65,7 @@ def test_every_recipe_does_what_it_says(tmp_path: pathlib.Path) -> None:
     made = {"refined.bag", "ros2_refined", "refined.mcap", "registered.mcap", "frames_refined", "refined.png"}
     made |= {"refined_too.png", "scaled.png", "results", "more_results"}
     assert all((tmp_path / name).exists() for name in made)
-    assert sorted(os.listdir(tmp_path / "results")) == ["one", "three.bag", "two"]
+    assert sorted(os.listdir(tmp_path / "results")) == ["one", "three.bag", "three.bag.run.json", "two"]
     pixels = [np.asarray(Image.open(tmp_path / name)) for name in ("refined.png", "refined_too.png", "scaled.png")]
     np.testing.assert_array_equal(pixels[0], pixels[1])
     np.testing.assert_array_equal(pixels[0], pixels[2])
