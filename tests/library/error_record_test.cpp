@@ -133,10 +133,13 @@ TEST_F(LastError, OfAHandleIsNotThatOfTheThreadAndAskingClearsNeither) {
     EXPECT_STREQ(enhance_depth_get_last_error(handle.get()),
                  "enhance_depth_process received null input or output.");
   }
-  const Handle another = create();
+  Handle another = create();
   EXPECT_STREQ(enhance_depth_get_last_error(nullptr), "OK");
   EXPECT_STREQ(enhance_depth_get_last_error(handle.get()),
                "enhance_depth_process received null input or output.");
+  EXPECT_EQ(enhance_depth_reset(nullptr, 64, 48, nullptr), 0);
+  another.reset();
+  EXPECT_STREQ(enhance_depth_get_last_error(nullptr), "OK") << "destroying succeeds";
 }
 
 // Every call frees the record that it finds, even when it succeeds.

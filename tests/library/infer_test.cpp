@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "api/boundary.h"
+#include "engine/host_image.h"
 #include "support/board_test.h"
 #include "support/open_engine.h"
 
@@ -173,6 +174,13 @@ TEST_F(Infer, KeepsWholeImageReadsInsideItsBuffersWhenOutputsAreShort) {
     EXPECT_GE(wrapper.pred_u16.capacity(), pixels);
     EXPECT_GE(wrapper.h_conf.capacity(), pixels);
   }
+}
+
+TEST(HostImage, OfASmallerSizeHasNothingOfTheLargerOne) {
+  std::vector<std::uint16_t> buffer(20, 9);
+  resize_host_image(buffer, 7, 12);
+  EXPECT_EQ(buffer, std::vector<std::uint16_t>(7));
+  EXPECT_EQ(std::vector<std::uint16_t>(buffer.data(), buffer.data() + 12), std::vector<std::uint16_t>(12));
 }
 
 TEST_F(Infer, ConvertsWhateverTheNetworkDelivers) {

@@ -91,7 +91,9 @@ TEST_F(Threads, ReportFailuresUntilTheirVeryEnd) {
     const std::string* path = nullptr;
     std::vector<std::string>* seen = nullptr;
     ~AtTheEnd() {
-      if (seen == nullptr) return;
+      if (seen == nullptr) {
+        return;
+      }
       seen->emplace_back(enhance_depth_get_last_error(nullptr));
       enhance_depth_reset(nullptr, 1, 1, nullptr);
       seen->emplace_back(enhance_depth_get_last_error(nullptr));

@@ -20,19 +20,27 @@ allocation_faults::Thrown planned_thrown = allocation_faults::Thrown::kBadAlloc;
 std::atomic<long> in_use{0};
 
 void count_bytes(void* memory, long sign) {
-  if (!emulated_board::inside()) in_use += sign * static_cast<long>(malloc_usable_size(memory));
+  if (!emulated_board::inside()) {
+    in_use += sign * static_cast<long>(malloc_usable_size(memory));
+  }
 }
 
 bool fails_now() {
-  if (!armed || emulated_board::inside()) return false;
+  if (!armed || emulated_board::inside()) {
+    return false;
+  }
   ++allocations;
-  if (planned == 0 || allocations < planned || (allocations > planned && !planned_and_later)) return false;
+  if (planned == 0 || allocations < planned || (allocations > planned && !planned_and_later)) {
+    return false;
+  }
   ++failures;
   return true;
 }
 
 void* allocate(std::size_t size, std::size_t alignment) {
-  if (size == 0) size = 1;
+  if (size == 0) {
+    size = 1;
+  }
   void* memory = alignment == 0
                      ? std::malloc(size)
                      : std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
@@ -47,11 +55,15 @@ void release(void* memory) {
 
 void* allocate_or_throw(std::size_t size, std::size_t alignment) {
   if (fails_now()) {
-    if (planned_thrown == allocation_faults::Thrown::kSomethingElse) throw 1;
+    if (planned_thrown == allocation_faults::Thrown::kSomethingElse) {
+      throw 1;
+    }
     throw std::bad_alloc();
   }
   void* memory = allocate(size, alignment);
-  if (memory == nullptr) throw std::bad_alloc();
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
   return memory;
 }
 

@@ -69,7 +69,9 @@ class AllocationSweep : public SweepTest {
 // How the exception guard reports a failed allocation. If no memory is left at all, neither the text nor
 // the record can be made.
 Expected out_of_memory(const Mode& mode, const Step& step) {
-  if (mode.and_all_later) return {false, {}, false, "out of memory"};
+  if (mode.and_all_later) {
+    return {false, {}, false, "out of memory"};
+  }
   return fails(mode.code(), mode.message(function_of(step)), step, "");
 }
 
@@ -91,7 +93,9 @@ TEST_F(AllocationSweep, OfAHandlesWholeLife) {
         };
         for (const Step& step : scenario()) {
           run(step, kArmed);
-          if (!life.exists()) return;
+          if (!life.exists()) {
+            return;
+          }
         }
         if (mend) {
           life.expect_mended();
@@ -251,14 +255,18 @@ TEST_F(AllocationSweep, TogetherWithFailuresOfTheBoard) {
         sweep([&](const Mode& mode) {
           Life life(engine);
           prepare(life);
-          if (function.rfind("ob_", 0) == 0) life.expect_of_log(Life::Log::kAnything);
+          if (function.rfind("ob_", 0) == 0) {
+            life.expect_of_log(Life::Log::kAnything);
+          }
           emulated_board::fail_call(function, call);
           life.run(step, kArmed);
           life.expect(step, allocation_faults::failed() > 0
                                 ? out_of_memory(mode, step)
                                 : expected_failure(engine, step, function, count, call, false, succeeds()));
           emulated_board::reset();
-          if (!life.exists()) return;
+          if (!life.exists()) {
+            return;
+          }
           life.expect_mended();
           life.run({Action::kDestroy}, kPlainly);
           life.expect({Action::kDestroy}, succeeds());

@@ -51,7 +51,9 @@ Effect not_copied(const char* buffer) {
 std::vector<Effect> each(const Engine& engine, Effect (*effect)(const char*),
                          const char* fourth = "confidence_output") {
   std::vector<Effect> effects{effect("rgb"), effect("dep"), effect("pred")};
-  if (engine.confidence) effects.push_back(effect(fourth));
+  if (engine.confidence) {
+    effects.push_back(effect(fourth));
+  }
   return effects;
 }
 
@@ -197,7 +199,9 @@ std::string profile_message(const Step& step, int first, bool and_all_later) {
         reason = "ok";
       }
     }
-    if (fits) return "";
+    if (fits) {
+      return "";
+    }
     rejected += "profile " + std::to_string(profile) + ": rgb " + reasons[0] + ", depth " + reasons[1] + "; ";
   }
   return "No TensorRT optimization profile supports requested shapes. rgb=" + shape(3, height, width) +
@@ -209,7 +213,9 @@ std::string profile_message(const Step& step, int first, bool and_all_later) {
 Expected expected_failure(const Engine& engine, const Step& step, const std::string& function, int calls,
                           int first, bool and_all_later, const Expected& otherwise) {
   const auto args = [&](const char* stage) { return step.action == Action::kCreate ? engine.path : stage; };
-  if (harmless().count(function) != 0) return otherwise;
+  if (harmless().count(function) != 0) {
+    return otherwise;
+  }
   if (function == "ICudaEngine::getProfileShape") {
     const std::string message = profile_message(step, first, and_all_later);
     return message.empty() ? succeeds() : fails(26, message, step, args("allocate"));
@@ -222,7 +228,9 @@ Expected expected_failure(const Engine& engine, const Step& step, const std::str
       break;
     }
     const Effect& effect = of_calls[static_cast<std::size_t>(call) - 1];
-    if (effect.code != 0) return fails(effect.code, effect.message, step, args(effect.args));
+    if (effect.code != 0) {
+      return fails(effect.code, effect.message, step, args(effect.args));
+    }
   }
   return otherwise;
 }

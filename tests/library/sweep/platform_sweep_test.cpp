@@ -14,8 +14,12 @@ namespace {
 
 // The function whose failures make the library call this one at all; empty for most.
 std::string cause_of_calls(const std::string& function) {
-  if (function == "cudaGetErrorString") return "cudaMemcpyAsync";
-  if (function == "ob_delete_error") return "ob_log_external_message";
+  if (function == "cudaGetErrorString") {
+    return "cudaMemcpyAsync";
+  }
+  if (function == "ob_delete_error") {
+    return "ob_log_external_message";
+  }
   return "";
 }
 
@@ -31,7 +35,9 @@ class PlatformSweep : public SweepTest {
                               calls_by_step(engine, cause, cause), and_all_later};
         const int cases_before = cases_;
         for (const bool mend : {true, false}) {
-          for (int nth = 1; run(engine, failing, nth, mend); ++nth) ++cases_;
+          for (int nth = 1; run(engine, failing, nth, mend); ++nth) {
+            ++cases_;
+          }
           ASSERT_FALSE(HasFailure());
         }
         EXPECT_GT(cases_, cases_before) << function << " has not failed once";
@@ -54,9 +60,13 @@ class PlatformSweep : public SweepTest {
   static std::vector<int> calls_by_step(const Engine& engine, const std::string& function,
                                         const std::string& cause) {
     std::vector<int> calls;
-    if (function.empty()) return calls;
+    if (function.empty()) {
+      return calls;
+    }
     emulated_board::reset();
-    if (!cause.empty()) emulated_board::fail_calls_from(cause, 1);
+    if (!cause.empty()) {
+      emulated_board::fail_calls_from(cause, 1);
+    }
     Life life(engine);
     for (const Step& step : scenario()) {
       const int before = emulated_board::calls(function);
@@ -73,7 +83,9 @@ class PlatformSweep : public SweepTest {
                  (failing.and_all_later ? " and all later ones" : "") +
                  (engine.confidence ? "" : ", no confidence"));
     emulated_board::reset();
-    if (!failing.cause.empty()) emulated_board::fail_calls_from(failing.cause, 1);
+    if (!failing.cause.empty()) {
+      emulated_board::fail_calls_from(failing.cause, 1);
+    }
     if (failing.and_all_later) {
       emulated_board::fail_calls_from(failing.function, nth);
     } else {
@@ -84,7 +96,9 @@ class PlatformSweep : public SweepTest {
       life.expect_of_log(Life::Log::kAnything);
     }
     run_scenario(life, engine, failing, nth);
-    if (!mend) destroy(life);
+    if (!mend) {
+      destroy(life);
+    }
     const bool came = emulated_board::calls(failing.function) >= nth;
     injected_ += emulated_board::failures_produced();
     emulated_board::reset();
@@ -116,12 +130,16 @@ class PlatformSweep : public SweepTest {
       }
       life.run(step, kPlainly);
       life.expect(step, expected);
-      if (!life.exists()) break;
+      if (!life.exists()) {
+        break;
+      }
     }
   }
 
   static void destroy(Life& life) {
-    if (!life.exists()) return;  // the create has failed
+    if (!life.exists()) {
+      return;  // the create has failed
+    }
     const Step step{Action::kDestroy};
     life.run(step, kPlainly);
     life.expect(step, succeeds());

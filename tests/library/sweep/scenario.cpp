@@ -135,7 +135,9 @@ void Life::expect(const Step& step, const Expected& expected) {
   EXPECT_EQ(emulated_board::invalid_releases(), 0);
   std::vector<std::string> errors;
   for (const auto& line : emulated_board::captured_log()) {
-    if (line.severity == 3) errors.push_back(line.message);
+    if (line.severity == 3) {
+      errors.push_back(line.message);
+    }
   }
   if (log_ == Log::kEndsWithTheFailure && on_handle && !expected.success) {
     ASSERT_FALSE(errors.empty());
@@ -158,7 +160,9 @@ void Life::expect(const Step& step, const Expected& expected) {
 }
 
 emulated_board::LiveObjects Life::live() const {
-  if (handle_ == nullptr) return {};
+  if (handle_ == nullptr) {
+    return {};
+  }
   emulated_board::LiveObjects live = test_support::unconfigured();
   if (width_ != 0) {
     live.streams = 1;
@@ -180,7 +184,9 @@ void Life::expect_mended() {
 
 Engine SweepTest::engine(bool confidence) const {
   test_support::TestEngine engine = test_support::small_output_engine();
-  if (!confidence) engine.tensors.pop_back();
+  if (!confidence) {
+    engine.tensors.pop_back();
+  }
   return {write_engine(engine, confidence ? "four.engine" : "three.engine"), confidence};
 }
 

@@ -135,7 +135,9 @@ int main(int argc, char** argv) {
     // Ends with a good frame of the first size.
     const auto run = [&soak](int count, int frames_of_a_size) {
       for (int i = 0; i < count; ++i) {
-        if (soak.chance(2)) soak.plan_a_failure();
+        if (soak.chance(2)) {
+          soak.plan_a_failure();
+        }
         if (i % frames_of_a_size == 0) {
           emulated_board::capture_log(true);  // forgets the lines so far
           soak.reset_to(soak.any_size());
