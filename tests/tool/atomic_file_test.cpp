@@ -33,7 +33,9 @@ struct SystemCalls {
 }  // namespace
 
 extern "C" ssize_t write(int descriptor, const void* data, std::size_t size) {
-  if (descriptor > STDERR_FILENO) system_calls.order += "write ";
+  if (descriptor > STDERR_FILENO) {
+    system_calls.order += "write ";
+  }
   if (descriptor > STDERR_FILENO && system_calls.write_fails_once != 0) {
     errno = std::exchange(system_calls.write_fails_once, 0);
     return -1;

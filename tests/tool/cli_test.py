@@ -4,6 +4,7 @@ tool_cli_test.py TOOL ENGINE [unittest arguments]
 """
 
 import concurrent.futures
+import contextlib
 import functools
 import json
 import os
@@ -73,6 +74,12 @@ class Case(unittest.TestCase):
         path.write_bytes(data)
         return path
 
+    def interleaved_engine(self):
+        """The reference engine with colour as (H, W, 3)."""
+        text = re.sub(r"\[1, 3, -1, -1\]", "[-1, -1, 3]", ENGINE.read_text())
+        text = re.sub(r"(?<=rgb = )(.*)", lambda m: re.sub(r"\[1, 3, (\d+), (\d+)\]", r"[\1, \2, 3]", m[0]), text)
+        return self.write("interleaved.toml", text.encode())
+
     def expect_failure(self, result, status, *texts):
         self.assertEqual(result.returncode, status, result.stderr)
         for text in texts:
@@ -98,11 +105,20 @@ class RefineTest(Case):
         self.assertEqual((summary["width"], summary["height"]), (64, 48))
         self.assertGreater(summary["library_ms"], summary["network_ms"])
         self.assertGreater(summary["total_ms"], summary["library_ms"])
-        self.assertAlmostEqual(summary["depth_before"]["valid_share"], 1 - 16 / (64 * 48))
+        self.assertAlmostEqual(summary["depth_before"]["valid_fraction"], 1 - 16 / (64 * 48))
         self.assertAlmostEqual(summary["depth_before"]["nearest_m"], 1.0)
         self.assertEqual(sorted(os.listdir(self.folder)),
                          ["c.tiff", "color.png", "depth.png", "out.png", "p.png", "s.json"])
         self.assertNotIn("\033", result.stdout, "no colours in a pipe")
+
+    def test_colours_a_terminal_unless_no_color_holds_something(self):
+        for value, coloured in (("", True), ("1", False)):
+            terminal, standard_output = os.openpty()
+            self.refine(stdout=standard_output, stderr=subprocess.PIPE, capture_output=False,
+                        env={**os.environ, "TERM": "xterm", "NO_COLOR": value})
+            os.close(standard_output)
+            self.assertEqual(b"\033[1m" in os.read(terminal, 4096), coloured)
+            os.close(terminal)
 
     def test_fails_when_its_summary_cannot_be_written(self):
         with open("/dev/full", "w", encoding="ascii") as full:
@@ -112,6 +128,8 @@ class RefineTest(Case):
     def test_states_metres_by_the_depth_scale_and_leaves_the_depth_alone(self):
         self.assertIn("depth before    1.00 to", self.refine().stdout)
         first = (self.folder / "out.png").read_bytes()
+        first_json, scaled = (json.loads(self.refine(*scale, "--json", "-").stdout) for scale in ((), ("--depth-scale", 5000)))
+        self.assertAlmostEqual(scaled["depth_after"]["median_m"], first_json["depth_after"]["median_m"] / 5)
         self.assertIn("depth before    0.20 to", self.refine("--depth-scale", 5000).stdout)
         self.assertEqual((self.folder / "out.png").read_bytes(), first)
 
@@ -147,9 +165,7 @@ class RefineTest(Case):
     def test_asks_the_engine_for_its_colour_layout(self):
         self.assertEqual(self.refine().returncode, 0)
         planar = (self.folder / "out.png").read_bytes()
-        text = re.sub(r"\[1, 3, -1, -1\]", "[-1, -1, 3]", ENGINE.read_text())
-        text = re.sub(r"(?<=rgb = )(.*)", lambda m: re.sub(r"\[1, 3, (\d+), (\d+)\]", r"[\1, \2, 3]", m[0]), text)
-        engine = self.write("interleaved.toml", text.encode())
+        engine = self.interleaved_engine()
         self.assertEqual(self.refine(engine=engine).returncode, 0)
         self.assertEqual((self.folder / "out.png").read_bytes(), planar)
         self.assertEqual(self.refine("--rgb-layout", "interleaved", engine=engine).returncode, 0)
@@ -173,6 +189,8 @@ class RefineTest(Case):
             text = (result.stdout + result.stderr).replace("\n", "")
             self.assertIn("a\\x1b[2J\\x1b]0;owned\\x07", text)
             self.assertTrue(text.isprintable(), text)
+        shutil.copy(ENGINE, self.folder / "\udcff")
+        self.assertEqual(json.loads(self.run_tool("inspect", "\udcff", "--json", "-").stdout)["model"], "\ufffd")
 
     def test_ends_under_a_limit_of_its_memory(self):
         limited = subprocess.run(["sh", "-c", 'ulimit -v 400000; exec "$@"', "sh", TOOL, "--version"], check=False,
@@ -219,8 +237,8 @@ class RefineTest(Case):
         self.assertGreater(rest["clipped_pixels"], 0)
         self.assertIn(f"unsure          {rest['unsure_pixels']} pixels below confidence 0.5 set to 0", result.stdout)
         self.assertIn(f"clipped         {rest['clipped_pixels']} pixels outside of 1.05 to 1.2 m set to 0", result.stdout)
-        left = round(rest["depth_after"]["valid_share"] * 64 * 48)
-        self.assertEqual(round(whole["depth_after"]["valid_share"] * 64 * 48) - left,
+        left = round(rest["depth_after"]["valid_fraction"] * 64 * 48)
+        self.assertEqual(round(whole["depth_after"]["valid_fraction"] * 64 * 48) - left,
                          rest["unsure_pixels"] + rest["clipped_pixels"])
         self.assertGreaterEqual(rest["depth_after"]["nearest_m"], 1.05)
         self.assertLessEqual(rest["depth_after"]["farthest_m"], 1.2)
@@ -318,7 +336,7 @@ class SequenceTest(Case):
         summary = self.summary()
         self.assertEqual((summary["frames"], summary["refined"], summary["failed"]), (6, 6, 0))
         self.assertGreaterEqual(summary["library_ms"]["maximum"], summary["library_ms"]["median"])
-        self.assertAlmostEqual(summary["valid_share_before"], 1 - 16 / (64 * 48))
+        self.assertAlmostEqual(summary["valid_fraction_before"], 1 - 16 / (64 * 48))
 
     def test_makes_a_tum_folder_of_a_tum_folder(self):
         self.make_tum()
@@ -327,6 +345,7 @@ class SequenceTest(Case):
         self.assertIn("1 colour image and 0 depth images without a partner", result.stdout)
         lines = (self.folder / "out/depth.txt").read_text().splitlines()
         self.assertEqual(lines[-1], "1000.176667 depth/5.png")
+        self.assertRegex((self.folder / "out/rgb.txt").read_text(), r"\n1000\.166667 \S*color/5\.png\n$")
         for line in (self.folder / "out/rgb.txt").read_text().splitlines():
             if not line.startswith("#"):
                 self.assertTrue((self.folder / "out" / line.split()[1]).exists(), line)
@@ -472,7 +491,7 @@ class SequenceTest(Case):
 
     def test_takes_any_finite_time_stamp(self):
         # Pairs of stamps, and the microseconds per frame of the video: its header has them.
-        for stamps, interval in ((("1e-310", "1"), 1000000), (("5", "5"), 33333), (("5", "5.1"), 100000)):
+        for stamps, interval in ((("1e-310", "20"), 1000000), (("5", "5"), 33333), (("5", "5.1"), 100000)):
             for name, kind in (("rgb", "color"), ("depth", "depth")):
                 self.write(f"rec/{name}.txt", f"{stamps[0]} {kind}/0.png\n{stamps[1]} {kind}/1.png\n".encode())
             result = self.sequence("--video", f"{interval}.avi", "--output", f"out{interval}")
@@ -659,6 +678,20 @@ class SequenceTest(Case):
         result = self.run_tool("sequence", "--engine", ENGINE, "--color", *expanded, "--depth", "rec/depth", "--output", "o")
         self.expect_failure(result, 2, "--color is followed by several files, such as rec/color/c1.png", "in quotes")
 
+    def test_takes_images_of_all_formats_from_folders(self):
+        shutil.rmtree(self.folder / "rec")
+        for i in range(2):
+            values = b"".join(struct.pack(">64H", *range(1000 + y + i, 1320 + y + i, 5)) for y in range(48))
+            self.write(f"rec/depth/{i}.pgm", b"P5 64 48 65535\n" + values)
+            self.write(f"rec/color/{i}.ppm", b"P6 64 48 255\n" + bytes(64 * 48 * 3))
+            alone = self.run_tool("refine", "--engine", ENGINE, "--color", f"rec/color/{i}.ppm", "--depth",
+                                  f"rec/depth/{i}.pgm", "--output", f"{i}.png")
+            self.assertEqual(alone.returncode, 0, alone.stderr)
+        result = self.sequence()
+        self.assertEqual(result.returncode, 0, result.stderr)
+        for i in range(2):
+            self.assertEqual((self.folder / f"out/depth/{i}.png").read_bytes(), (self.folder / f"{i}.png").read_bytes())
+
     def test_refuses_contradictions(self):
         self.expect_failure(self.sequence("--color", "rec/color", "--depth", "rec/depth"), 2, "excludes")
         self.expect_failure(self.run_tool("sequence", "--engine", ENGINE, "--output", "out"), 2, "No recording is named")
@@ -701,29 +734,38 @@ class BenchTest(Case):
         self.assertEqual((summary["width"], summary["height"], summary["frames"]), (160, 120, 7))
         self.assertGreater(summary["library_ms"]["median"], summary["network_ms"]["median"])
         self.assertGreater(summary["network_ms"]["median"], 0)
+        self.assertAlmostEqual(summary["frames_per_s"], 1000 / summary["library_ms"]["median"])
 
     def test_measures_own_frames_and_stops_when_it_is_told_to(self):
         self.write("rec/color/a.png", color_png(100, 60))
         self.write("rec/depth/a.png", depth_png(100, 60))
-        result = self.run_tool("bench", "--engine", ENGINE, "rec", "--frames", 3)
-        self.assertIn("Refined 3 frames of 100 x 60 pixels", result.stdout)
+        self.write("rec/color/b.png", color_png())  # of another size, left out
+        self.write("rec/depth/b.png", depth_png())
+        result = self.run_tool("bench", "--engine", ENGINE, "rec", "--frames", 1, "--duration", 20)
+        self.assertIn("Refined 1 frame of 100 x 60 pixels", result.stdout)
         self.expect_failure(self.run_tool("bench", "--engine", ENGINE, "rec", "--size", "64x48"), 2, "excludes")
         started = time.monotonic()
         result = self.run_tool("bench", "--engine", ENGINE, "rec", "--duration", 0.5, "--json", "-")
         self.assertLess(time.monotonic() - started, 60)
         self.assertGreaterEqual(json.loads(result.stdout)["frames"], 1)
+        terminal, standard_error = os.openpty()
         with subprocess.Popen([TOOL, "bench", "--engine", ENGINE, "--duration", "600", "--json", "-", "--size", "64x48"], text=True,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
-            # The library's last line comes before the first frame; ten are for warming up.
-            while "Configured" not in process.stderr.readline():
-                self.assertIsNone(process.poll())
-            time.sleep(2)
+                              stdout=subprocess.PIPE, stderr=standard_error) as process:
+            os.close(standard_error)
+            errors = b""
+            while b" frames/s" not in errors:  # progress, from the first measured frame on
+                errors += os.read(terminal, 4096)
             process.send_signal(signal.SIGINT)
-            output, errors = process.communicate(timeout=60)
+            with contextlib.suppress(OSError):  # nobody writes there any more
+                while part := os.read(terminal, 4096):
+                    errors += part
+            output = process.stdout.read()
+        os.close(terminal)
+        errors = errors.decode()
         self.assertEqual(process.returncode, 1, errors)
         summary = json.loads(output)
         self.assertTrue(summary["interrupted"])
-        self.assertIn(f"warning: interrupted after {summary['frames']} frame", errors)
+        self.assertRegex(errors, f"warning:\\S* interrupted after {summary['frames']} frame")
 
     def test_never_overwrites_the_engine(self):
         shutil.copy(ENGINE, self.folder / "e.toml")
@@ -749,8 +791,8 @@ class EvaluateTest(Case):
         return self.run_tool("evaluate", "--engine", ENGINE, "rec", *arguments)
 
     def test_hides_pixels_and_measures_what_the_engine_makes_of_them(self):
-        result = self.evaluate("--engine", ENGINE, "--seed", 3, "--json", "e.json", "--csv", "e.csv", "--plot", "p.png",
-                               "--sheet", "s.png")
+        result = self.evaluate("--engine", self.interleaved_engine(), "--seed", 3, "--json", "e.json", "--csv", "e.csv", "--plot", "p.png",
+                               "--sheet", "s.png", "--sheet-rows", 1)
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertIn("Evaluated 2 frames, truth by hiding with seed 3", result.stdout)
         run = json.loads((self.folder / "e.json").read_text())
@@ -759,8 +801,9 @@ class EvaluateTest(Case):
         self.assertLess(first["hidden"]["relative error [%]"], 3)  # the wall is smooth
         self.assertGreater(first["hidden"]["filled [%]"], 50)
         self.assertIn("hidden,relative error [%],", (self.folder / "e.csv").read_text())
-        for picture in ("p.png", "s.png"):
+        for picture, height in (("p.png", 588), ("s.png", 292)):
             self.assertEqual((self.folder / picture).read_bytes()[:4], b"\x89PNG")
+            self.assertEqual(struct.unpack(">I", (self.folder / picture).read_bytes()[20:24])[0], height)
 
     def test_compares_with_an_earlier_run(self):
         self.assertEqual(self.evaluate("--json", "e.json").returncode, 0)
@@ -772,6 +815,7 @@ class EvaluateTest(Case):
         self.assertEqual(differs.returncode, 1)
         self.assertIn("visible, change [mm]", differs.stdout)
         self.expect_failure(self.evaluate("--compare", "rec/color/1.png"), 2, "not written by evaluate")
+        self.expect_failure(self.evaluate("--compare", "e.json", "--csv", "e.json"), 2, "e.json is read by this command")
 
     def test_takes_a_given_truth(self):
         self.write("truth/2.png", depth_png(256, 192, offset=10))
@@ -794,7 +838,7 @@ class InspectTest(Case):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertIn("It meets the contract.\nThe library loads it", result.stdout)
         summary = json.loads((self.folder / "i.json").read_text())
-        self.assertTrue(summary["fits"])
+        self.assertEqual((summary["fits"], summary["runs"]), (True, True))
         self.assertEqual(summary["tensors"][0],
                          {"name": "rgb", "direction": "input", "type": "UINT8", "shape": [1, 3, -1, -1]})
         self.assertEqual(summary["profiles"][1]["dep"], {"min": [1, 1, 1, 1], "max": [1, 1, 1080, 1920]})
@@ -803,8 +847,25 @@ class InspectTest(Case):
         self.assertEqual(result.returncode, 1, result.stderr)
         self.assertIn('(is it "de\\x1b"?)', result.stdout)
         summary = json.loads((self.folder / "i.json").read_text())
-        self.assertFalse(summary["fits"])
+        self.assertEqual((summary["fits"], summary["runs"]), (False, None))
         self.assertEqual(summary["violations"][0]["subject"], "dep")
+
+    def test_says_whether_an_onnx_model_runs_here(self):
+        whole = (SOURCES.parents[1] / "bench" / "u_net.onnx").read_bytes()
+        self.write("whole.onnx", whole)
+        self.write("strange.onnx", whole.replace(b"ConvTranspose", b"ConvFrobnicat"))
+        strange = self.run_tool("inspect", "strange.onnx", "--json", "strange.json")
+        self.assertEqual(strange.returncode, 0, strange.stderr)
+        self.assertIn("It meets the contract.\nIt does not run here. ", strange.stdout)
+        summary = json.loads((self.folder / "strange.json").read_text())
+        self.assertEqual((summary["fits"], summary["runs"], len(summary["messages"])), (True, False, 1))
+        if "built without OpenVINO" in summary["messages"][0]:
+            return
+        self.assertIn("ConvFrobnicat", summary["messages"][0])
+        result = self.run_tool("inspect", "whole.onnx", "--json", "whole.json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("runs it at 640 x 480 pixels here, by OpenVINO ", result.stdout)
+        self.assertIs(json.loads((self.folder / "whole.json").read_text())["runs"], True)
 
     def test_believes_the_board_alone_about_engine_descriptions(self):
         start = b'format = "enhance-depth-emulated-engine"\nversion = 1\n'
@@ -858,6 +919,7 @@ class HelpTest(Case):
             result = self.run_tool(name, "--help")
             self.assertEqual(result.returncode, 0)
             self.assertIn(f"Example:\n  enhance-depth {name} ", result.stdout)
+            self.assertIn("(required)", result.stdout)
             self.assertLessEqual(max(map(len, result.stdout.splitlines())), 80)
 
     def options_of(self, subcommand):

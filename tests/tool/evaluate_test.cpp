@@ -97,9 +97,9 @@ TEST(ToolEvaluation, OrdersPixelsByConfidence) {
   constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
   std::vector<JudgedPixel> good;
   std::vector<JudgedPixel> bad;
-  for (int i = 0; i < 20; ++i) {
-    const auto error = static_cast<float>(i);
-    good.push_back({i == 19 ? kNan : -error, error});
+  for (int i = 0; i < 40; ++i) {
+    const auto error = static_cast<float>(i / 2);
+    good.push_back({i >= 38 ? kNan : -error, error});
     bad.push_back({error, error});
   }
   EXPECT_EQ(sparsification_of(good).ause(), 0.0);
@@ -125,7 +125,7 @@ TEST(ToolEvaluation, HoldsConfidenceAgainstTheShareThatIsRight) {
   EXPECT_EQ(calibration.pixels(9), 5);
   EXPECT_EQ(calibration.pixels(0), 1);
   EXPECT_NEAR(calibration.mean_confidence(9), 0.96, 1e-6);
-  EXPECT_NEAR(calibration.share_right(9), 0.6, 1e-12);
+  EXPECT_NEAR(calibration.fraction_right(9), 0.6, 1e-12);
   EXPECT_NEAR(calibration.expected_error(), (5 * 0.36) / 10.0, 1e-6);
 }
 
@@ -195,7 +195,7 @@ nlohmann::ordered_json run_of(double error) {
 }
 
 TEST(ToolEvaluationReport, NamesWhatDiffersFromAnEarlierRun) {
-  EXPECT_TRUE(differences(run_of(2.0), run_of(2.01), 0.01).empty());
+  EXPECT_TRUE(differences(run_of(2.0), run_of(2.015), 0.01).empty());
   const auto lines = differences(run_of(2.0), run_of(2.03), 0.01);
   ASSERT_EQ(lines.size(), 1U);  // time is not compared
   EXPECT_EQ(lines[0], "a: hidden, relative error [%]: 2.0 here, 2.03 in the earlier run");
@@ -211,15 +211,16 @@ TEST(ToolEvaluationReport, NamesWhatDiffersFromAnEarlierRun) {
 TEST(ToolEvaluationReport, PutsEnginesSideBySide) {
   const cv::Mat truth(4, 4, CV_16UC1, cv::Scalar(1000));
   const JudgedFrame frame = judged_row(truth, truth);
-  std::vector<Evaluation> evaluations{Evaluation("first,engine"), Evaluation("second")};
-  evaluations[0].add(frame, truth + 20, {}, 1.0);
-  evaluations[1].add(frame, truth + 10, cv::Mat(truth.size(), CV_32FC1, cv::Scalar(1.0)), 1.0);
-  EXPECT_NE(to_table(evaluations, kTenths).find("1 (0.50)"), std::string::npos)
+  std::vector<Evaluation> evaluations{Evaluation("first,\"engine\""), Evaluation("second")};
+  evaluations[0].add(frame, truth + 140, {}, 1.0);
+  evaluations[1].add(frame, truth + 70, cv::Mat(truth.size(), CV_32FC1, cv::Scalar(1.0)), 1.0);
+  EXPECT_NE(to_table(evaluations, kTenths).find("7 (0.50)"), std::string::npos)
       << to_table(evaluations, kTenths);
   const std::string csv = to_csv(evaluations, kTenths);
-  EXPECT_EQ(csv.substr(0, csv.find('\n')), "kind,measure,\"first,engine\",second");
-  EXPECT_NE(csv.find("\nvisible,mean absolute error [mm],2,1\n"), std::string::npos) << csv;
-  EXPECT_NE(csv.find("\nall,AUSE,,0\n"), std::string::npos) << csv;
+  EXPECT_EQ(csv.substr(0, csv.find('\n')), "kind,measure,\"first,\"\"engine\"\"\",second");
+  EXPECT_NE(csv.find("\nvisible,mean absolute error [mm],14,7\n"), std::string::npos) << csv;
+  EXPECT_NE(csv.find("\nall,AUSE,,0\nall,expected calibration error,,1\n"), std::string::npos) << csv;
+  EXPECT_TRUE(evaluations[1].hidden_sparsification().empty());
   EXPECT_FALSE(render_error_plot(evaluations).empty());
 }
 

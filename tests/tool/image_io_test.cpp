@@ -113,7 +113,8 @@ TEST(ToolImageIo, RefusesOtherImagesWithTheReasonAndTheRemedy) {
   const std::string depth =
       " Depth must be a 16-bit image with one channel as PNG, PGM, TIFF or NPY, or floats in metres as TIFF "
       "or "
-      "NPY; Python makes one with: numpy.save(\"depth.npy\", depth.astype(\"uint16\"))";
+      "NPY; Python makes one with numpy.save(\"depth.npy\", depth), after depth.astype(\"uint16\") for units "
+      "or depth.astype(\"float32\") for metres";
   const std::string shape = ", 'fortran_order': False, 'shape': (1, 1), }";
   Bytes damaged = encode_depth(pattern(9, 6, CV_16UC1));
   damaged[damaged.size() / 2] ^= 1U;
@@ -153,10 +154,10 @@ TEST(ToolImageIo, RefusesOtherImagesWithTheReasonAndTheRemedy) {
 }
 
 TEST(ToolImageIo, RefusesAPaletteWithATransparentColour) {
-  // One pixel; OpenCV writes no palettes.
+  // One pixel of one bit; OpenCV writes no palettes.
   const Bytes png = {0x89, 0x50, 0x4e, 0x47, 0x0d, 0x0a, 0x1a, 0x0a, 0x00, 0x00, 0x00, 0x0d, 0x49, 0x48,
-                     0x44, 0x52, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x01, 0x08, 0x03, 0x00, 0x00,
-                     0x00, 0x28, 0xcb, 0x34, 0xbb, 0x00, 0x00, 0x00, 0x03, 0x50, 0x4c, 0x54, 0x45, 0x10,
+                     0x44, 0x52, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x01, 0x01, 0x03, 0x00, 0x00,
+                     0x00, 0x25, 0xdb, 0x56, 0xca, 0x00, 0x00, 0x00, 0x03, 0x50, 0x4c, 0x54, 0x45, 0x10,
                      0x20, 0x30, 0x08, 0x01, 0x8a, 0xa4, 0x00, 0x00, 0x00, 0x01, 0x74, 0x52, 0x4e, 0x53,
                      0x00, 0x40, 0xe6, 0xd8, 0x66, 0x00, 0x00, 0x00, 0x0a, 0x49, 0x44, 0x41, 0x54, 0x78,
                      0x9c, 0x63, 0x60, 0x00, 0x00, 0x00, 0x02, 0x00, 0x01, 0x48, 0xaf, 0xa4, 0x71, 0x00,
@@ -186,7 +187,9 @@ TEST(ToolImageIo, BoundsBothSidesOfAnImageBeforeItIsDecoded) {
       png[20 + i] = static_cast<std::uint8_t>(height >> (24 - 8 * i));
     }
     const auto sum = static_cast<std::uint32_t>(crc32(0, png.data() + 12, 17));
-    for (std::size_t i = 0; i < 4; ++i) png[29 + i] = static_cast<std::uint8_t>(sum >> (24 - 8 * i));
+    for (std::size_t i = 0; i < 4; ++i) {
+      png[29 + i] = static_cast<std::uint8_t>(sum >> (24 - 8 * i));
+    }
     return failure([&] { depth_of(png); });
   };
   EXPECT_EQ(set_size(0x7fffffff, 4),
@@ -225,7 +228,9 @@ TEST(ToolImageIo, UnpacksNoTextsOfAPng) {
   const std::string text("\0\0\0\x08zTXtname\0\0??\0\0\0\0", 20);  // not packed as it should be
   file.insert(file.begin() + 33, text.begin(), text.end());
   const auto sum = static_cast<std::uint32_t>(crc32(0, file.data() + 37, 12));
-  for (std::size_t i = 0; i < 4; ++i) file[49 + i] = static_cast<std::uint8_t>(sum >> (24 - 8 * i));
+  for (std::size_t i = 0; i < 4; ++i) {
+    file[49 + i] = static_cast<std::uint8_t>(sum >> (24 - 8 * i));
+  }
   EXPECT_EQ(essential_png(file.data(), file.size()), plain);
   testing::internal::CaptureStderr();
   EXPECT_EQ(difference(depth_of(file), depth), 0);
@@ -238,7 +243,9 @@ TEST(ToolImageIo, BoundsTheScansOfAJpeg) {
   EXPECT_EQ(failure([&] { decode_color(jpeg, "f"); }), "none");
   jpeg.resize(jpeg.size() - 2);
   const std::string scan("\xff\xda\0\x08\1\1\0\1\1\1", 10);
-  for (int i = 0; i < 60; ++i) jpeg.insert(jpeg.end(), scan.begin(), scan.end());
+  for (int i = 0; i < 60; ++i) {
+    jpeg.insert(jpeg.end(), scan.begin(), scan.end());
+  }
   jpeg.insert(jpeg.end(), {0xff, 0xd9});
   EXPECT_NE(
       failure([&] { decode_color(jpeg, "f"); }).find("f has more than 64 scans, which no camera writes."),
@@ -277,14 +284,21 @@ TEST(ToolImageIo, ArrangesRedGreenAndBlueForBothLayouts) {
   EXPECT_EQ(arrange_rgb(bgr, RgbLayout::kInterleaved), (Bytes{1, 2, 3, 4, 5, 6}));
 }
 
-TEST(ToolImageIo, RefusesATiffThatListsTooFewStrips) {
-  Bytes file = encoded(".tiff", pattern(5, 4, CV_16UC1));
-  const Bytes rows_per_strip{0x16, 0x01};  // the entry's tag, 278
-  const auto entry = std::search(file.begin(), file.end(), rows_per_strip.begin(), rows_per_strip.end());
-  ASSERT_NE(entry, file.end());
-  ASSERT_EQ(entry[8], 4);
-  entry[8] = 1;
-  EXPECT_EQ(read_image_header(file.data(), file.size()).fault, kDamaged);  // before any decoder looks at it
+// Before any decoder looks at it.
+TEST(ToolImageIo, RefusesATiffThatListsTooFewStripsOrHasSeparatePlanes) {
+  const auto fault_with = [](const cv::Mat& image, const Bytes& tag, std::uint8_t before,
+                             std::uint8_t changed) {
+    Bytes file = encoded(".tiff", image);
+    const auto entry = std::search(file.begin(), file.end(), tag.begin(), tag.end());
+    if (entry == file.end() || entry[8] != before) {
+      return std::string("no such entry");
+    }
+    entry[8] = changed;
+    return read_image_header(file.data(), file.size()).fault;
+  };
+  EXPECT_EQ(fault_with(pattern(5, 4, CV_16UC1), {0x16, 0x01}, 4, 1), kDamaged);  // tag 278, rows per strip
+  EXPECT_EQ(fault_with(pattern(5, 4, CV_8UC3), {0x1c, 0x01}, 1, 2),  // tag 284, planar configuration
+            "is a TIFF image of a kind that is not read");
 }
 
 // Every single-byte change of a header must leave the reader within the file and the decoder without a crash.

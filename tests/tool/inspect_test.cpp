@@ -52,8 +52,9 @@ std::optional<ModelInfo> read(const onnx_file::Model& model) {
 
 std::string all_violations(const ModelInfo& model) {
   std::string text;
-  for (const Violation& violation : check_contract(model))
+  for (const Violation& violation : check_contract(model)) {
     text += violation.subject + ": " + violation.text + "\n";
+  }
   return text;
 }
 

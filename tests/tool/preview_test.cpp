@@ -62,6 +62,7 @@ TEST(ToolColorScale, WritesRoundMetresInOrderAndApart) {
   const ValueRange kRanges[] = {{0.4, 0.41}, {0.5, 10}, {1.6, 7.5}, {0.001, 65.535}, {1, 1.001}, {20, 6000}};
   for (const ValueRange& range : kRanges) {
     SCOPED_TRACE(decimals(range.low, 3) + " to " + decimals(range.high, 3));
+    EXPECT_NEAR(depth_position(2.0 / (1.0 / range.low + 1.0 / range.high), range), 0.5, 1e-9);
     const auto ticks = depth_ticks(range, 1000, 90);
     ASSERT_GE(ticks.size(), 4U);
     double end_of_last = -90.0;
@@ -84,9 +85,15 @@ TEST(ToolColorScale, CopesWithAnyConfidence) {
   const cv::Mat colors = colorize_confidence(logits, confidence_range(logits));
   EXPECT_EQ(colors.at<cv::Vec3b>(2), colors.at<cv::Vec3b>(0)) << "NaN is shown like the lowest value";
   EXPECT_EQ(colors.at<cv::Vec3b>(3), colors.at<cv::Vec3b>(1));
-  const cv::Mat shares = (cv::Mat_<float>(1, 2) << 0.3F, 0.4F);
-  EXPECT_EQ(confidence_range(shares).low, 0.0);
-  EXPECT_EQ(confidence_range(shares).high, 1.0);
+  const struct {
+    float least, most;
+    double low, high;
+  } kRanges[] = {{0.3F, 0.4F, 0.0, 1.0}, {10.0F, 90.0F, 10.0, 90.0}, {7.0F, 7.0F, 7.0, 8.0}};
+  for (const auto& range : kRanges) {
+    const cv::Mat confidence = (cv::Mat_<float>(1, 2) << range.least, range.most);
+    EXPECT_EQ(confidence_range(confidence).low, range.low);
+    EXPECT_EQ(confidence_range(confidence).high, range.high);
+  }
 }
 
 // Both depth panels must use one scale: the same depth has the same colour before and after.
@@ -107,6 +114,12 @@ TEST(ToolPreview, ShowsBothDepthsOnOneScale) {
   const int right = left + 640 + (left - 640) / 2;
   EXPECT_EQ(cv::norm(b(cv::Rect(right, 40, 640, 480)), colorize_depth(depth, {1000, 9000}), cv::NORM_INF),
             0.0);
+  const cv::Mat none = cv::Mat::zeros(size, CV_16UC1);
+  const cv::Mat c = render_preview({color, depth, none, {}}, {1000, 9000}, kMillimetres);
+  const cv::Rect title(right, 0, 640, 40);
+  EXPECT_GT(cv::norm(a(title), c(title), cv::NORM_INF), 0.0) << "each states its own valid pixels";
+  EXPECT_GT(cv::norm(a, render_preview({color, depth, other, {}}, {1000, 9000}, {5000.0}), cv::NORM_INF), 0.0)
+      << "the legend is in metres";
 }
 
 TEST(ToolPreview, KeepsItsSizeForOneImageSizeAndDrawsAnyOther) {
@@ -131,12 +144,13 @@ TEST(ToolPreview, KeepsItsSizeForOneImageSizeAndDrawsAnyOther) {
 TEST(ToolDepthStatistics, CountsValidPixelsAndTakesNearestRankQuantiles) {
   const cv::Mat depth = (cv::Mat_<std::uint16_t>(2, 3) << 0, 10, 20, 30, 40, 0);
   const DepthStatistics statistics = describe_depth(depth);
-  EXPECT_NEAR(statistics.valid_share, 4.0 / 6.0, 1e-12);
+  EXPECT_NEAR(statistics.valid_fraction, 4.0 / 6.0, 1e-12);
   EXPECT_EQ(statistics.nearest, 10);
   EXPECT_EQ(statistics.median, 20);
   EXPECT_EQ(statistics.farthest, 40);
+  EXPECT_EQ(describe_depth(depth.colRange(0, 2)).median, 30) << "of 10, 30 and 40";
   const DepthStatistics none = describe_depth(cv::Mat::zeros(2, 2, CV_16UC1));
-  EXPECT_EQ(none.valid_share, 0.0);
+  EXPECT_EQ(none.valid_fraction, 0.0);
   EXPECT_EQ(none.farthest, 0);
 }
 
@@ -177,8 +191,9 @@ TEST(ToolDepthScale, NamesALikelierUnitWhenTheMedianIsUnlikely) {
   const auto warning = [](std::uint16_t median, double units_per_metre) {
     return depth_warning("d", {1.0, 1, median, 60000}, {units_per_metre});
   };
-  for (const std::uint16_t likely : {std::uint16_t{100}, std::uint16_t{20000}})
+  for (const std::uint16_t likely : {std::uint16_t{100}, std::uint16_t{20000}}) {
     EXPECT_EQ(warning(likely, 1000.0), "");
+  }
   const std::string unlikely = " units per metre, which no RGB-D camera delivers.";
   EXPECT_EQ(warning(99, 1000.0), "The median depth of d is 0.099 m at 1000" + unlikely +
                                      " It would be 0.39 m with --depth-scale 256 (KITTI).");
@@ -203,7 +218,7 @@ TEST(ToolLibraryOutput, PassesOnWhatIsNotSaidTwice) {
     EXPECT_EQ(filtered_line(kept, true), kept);
   }
   EXPECT_EQ(filtered_line("[1][ERROR][EnhanceDepth][fail:55] x", false), std::nullopt);
-  EXPECT_EQ(filtered_line("a\033[2J\xc3\xa4\xff", true), "a\\x1b[2J\xc3\xa4\\xff");
+  EXPECT_EQ(filtered_line("a\033[2J\xc3\xa4\xc2\x9b\xff", true), "a\\x1b[2J\xc3\xa4\\xc2\\x9b\\xff");
   EXPECT_EQ(filtered_line(std::string(5000, 'x'), true), std::string(2000, 'x') + "...");
 }
 

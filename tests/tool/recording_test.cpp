@@ -38,14 +38,18 @@ Pairs pair_by_definition(const std::vector<double>& color, const std::vector<dou
                          double max_difference) {
   std::multimap<double, Pairs::value_type> candidates;
   for (std::size_t c = 0; c < color.size(); ++c) {
-    for (std::size_t d = 0; d < depth.size(); ++d) candidates.insert({std::abs(color[c] - depth[d]), {c, d}});
+    for (std::size_t d = 0; d < depth.size(); ++d) {
+      candidates.insert({std::abs(color[c] - depth[d]), {c, d}});
+    }
   }
   std::set<std::size_t> used_color;
   std::set<std::size_t> used_depth;
   Pairs pairs;
   for (const auto& [difference, pair] : candidates) {
     const bool free = used_color.count(pair.first) == 0 && used_depth.count(pair.second) == 0;
-    if (!free || difference > max_difference) continue;
+    if (!free || difference > max_difference) {
+      continue;
+    }
     used_color.insert(pair.first);
     used_depth.insert(pair.second);
     pairs.push_back(pair);

@@ -1,6 +1,8 @@
 // A long run's reports, progress during it and figures at its end, and how it can be interrupted.
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -27,7 +29,7 @@ namespace {
 TEST(ToolPercentiles, InterpolateBetweenRanks) {
   const struct {
     std::vector<double> values;
-    double share;
+    double fraction;
     double expected;
   } kCases[] = {
       {{7.0}, 0.0, 7.0},
@@ -38,8 +40,8 @@ TEST(ToolPercentiles, InterpolateBetweenRanks) {
       {{1.0, 2.0, 3.0, 4.0}, 1.0, 4.0},
   };
   for (const auto& item : kCases) {
-    EXPECT_DOUBLE_EQ(percentile(item.values, item.share), item.expected)
-        << item.values.size() << " values, " << item.share;
+    EXPECT_DOUBLE_EQ(percentile(item.values, item.fraction), item.expected)
+        << item.values.size() << " values, " << item.fraction;
   }
   const Percentiles result = percentiles({30.0, 10.0, 20.0});
   EXPECT_DOUBLE_EQ(result.median, 20.0);
@@ -175,7 +177,7 @@ TEST(ToolRunSummary, HasALinePerFrameForTables) {
   summary.add("a\"\n", {1.0, 2.0, 3.0, 4.0, 100, 50, 75, 0.25});
   summary.add("b", {1.0, 2.0, 3.0, 4.0, 0, 0, 0, std::nullopt});
   EXPECT_EQ(to_csv(summary),
-            "frame,input_ms,network_ms,library_ms,output_ms,valid_share_before,valid_share_after,"
+            "frame,input_ms,network_ms,library_ms,output_ms,valid_fraction_before,valid_fraction_after,"
             "mean_confidence\n"
             "\"a\"\"\\x0a\",3.000,1.000,2.000,4.000,0.500000,0.750000,0.250000\n"
             "\"b\",3.000,1.000,2.000,4.000,0.000000,0.000000,\n");
@@ -190,8 +192,22 @@ TEST(ToolRunSummary, HasOneMeaningForPrograms) {
   EXPECT_EQ(json["stopped_by"], nullptr);
   EXPECT_DOUBLE_EQ(json["frames_per_s"], 4.0);
   EXPECT_DOUBLE_EQ(json["library_ms"]["median"], 3.0);
-  EXPECT_DOUBLE_EQ(json["valid_share_after"], 0.9);
+  EXPECT_DOUBLE_EQ(json["valid_fraction_after"], 0.9);
   EXPECT_EQ(to_json(RunSummary{})["network_ms"], nullptr) << "no frames, no figures";
+}
+
+TEST(ToolEnginePool, SharesTheCoresAmongNetworks) {
+  constexpr const char* kName = "EMULATED_BOARD_THREADS";
+  const std::size_t cores = std::max(1U, std::thread::hardware_concurrency());
+  unsetenv(kName);
+  EXPECT_THROW(EnginePool("none", 1), ToolError);
+  EXPECT_EQ(std::getenv(kName), nullptr);
+  EXPECT_THROW(EnginePool("none", 2 * cores), ToolError);
+  EXPECT_STREQ(std::getenv(kName), "1");
+  setenv(kName, "3", 1);
+  EXPECT_THROW(EnginePool("none", 2), ToolError);
+  EXPECT_STREQ(std::getenv(kName), "3");
+  unsetenv(kName);
 }
 
 }  // namespace

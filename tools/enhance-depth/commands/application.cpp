@@ -64,9 +64,13 @@ std::string usage_sentence(const CLI::App& app, const CLI::ParseError& error) {
   std::string sentence = error.what();
   if (!unknown.empty()) {  // explains more than what is missing
     sentence = "not expected:";
-    for (const std::string& argument : unknown) sentence += " " + argument;
+    for (const std::string& argument : unknown) {
+      sentence += " " + argument;
+    }
   }
-  while (!sentence.empty() && (sentence.back() == '.' || sentence.back() == '\n')) sentence.pop_back();
+  while (!sentence.empty() && (sentence.back() == '.' || sentence.back() == '\n')) {
+    sentence.pop_back();
+  }
   return sentence + ". Run with --help for more information.";
 }
 

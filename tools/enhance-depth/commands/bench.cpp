@@ -9,7 +9,6 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
-#include <dlfcn.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -75,12 +74,15 @@ std::vector<Input> recorded_inputs(const RecordingOptions& options, RgbLayout la
   constexpr std::size_t kMost = 16;
   std::vector<Input> inputs;
   for (const FrameFiles& frame : open_recording(options).frames) {
-    if (inputs.size() == kMost) break;
+    if (inputs.size() == kMost) {
+      break;
+    }
     const cv::Mat color = read_color(frame.color);
     const cv::Mat depth = read_depth(frame.depth, {});
     require_same_size(color, frame.color.string(), depth, frame.depth.string());
-    if (inputs.empty() || depth.size() == inputs[0].depth.size())
+    if (inputs.empty() || depth.size() == inputs[0].depth.size()) {
       inputs.push_back({arrange_rgb(color, layout), depth});
+    }
   }
   return inputs;
 }
@@ -106,20 +108,6 @@ Times measure(const BenchOptions& options, const std::vector<Input>& inputs, Eng
     progress.frame_done(false);
   }
   return times;
-}
-
-// What ran the network of the last engine loaded, in words. The emulated board has a function for this that a
-// real one lacks.
-std::string network_runner() {
-  if (const auto emulated =
-          reinterpret_cast<const char* (*)()>(dlsym(RTLD_DEFAULT, "emulated_board_network_runner"))) {
-    return emulated();
-  }
-  if (const auto version = reinterpret_cast<std::int32_t (*)()>(dlsym(RTLD_DEFAULT, "getInferLibVersion"))) {
-    const int number = version();  // 101300 is 10.13.0
-    return fmt::format("TensorRT {}.{}.{}", number / 10000, number / 100 % 100, number % 100);
-  }
-  return "TensorRT";
 }
 
 void report(const BenchOptions& options, cv::Size size, double load_ms, bool interrupted,
@@ -160,10 +148,14 @@ int bench(const BenchOptions& options) {
   Engine engine(options.engine.engine);
   const double load_ms = stopwatch.milliseconds();
   std::vector<Input> inputs;
-  if (options.uses_recording()) inputs = recorded_inputs(options.recording, layout);
+  if (options.uses_recording()) {
+    inputs = recorded_inputs(options.recording, layout);
+  }
   const cv::Size size = inputs.empty() ? options.size : inputs[0].depth.size();
   engine.configure(size);  // before frames of a size that the engine refuses are made, which takes long
-  if (inputs.empty()) inputs = synthetic_inputs(size, layout);
+  if (inputs.empty()) {
+    inputs = synthetic_inputs(size, layout);
+  }
 
   const InterruptGuard interrupt;
   const Times times = measure(options, inputs, engine, interrupt);
@@ -172,7 +164,9 @@ int bench(const BenchOptions& options) {
     print_warning("interrupted after " + count(static_cast<std::int64_t>(times.library.size()), "frame") +
                   (times.library.empty() ? "." : "; the figures are those of these."));
   }
-  if (!times.library.empty()) report(options, size, load_ms, interrupted, times);
+  if (!times.library.empty()) {
+    report(options, size, load_ms, interrupted, times);
+  }
   return interrupted ? kFramesFailed : kSuccess;
 }
 
@@ -190,7 +184,9 @@ Action add_bench(CLI::App& app) {
           ->capture_default_str();
   const auto set_duration = [options, frames](const double& seconds) {
     options->duration = seconds;
-    if (frames->empty()) options->frames = kMostFrames;
+    if (frames->empty()) {
+      options->frames = kMostFrames;
+    }
   };
   app.add_option_function<double>("--duration", set_duration,
                                   "End after this time, instead of a number of frames")

@@ -114,9 +114,13 @@ void check_paths(const EvaluateOptions& options, const std::vector<TrueFrame>& f
   }
   require_distinct({options.json.file(), options.csv, options.plot, options.sheet}, read);
   options.json.require_writable();
-  if (!options.csv.empty()) require_writable(options.csv, {});
+  if (!options.csv.empty()) {
+    require_writable(options.csv, {});
+  }
   for (const fs::path& picture : {options.plot, options.sheet}) {
-    if (!picture.empty()) require_writable(picture, {".png"});
+    if (!picture.empty()) {
+      require_writable(picture, {".png"});
+    }
   }
 }
 
@@ -135,11 +139,15 @@ int report(const EvaluateOptions& options, std::size_t frames, const std::vector
            const ContactSheet& sheet) {
   const nlohmann::ordered_json json = to_json(options, frames, evaluations);
   options.json.write(json);
-  if (!options.csv.empty()) write_file(options.csv, to_csv(evaluations, options.scale));
+  if (!options.csv.empty()) {
+    write_file(options.csv, to_csv(evaluations, options.scale));
+  }
   if (!options.plot.empty()) {
     write_file(options.plot, encode_picture(render_error_plot(evaluations), options.plot));
   }
-  if (!options.sheet.empty()) write_file(options.sheet, encode_picture(sheet.render(), options.sheet));
+  if (!options.sheet.empty()) {
+    write_file(options.sheet, encode_picture(sheet.render(), options.sheet));
+  }
   std::ostream& text = options.json.text();
   text << highlighted(
               fmt::format("Evaluated {} frame{}, {}", frames, frames == 1 ? "" : "s",

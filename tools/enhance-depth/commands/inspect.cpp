@@ -38,7 +38,9 @@ constexpr std::size_t kMostLines = 40;
 // Calls `show` for each item, up to kMostLines, and says how many are left out.
 template <typename Items, typename Show>
 void print_each(std::ostream& text, const Items& items, const Show& show) {
-  for (std::size_t i = 0; i < std::min(items.size(), kMostLines); ++i) show(i, items[i]);
+  for (std::size_t i = 0; i < std::min(items.size(), kMostLines); ++i) {
+    show(i, items[i]);
+  }
   if (items.size() > kMostLines) {
     text << "  ... and " << items.size() - kMostLines << " more\n";
   }
@@ -81,8 +83,12 @@ void print(std::ostream& text, const fs::path& path, const ModelInfo& model,
   text << highlighted(printable(path.string()) + ": " + model.format, Highlight::kHeading,
                       StandardStream::kOutput)
        << "\n";
-  if (!model.tensors.empty()) print_tensors(text, model.tensors);
-  if (model.profiles) print_profiles(text, *model.profiles);
+  if (!model.tensors.empty()) {
+    print_tensors(text, model.tensors);
+  }
+  if (model.profiles) {
+    print_profiles(text, *model.profiles);
+  }
   if (violations.empty()) {
     text << "It meets the contract.\n";
     return;
@@ -96,7 +102,9 @@ void print(std::ostream& text, const fs::path& path, const ModelInfo& model,
 template <typename Items, typename Convert>
 nlohmann::ordered_json json_list(const Items& items, const Convert& convert) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (std::size_t i = 0; i < std::min(items.size(), kMostLines); ++i) list.push_back(convert(items[i]));
+  for (std::size_t i = 0; i < std::min(items.size(), kMostLines); ++i) {
+    list.push_back(convert(items[i]));
+  }
   return list;
 }
 
@@ -109,17 +117,21 @@ nlohmann::ordered_json to_json(const TensorInfo& tensor) {
 
 nlohmann::ordered_json to_json(const ProfileInfo& profile) {
   nlohmann::ordered_json json = nlohmann::ordered_json::object();
-  for (const auto& [name, range] : profile) json[name] = {{"min", range.min}, {"max", range.max}};
+  for (const auto& [name, range] : profile) {
+    json[name] = {{"min", range.min}, {"max", range.max}};
+  }
   return json;
 }
 
-// `model` is null for a file that TensorRT refuses as an engine; `messages` then says why.
+// `model` is null for a file that TensorRT refuses as an engine; `messages` then says why. `runs` is null for
+// one that was not tried.
 nlohmann::ordered_json to_json(const fs::path& path, const ModelInfo* model,
-                               const std::vector<Violation>& violations,
+                               const std::vector<Violation>& violations, std::optional<bool> runs,
                                const std::vector<std::string>& messages) {
   nlohmann::ordered_json json = {{"library", enhance_depth_get_version()},
                                  {"model", path.string()},
                                  {"fits", model != nullptr && violations.empty()}};
+  json["runs"] = runs ? nlohmann::ordered_json(*runs) : nlohmann::ordered_json();
   json["format"] = model != nullptr ? nlohmann::ordered_json(model->format) : nlohmann::ordered_json();
   json["tensors"] = nlohmann::ordered_json::array();
   json["profiles"] = nullptr;
@@ -137,26 +149,56 @@ nlohmann::ordered_json to_json(const fs::path& path, const ModelInfo* model,
   return json;
 }
 
-int report(const InspectOptions& options, const ModelInfo& model, const std::vector<std::string>& messages) {
+// Has the library load the model, which runs it. Returns why it does not; none if it does.
+std::optional<ToolError> failure_to_run(const fs::path& path) {
+  try {
+    const Engine engine(path);
+    return std::nullopt;
+  } catch (const ToolError& error) {
+    return error;
+  }
+}
+
+enum class Kind { kOnnx, kEngine };
+
+int report(const InspectOptions& options, Kind kind, const ModelInfo& model,
+           std::vector<std::string> messages) {
   const std::vector<Violation> violations = check_contract(model);
-  options.json.write(to_json(options.model, &model, violations, messages));
+  const bool fits = violations.empty();
+  const std::optional<ToolError> failure = fits ? failure_to_run(options.model) : std::nullopt;
+  if (failure && kind == Kind::kOnnx) {
+    messages = load_engine(options.model).messages;
+  }
+  options.json.write(
+      to_json(options.model, &model, violations, fits ? std::optional(!failure) : std::nullopt, messages));
   print(options.json.text(), options.model, model, violations);
-  return violations.empty() ? kSuccess : kModelDoesNotFit;
+  if (!fits) {
+    return kModelDoesNotFit;
+  }
+  if (!failure) {
+    options.json.text() << "The library loads it and runs it at 640 x 480 pixels here, by "
+                        << network_runner() << ".\n";
+    return kSuccess;
+  }
+  if (kind == Kind::kEngine) {
+    throw ToolError(*failure);
+  }
+  // Nothing is wrong with a model that fits: it is for boards, which run the engine built from it.
+  options.json.text() << "It does not run here. " << failure->what() << "\n";
+  return kSuccess;
 }
 
 int inspect_engine(const InspectOptions& options) {
   const LoadedEngine loaded = load_engine(options.model);
-  if (!loaded.model) {
-    options.json.write(to_json(options.model, nullptr, {}, loaded.messages));
-    const Engine engine(options.model);  // says which step failed, what TensorRT said, and what helps
-    throw ToolError(kEngineNotLoaded, printable(options.model.string()) + " was refused by TensorRT.");
+  if (loaded.model) {
+    return report(options, Kind::kEngine, *loaded.model, loaded.messages);
   }
-  const int status = report(options, *loaded.model, loaded.messages);
-  if (status == kSuccess) {
-    const Engine engine(options.model);
-    options.json.text() << "The library loads it and runs it at 640 x 480 pixels.\n";
+  options.json.write(to_json(options.model, nullptr, {}, false, loaded.messages));
+  // Says which step failed, what TensorRT said, and what helps.
+  if (const auto failure = failure_to_run(options.model)) {
+    throw ToolError(*failure);
   }
-  return status;
+  throw ToolError(kEngineNotLoaded, printable(options.model.string()) + " was refused by TensorRT.");
 }
 
 int inspect(const InspectOptions& options) {
@@ -167,7 +209,9 @@ int inspect(const InspectOptions& options) {
     constexpr auto kProtobufLimit = std::numeric_limits<int>::max();
     model = read_onnx(read_file(options.model, "model", kProtobufLimit));
   }
-  if (model) return report(options, *model, {});
+  if (model) {
+    return report(options, Kind::kOnnx, *model, {});
+  }
   if (lower_case(options.model.extension().string()) == ".onnx") {
     throw UsageError(printable(options.model.string()) +
                      " is not an ONNX model: it is damaged, or another file by that name.");

@@ -21,12 +21,18 @@ std::ostream& JsonOutput::text() const {
 }
 
 void JsonOutput::require_writable() const {
-  if (!file().empty()) enhance_depth_tool::require_writable(file(), {});
+  if (!file().empty()) {
+    enhance_depth_tool::require_writable(file(), {});
+  }
 }
 
 void JsonOutput::write(const nlohmann::ordered_json& json) const {
-  if (replaces_text()) std::cout << json_text(json);
-  if (!file().empty()) write_json(file(), json);
+  if (replaces_text()) {
+    std::cout << json_text(json);
+  }
+  if (!file().empty()) {
+    write_json(file(), json);
+  }
 }
 
 }  // namespace enhance_depth_tool

@@ -9,7 +9,7 @@
 
 namespace CLI {
 class App;
-}
+}  // namespace CLI
 
 namespace enhance_depth_tool {
 

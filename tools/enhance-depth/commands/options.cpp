@@ -41,7 +41,9 @@ void add_engine_options(CLI::App& app, EngineOptions& options) {
 }
 
 RgbLayout choose_rgb_layout(const EngineOptions& options) {
-  if (type_of(options.engine) != std::filesystem::file_type::regular) return RgbLayout::kPlanar;
+  if (type_of(options.engine) != std::filesystem::file_type::regular) {
+    return RgbLayout::kPlanar;
+  }
   const std::optional<RgbLayout> layout = rgb_layout_of(options.engine);
   if (layout && options.rgb_layout && layout != options.rgb_layout) {
     const bool planar = layout == RgbLayout::kPlanar;
@@ -55,7 +57,9 @@ RgbLayout choose_rgb_layout(const EngineOptions& options) {
 void add_depth_scale(CLI::App& app, DepthScale& scale) {
   const auto check = [](const std::string& text) {
     std::string problem = finite_in(1.0, 1e9)(text);
-    if (problem.empty() || !finite_in(1e-9, 1.0)(text).empty()) return problem;
+    if (problem.empty() || !finite_in(1e-9, 1.0)(text).empty()) {
+      return problem;
+    }
     std::ostringstream units;
     units << 1.0 / std::stod(text);
     return text + " would be metres per unit. Give units per metre: " + units.str();

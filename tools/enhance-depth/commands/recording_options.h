@@ -10,7 +10,7 @@
 
 namespace CLI {
 class App;
-}
+}  // namespace CLI
 
 namespace enhance_depth_tool {
 

@@ -69,9 +69,15 @@ void check_paths(const RefineOptions& options) {
   require_distinct({options.output, options.confidence, options.preview, options.cloud, options.json.file()},
                    {options.engine.engine, options.color, options.depth});
   require_writable(options.output, {".png"});
-  if (!options.confidence.empty()) require_writable(options.confidence, {".tiff", ".tif"});
-  if (!options.preview.empty()) require_writable(options.preview, {".png", ".jpg", ".jpeg"});
-  if (!options.cloud.empty()) require_writable(options.cloud, {".ply"});
+  if (!options.confidence.empty()) {
+    require_writable(options.confidence, {".tiff", ".tif"});
+  }
+  if (!options.preview.empty()) {
+    require_writable(options.preview, {".png", ".jpg", ".jpeg"});
+  }
+  if (!options.cloud.empty()) {
+    require_writable(options.cloud, {".ply"});
+  }
   options.json.require_writable();
 }
 
@@ -89,7 +95,9 @@ Images read_images(const RefineOptions& options) {
 }
 
 std::string depth_text(const DepthStatistics& depth, DepthScale scale) {
-  if (depth.farthest == 0) return "none";
+  if (depth.farthest == 0) {
+    return "none";
+  }
   return decimals(scale.metres(depth.nearest), 2) + " to " + decimals(scale.metres(depth.farthest), 2) +
          " m, median " + decimals(scale.metres(depth.median), 2) + " m";
 }
@@ -103,9 +111,11 @@ void print(const Report& report, const RefineOptions& options) {
        << "  library time    " << milliseconds(report.library_ms)
        << "  (the network, copies and conversions)\n"
        << "  total time      " << milliseconds(report.total_ms) << "  (with loading the engine, files)\n";
-  if (report.grey_color) text << "  colour          grey, given to the engine as three equal channels\n";
-  text << "  valid pixels    " << percent(report.before.valid_share) << " before, "
-       << percent(report.after.valid_share) << " after\n"
+  if (report.grey_color) {
+    text << "  colour          grey, given to the engine as three equal channels\n";
+  }
+  text << "  valid pixels    " << percent(report.before.valid_fraction) << " before, "
+       << percent(report.after.valid_fraction) << " after\n"
        << "  depth before    " << depth_text(report.before, options.scale) << "\n"
        << "  depth after     " << depth_text(report.after, options.scale) << "\n";
   if (options.least_confidence) {
@@ -122,12 +132,14 @@ void print(const Report& report, const RefineOptions& options) {
                                                             {"  preview         ", options.preview},
                                                             {"  point cloud     ", options.cloud}};
   for (const auto& [what, file] : kFiles) {
-    if (!file.empty()) text << what << printable(file.string()) << "\n";
+    if (!file.empty()) {
+      text << what << printable(file.string()) << "\n";
+    }
   }
 }
 
 nlohmann::ordered_json to_json(const DepthStatistics& depth, DepthScale scale) {
-  return {{"valid_share", depth.valid_share},
+  return {{"valid_fraction", depth.valid_fraction},
           {"nearest_m", scale.metres(depth.nearest)},
           {"median_m", scale.metres(depth.median)},
           {"farthest_m", scale.metres(depth.farthest)}};
@@ -152,7 +164,9 @@ nlohmann::ordered_json to_json(const Report& report, const RefineOptions& option
 void write_results(const RefineOptions& options, const Images& images, const cv::Mat& refined,
                    const cv::Mat& confidence) {
   write_file(options.output, encode_depth(refined));
-  if (!options.confidence.empty()) write_file(options.confidence, encode_confidence(confidence));
+  if (!options.confidence.empty()) {
+    write_file(options.confidence, encode_confidence(confidence));
+  }
   if (!options.preview.empty()) {
     const cv::Mat preview = render_preview({images.color, images.depth, refined, confidence},
                                            depth_range({images.depth, refined}), options.scale);
@@ -177,15 +191,22 @@ int refine(const RefineOptions& options) {
   Engine engine(options.engine.engine);
   engine.configure(report.size);
   const Refined refined = engine.process(arrange_rgb(images.color, layout), images.depth);
-  if (!options.confidence.empty()) engine.require_confidence(refined, "--confidence");
-  if (options.least_confidence) engine.require_confidence(refined, "--min-confidence");
+  if (!options.confidence.empty()) {
+    engine.require_confidence(refined, "--confidence");
+  }
+  if (options.least_confidence) {
+    engine.require_confidence(refined, "--min-confidence");
+  }
   report.network_ms = refined.network_ms;
   report.library_ms = refined.library_ms;
 
   cv::Mat depth = refined.depth.clone();
-  if (options.least_confidence)
+  if (options.least_confidence) {
     report.unsure = remove_unsure(depth, refined.confidence, *options.least_confidence);
-  if (options.clip) report.outside = remove_outside(depth, *options.clip, options.scale);
+  }
+  if (options.clip) {
+    report.outside = remove_outside(depth, *options.clip, options.scale);
+  }
   report.after = describe_depth(depth);
   write_results(options, images, depth, refined.confidence);
   report.total_ms = stopwatch.milliseconds();
@@ -203,12 +224,15 @@ std::optional<std::vector<double>> parse_numbers(std::string_view text, std::str
     more = end < text.size();
     double number = 0.0;
     const auto [stopped_at, problem] = std::from_chars(text.data(), text.data() + end, number);
-    if (problem != std::errc() || stopped_at != text.data() + end || !std::isfinite(number))
+    if (problem != std::errc() || stopped_at != text.data() + end || !std::isfinite(number)) {
       return std::nullopt;
+    }
     numbers.push_back(number);
     text.remove_prefix(more ? end + separator.size() : end);
   }
-  if (numbers.size() != wanted) return std::nullopt;
+  if (numbers.size() != wanted) {
+    return std::nullopt;
+  }
   return numbers;
 }
 

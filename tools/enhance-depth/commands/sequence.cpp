@@ -158,13 +158,17 @@ FramesToDo begin(const SequenceOptions& options, const RunManifest& manifest, co
   return to_do;
 }
 
-// Records in the summary what cannot be written at the end of a run.
+// Records in the summary what is not written at the end of a run.
+void note(const char* what, const std::string& reason, const char* remedy, RunSummary& summary) {
+  summary.not_written.push_back(std::string(what) + " not written: " + ended(reason) + " " + remedy);
+}
+
 void write_or_note(const char* what, const char* remedy, RunSummary& summary,
                    const std::function<void()>& write) {
   try {
     write();
   } catch (const std::exception& error) {
-    summary.not_written.push_back(std::string(what) + " not written: " + ended(error.what()) + " " + remedy);
+    note(what, error.what(), remedy, summary);
   }
 }
 
@@ -180,8 +184,8 @@ std::vector<std::string> names_of(const Recording& recording) {
 // The outputs that belong to the recording as a whole.
 void write_the_whole(const Recording& recording, const SequenceOutput& output, const ResultJournal& journal,
                      VideoFile* video, RunSummary& summary) {
-  if (summary.stopped_by
-          .empty()) {  // otherwise the lines of this run are there, behind those of earlier ones
+  const bool complete = summary.stopped_by.empty();
+  if (complete) {  // otherwise the lines of this run are there, behind those of earlier ones
     write_or_note("The list of what the results were made of is", "--resume writes it.", summary,
                   [&] { journal.write(names_of(recording)); });
   }
@@ -189,14 +193,13 @@ void write_the_whole(const Recording& recording, const SequenceOutput& output, c
     write_or_note("The lists are", "--resume writes them.", summary,
                   [&] { output.write_lists(recording, journal); });
   }
-  if (video != nullptr) {
-    write_or_note("The video is",
-                  "Leave out --video, or choose another folder with --output for a whole one.", summary, [&] {
-                    if (!summary.stopped_by.empty()) {
-                      throw ToolError(kFramesFailed, "it would pass for that of the whole recording.");
-                    }
-                    video->finish();
-                  });
+  constexpr const char* kVideo = "The video is";
+  constexpr const char* kWholeVideo =
+      "Leave out --video, or choose another folder with --output for a whole one.";
+  if (video != nullptr && complete) {
+    write_or_note(kVideo, kWholeVideo, summary, [&] { video->finish(); });
+  } else if (video != nullptr) {
+    note(kVideo, "it would pass for that of the whole recording.", kWholeVideo, summary);
   }
 }
 

@@ -7,7 +7,7 @@
 
 namespace CLI {
 class App;
-}
+}  // namespace CLI
 
 namespace enhance_depth_tool {
 

@@ -67,7 +67,7 @@ double Calibration::mean_confidence(std::size_t bin) const {
   return bins_[bin].pixels == 0 ? kNothing : bins_[bin].confidence / static_cast<double>(bins_[bin].pixels);
 }
 
-double Calibration::share_right(std::size_t bin) const {
+double Calibration::fraction_right(std::size_t bin) const {
   return bins_[bin].pixels == 0
              ? kNothing
              : static_cast<double>(bins_[bin].right) / static_cast<double>(bins_[bin].pixels);

@@ -52,7 +52,7 @@ class Calibration {
 
   std::int64_t pixels(std::size_t bin) const { return bins_[bin].pixels; }
   double mean_confidence(std::size_t bin) const;  // NaN without pixels
-  double share_right(std::size_t bin) const;
+  double fraction_right(std::size_t bin) const;
   double expected_error() const;
 
  private:

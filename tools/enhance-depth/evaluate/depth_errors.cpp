@@ -104,12 +104,12 @@ DepthErrors& DepthErrors::operator+=(const DepthErrors& other) {
 double DepthErrors::mean_absolute() const { return quotient(absolute, filled); }
 double DepthErrors::mean_relative() const { return quotient(relative, filled); }
 double DepthErrors::root_mean_square() const { return std::sqrt(quotient(squared, filled)); }
-double DepthErrors::share_filled() const { return quotient(static_cast<double>(filled), pixels); }
-double DepthErrors::share_within(std::size_t i) const {
+double DepthErrors::fraction_filled() const { return quotient(static_cast<double>(filled), pixels); }
+double DepthErrors::fraction_within(std::size_t i) const {
   return quotient(static_cast<double>(within[i]), pixels);
 }
 
-double FlyingPixels::share() const { return quotient(static_cast<double>(flying), pixels); }
+double FlyingPixels::fraction() const { return quotient(static_cast<double>(flying), pixels); }
 
 double VisibleChange::mean() const { return quotient(absolute, pixels); }
 

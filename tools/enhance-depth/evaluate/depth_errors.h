@@ -46,8 +46,8 @@ struct DepthErrors {
   double mean_absolute() const;
   double mean_relative() const;
   double root_mean_square() const;
-  double share_filled() const;
-  double share_within(std::size_t i) const;
+  double fraction_filled() const;
+  double fraction_within(std::size_t i) const;
 };
 inline constexpr std::array<double, 3> kRatios{1.05, 1.10, 1.25};
 
@@ -61,7 +61,7 @@ void add_errors(const JudgedFrame& frame, const cv::Mat& prediction, ErrorsByKin
 struct FlyingPixels {
   std::int64_t pixels = 0;
   std::int64_t flying = 0;
-  double share() const;  // NaN without pixels
+  double fraction() const;  // NaN without pixels
 };
 void add_flying_pixels(const JudgedFrame& frame, const cv::Mat& prediction, FlyingPixels& count);
 

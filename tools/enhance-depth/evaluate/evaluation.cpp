@@ -35,7 +35,7 @@ nlohmann::ordered_json bins(const Calibration& calibration) {
   for (std::size_t bin = 0; bin < Calibration::kBins; ++bin) {
     json.push_back({{"pixels", calibration.pixels(bin)},
                     {"mean_confidence", number(calibration.mean_confidence(bin))},
-                    {"share_right", number(calibration.share_right(bin))}});
+                    {"fraction_right", number(calibration.fraction_right(bin))}});
   }
   return json;
 }
@@ -103,10 +103,10 @@ std::vector<Figure> figures(const Evaluation& evaluation, DepthScale scale) {
     all.push_back({name, "mean absolute error [mm]", millimetres(errors.mean_absolute())});
     all.push_back({name, "relative error [%]", 100.0 * errors.mean_relative()});
     all.push_back({name, "root mean square error [mm]", millimetres(errors.root_mean_square())});
-    all.push_back({name, "within 1.05 [%]", 100.0 * errors.share_within(0)});
-    all.push_back({name, "within 1.10 [%]", 100.0 * errors.share_within(1)});
-    all.push_back({name, "within 1.25 [%]", 100.0 * errors.share_within(2)});
-    all.push_back({name, "filled [%]", 100.0 * errors.share_filled()});
+    all.push_back({name, "within 1.05 [%]", 100.0 * errors.fraction_within(0)});
+    all.push_back({name, "within 1.10 [%]", 100.0 * errors.fraction_within(1)});
+    all.push_back({name, "within 1.25 [%]", 100.0 * errors.fraction_within(2)});
+    all.push_back({name, "filled [%]", 100.0 * errors.fraction_filled()});
     if (kind == PixelKind::kVisible) {
       all.push_back({name, "change [mm]", millimetres(evaluation.change().mean())});
     }
@@ -114,7 +114,7 @@ std::vector<Figure> figures(const Evaluation& evaluation, DepthScale scale) {
       all.push_back({name, "AUSE", evaluation.hidden_sparsification().ause()});
     }
     if (kind == PixelKind::kNearEdge) {
-      all.push_back({name, "flying pixels [%]", 100.0 * evaluation.flying().share()});
+      all.push_back({name, "flying pixels [%]", 100.0 * evaluation.flying().fraction()});
     }
   }
   if (evaluation.has_confidence()) {

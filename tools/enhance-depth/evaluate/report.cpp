@@ -66,8 +66,9 @@ std::string to_table(const std::vector<Evaluation>& evaluations, DepthScale scal
     table += fmt::format("{:<14} {:<27}", row[0].kind == last_kind ? "" : row[0].kind, row[0].measure);
     last_kind = row[0].kind;
     for (std::size_t column = 0; column < row.size(); ++column) {
-      const double share = row[column].value / row[0].value;
-      const std::string beside = column > 0 && std::isfinite(share) ? fmt::format(" ({:.2f})", share) : "";
+      const double fraction = row[column].value / row[0].value;
+      const std::string beside =
+          column > 0 && std::isfinite(fraction) ? fmt::format(" ({:.2f})", fraction) : "";
       table += fmt::format(" {:>17}", shown(row[column].value) + beside);
     }
     table += "\n";

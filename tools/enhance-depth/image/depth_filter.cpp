@@ -9,7 +9,9 @@ std::int64_t remove_unless(cv::Mat& depth, const Keep& keep) {
   for (int row = 0; row < depth.rows; ++row) {
     auto* values = depth.ptr<std::uint16_t>(row);
     for (int column = 0; column < depth.cols; ++column) {
-      if (values[column] == 0 || keep(values[column], row, column)) continue;
+      if (values[column] == 0 || keep(values[column], row, column)) {
+        continue;
+      }
       values[column] = 0;
       ++removed;
     }

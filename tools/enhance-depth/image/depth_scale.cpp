@@ -34,7 +34,9 @@ std::string depth_warning(const std::string& name, const DepthStatistics& depth,
   if (depth.farthest == 0) {
     return name + " has no depth: every pixel is 0. Check that it is the right file.";
   }
-  if (is_likely(scale.metres(depth.median))) return "";
+  if (is_likely(scale.metres(depth.median))) {
+    return "";
+  }
   const struct {
     double units_per_metre;
     const char* whose;
@@ -42,7 +44,9 @@ std::string depth_warning(const std::string& name, const DepthStatistics& depth,
   std::string likelier;
   for (const auto& known : kKnown) {
     const double metres = depth.median / known.units_per_metre;
-    if (!is_likely(metres)) continue;
+    if (!is_likely(metres)) {
+      continue;
+    }
     likelier += (likelier.empty() ? " It would be " : ", or ") + decimals(metres, 2) +
                 " m with --depth-scale " + number(known.units_per_metre) + " (" + known.whose + ")";
   }

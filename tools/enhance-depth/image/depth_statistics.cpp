@@ -16,16 +16,16 @@ void DepthHistogram::add(const cv::Mat& depth) {
   pixels_ += static_cast<std::int64_t>(depth.total());
 }
 
-double DepthHistogram::valid_share() const {
+double DepthHistogram::valid_fraction() const {
   return pixels_ == 0 ? 0.0 : static_cast<double>(valid_pixels()) / static_cast<double>(pixels_);
 }
 
-std::uint16_t DepthHistogram::quantile(double share) const {
+std::uint16_t DepthHistogram::quantile(double fraction) const {
   if (valid_pixels() == 0) {
     return 0;
   }
   const auto wanted = std::max<std::int64_t>(
-      1, static_cast<std::int64_t>(std::ceil(share * static_cast<double>(valid_pixels()))));
+      1, static_cast<std::int64_t>(std::ceil(fraction * static_cast<double>(valid_pixels()))));
   std::int64_t passed = 0;
   std::size_t depth = 0;
   while (passed < wanted) {
@@ -37,7 +37,7 @@ std::uint16_t DepthHistogram::quantile(double share) const {
 DepthStatistics describe_depth(const cv::Mat& depth) {
   const auto histogram = std::make_unique<DepthHistogram>();  // too big for the stack of a small thread
   histogram->add(depth);
-  return {histogram->valid_share(), histogram->quantile(0.0), histogram->quantile(0.5),
+  return {histogram->valid_fraction(), histogram->quantile(0.0), histogram->quantile(0.5),
           histogram->quantile(1.0)};
 }
 

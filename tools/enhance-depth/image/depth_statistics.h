@@ -15,11 +15,11 @@ class DepthHistogram {
   void add(const cv::Mat& depth);  // CV_16UC1
 
   std::int64_t valid_pixels() const { return pixels_ - counts_[0]; }
-  double valid_share() const;  // 0..1; 0 without pixels
+  double valid_fraction() const;  // 0..1; 0 without pixels
 
-  // The smallest depth that at least `share` (0..1) of the valid pixels do not exceed; 0 without valid
+  // The smallest depth that at least `fraction` (0..1) of the valid pixels do not exceed; 0 without valid
   // pixels.
-  std::uint16_t quantile(double share) const;
+  std::uint16_t quantile(double fraction) const;
 
  private:
   std::array<std::int64_t, 65536> counts_{};
@@ -27,7 +27,7 @@ class DepthHistogram {
 };
 
 struct DepthStatistics {
-  double valid_share = 0.0;
+  double valid_fraction = 0.0;
   std::uint16_t nearest = 0;  // these three over the valid pixels; 0 if there are none
   std::uint16_t median = 0;
   std::uint16_t farthest = 0;

@@ -98,15 +98,19 @@ ImageHeader read_image_header(const std::uint8_t* data, std::size_t size) {
 }
 
 std::string name_of_other_format(const std::uint8_t* data, std::size_t size) {
+  constexpr const char* kTextForm =
+      "a text form of PNM, which ImageMagick turns into the binary one: convert FILE binary.pgm";
+  constexpr const char* kBag =
+      "a robot recording, which this refines as a whole: python -m enhance_depth bag";
   const std::pair<std::string_view, const char*> kFormats[] = {
       {"BM"sv, "a BMP image"},
       {"GIF8"sv, "a GIF image"},
       {"\x76\x2f\x31\x01"sv, "an OpenEXR image"},
       {"PF"sv, "a PFM image"},
       {"Pf"sv, "a PFM image"},
-      {"P1"sv, "a text form of PNM"},
-      {"P2"sv, "a text form of PNM"},
-      {"P3"sv, "a text form of PNM"},
+      {"P1"sv, kTextForm},
+      {"P2"sv, kTextForm},
+      {"P3"sv, kTextForm},
       {"P4"sv, "a bilevel PNM image"},
       {"P7"sv, "a PAM image"},
       {"II+\0"sv, "a BigTIFF image"},
@@ -114,6 +118,11 @@ std::string name_of_other_format(const std::uint8_t* data, std::size_t size) {
       {"PK\3\4"sv, "a ZIP archive, such as NumPy's NPZ"},
       {"\x89HDF"sv, "an HDF5 file, such as MATLAB's MAT"},
       {"MATLAB"sv, "a MATLAB file"},
+      {"#ROSBAG"sv, kBag},
+      {"\x89MCAP"sv, kBag},
+      {"SQLite format 3"sv, kBag},
+      {"\x1a\x45\xdf\xa3"sv, "a Matroska video, from which ffmpeg extracts images"},
+      {"\x1f\x8b"sv, "a gzip archive, which gunzip unpacks"},
       {"\0\0\0\fjP  "sv, "a JPEG 2000 image"},
   };
   for (const auto& [signature, name] : kFormats) {

@@ -18,7 +18,9 @@ constexpr const char* kColorNeeded =
     "convert FILE -alpha off -depth 8 color.png";
 constexpr const char* kDepthNeeded =
     "Depth must be a 16-bit image with one channel as PNG, PGM, TIFF or NPY, or floats in metres as TIFF or "
-    "NPY; Python makes one with: numpy.save(\"depth.npy\", depth.astype(\"uint16\"))";
+    "NPY; Python makes one with numpy.save(\"depth.npy\", depth), after depth.astype(\"uint16\") for units "
+    "or "
+    "depth.astype(\"float32\") for metres";
 
 const char* format_name(ImageFormat format) {
   switch (format) {

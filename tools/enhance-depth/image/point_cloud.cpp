@@ -11,7 +11,9 @@ void append(Bytes& bytes, double value) {
   const auto coordinate = static_cast<float>(value);
   std::uint32_t bits = 0;
   std::memcpy(&bits, &coordinate, sizeof bits);
-  for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<std::uint8_t>(bits >> shift));
+  for (int shift = 0; shift < 32; shift += 8) {
+    bytes.push_back(static_cast<std::uint8_t>(bits >> shift));
+  }
 }
 
 }  // namespace
@@ -28,7 +30,9 @@ Bytes encode_point_cloud(const cv::Mat& depth, const cv::Mat& color, Intrinsics 
   for (int row = 0; row < depth.rows; ++row) {
     for (int column = 0; column < depth.cols; ++column) {
       const auto value = depth.at<std::uint16_t>(row, column);
-      if (value == 0) continue;
+      if (value == 0) {
+        continue;
+      }
       const double z = scale.metres(value);
       append(bytes, (column - camera.cx) / camera.fx * z);
       append(bytes, (row - camera.cy) / camera.fy * z);

@@ -137,7 +137,7 @@ cv::Mat render_preview(const PreviewImages& images, ValueRange depth_range, Dept
   };
   const auto depth_panel = [&](const cv::Mat& depth, const char* title) {
     return Panel{scaled(colorize_depth(depth, depth_range), panel), title,
-                 percent(describe_depth(depth).valid_share) + " valid"};
+                 percent(describe_depth(depth).valid_fraction) + " valid"};
   };
 
   const int depth_row = rows - 1;

@@ -1,6 +1,7 @@
 #include "inspect/engine.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -53,30 +54,15 @@ std::unique_ptr<Object> owned(Object* made) {
 }
 
 std::string type_name(nvinfer1::DataType type) {
-  switch (type) {
-    case nvinfer1::DataType::kFLOAT:
-      return "FLOAT";
-    case nvinfer1::DataType::kHALF:
-      return "HALF";
-    case nvinfer1::DataType::kINT8:
-      return "INT8";
-    case nvinfer1::DataType::kINT32:
-      return "INT32";
-    case nvinfer1::DataType::kBOOL:
-      return "BOOL";
-    case nvinfer1::DataType::kUINT8:
-      return "UINT8";
-    case nvinfer1::DataType::kFP8:
-      return "FP8";
-    case nvinfer1::DataType::kBF16:
-      return "BF16";
-    case nvinfer1::DataType::kINT64:
-      return "INT64";
-    case nvinfer1::DataType::kINT4:
-      return "INT4";
-    default:  // from a TensorRT newer than these headers
-      return "UNKNOWN (TensorRT type " + std::to_string(static_cast<int>(type)) + ")";
+  constexpr std::array kNames{"FLOAT", "HALF", "INT8", "INT32", "BOOL",
+                              "UINT8", "FP8",  "BF16", "INT64", "INT4"};
+  static_assert(kNames.size() == static_cast<std::size_t>(nvinfer1::DataType::kINT4) + 1);
+  const auto number = static_cast<std::size_t>(type);
+  if (number < kNames.size()) {
+    return kNames[number];
   }
+  return "UNKNOWN (TensorRT type " + std::to_string(static_cast<int>(type)) +
+         ")";  // newer than these headers
 }
 
 // None when TensorRT does not know the tensor.

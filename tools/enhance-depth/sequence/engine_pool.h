@@ -29,12 +29,9 @@ class EnginePool {
     Engine* engine_ = nullptr;
   };
 
-  // Loads the engine `count` times. Throws an EngineError.
-  EnginePool(const std::filesystem::path& path, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-      free_.push(&engines_.emplace_back(path));
-    }
-  }
+  // Loads the engine `count` times. Networks that run on the processor share its cores, unless the
+  // environment already says how many threads each has. Throws an EngineError.
+  EnginePool(const std::filesystem::path& path, std::size_t count);
 
   std::size_t size() const { return engines_.size(); }
 

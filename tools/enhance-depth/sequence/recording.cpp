@@ -207,8 +207,10 @@ Recording open_recording(const fs::path& folder, double max_difference) {
 }
 
 Recording open_recording(const std::string& color, const std::string& depth) {
-  const std::vector<fs::path> color_files = list_images(color, {".png", ".jpg", ".jpeg"}, "colour");
-  const std::vector<fs::path> depth_files = list_images(depth, {".png"}, "depth");
+  const std::vector<fs::path> color_files =
+      list_images(color, {".png", ".jpg", ".jpeg", ".ppm", ".pgm", ".tif", ".tiff"}, "colour");
+  const std::vector<fs::path> depth_files =
+      list_images(depth, {".png", ".pgm", ".tif", ".tiff", ".npy"}, "depth");
   require_unique_names(depth_files, "depth");
   std::vector<IndexPair> pairs = pair_by_name(names_of(color_files), names_of(depth_files));
   const bool by_order = pairs.empty();

@@ -16,7 +16,7 @@ double rate(const RunSummary& summary) {
   return summary.wall_s > 0.0 ? static_cast<double>(summary.refined) / summary.wall_s : 0.0;
 }
 
-double share(std::int64_t part, std::int64_t whole) {
+double fraction(std::int64_t part, std::int64_t whole) {
   return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
 }
 
@@ -82,8 +82,8 @@ std::string to_text(const RunSummary& summary) {
             " without a partner\n";
   }
   if (summary.refined > 0) {
-    text += "  valid pixels    " + percent(share(summary.valid_before, summary.pixels)) + " before, " +
-            percent(share(summary.valid_after, summary.pixels)) + " after\n";
+    text += "  valid pixels    " + percent(fraction(summary.valid_before, summary.pixels)) + " before, " +
+            percent(fraction(summary.valid_after, summary.pixels)) + " after\n";
     text += percentile_heading() + percentile_line("network time", summary.times.network) +
             percentile_line("library time", summary.times.library) +
             percentile_line("input time", summary.times.input) +
@@ -117,13 +117,14 @@ nlohmann::ordered_json to_json(const RunSummary& summary) {
           {"library_ms", percentile_json(summary.times.library)},
           {"input_ms", percentile_json(summary.times.input)},
           {"output_ms", percentile_json(summary.times.output)},
-          {"valid_share_before", share(summary.valid_before, summary.pixels)},
-          {"valid_share_after", share(summary.valid_after, summary.pixels)}};
+          {"valid_fraction_before", fraction(summary.valid_before, summary.pixels)},
+          {"valid_fraction_after", fraction(summary.valid_after, summary.pixels)}};
 }
 
 std::string to_csv(const RunSummary& summary) {
   std::string text =
-      "frame,input_ms,network_ms,library_ms,output_ms,valid_share_before,valid_share_after,mean_confidence\n";
+      "frame,input_ms,network_ms,library_ms,output_ms,valid_fraction_before,valid_fraction_after,mean_"
+      "confidence\n";
   for (const auto& [name, frame] : summary.rows) {
     std::string quoted = printable(name);
     for (std::size_t at = 0; (at = quoted.find('"', at)) != std::string::npos; at += 2) {
@@ -131,7 +132,7 @@ std::string to_csv(const RunSummary& summary) {
     }
     text += fmt::format("\"{}\",{:.3f},{:.3f},{:.3f},{:.3f},{:.6f},{:.6f},{}\n", quoted, frame.input_ms,
                         frame.network_ms, frame.library_ms, frame.output_ms,
-                        share(frame.valid_before, frame.pixels), share(frame.valid_after, frame.pixels),
+                        fraction(frame.valid_before, frame.pixels), fraction(frame.valid_after, frame.pixels),
                         frame.mean_confidence ? fmt::format("{:.6f}", *frame.mean_confidence) : "");
   }
   return text;

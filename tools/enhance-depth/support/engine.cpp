@@ -2,6 +2,9 @@
 
 #include <string>
 
+#include <dlfcn.h>
+#include <fmt/format.h>
+
 #include "support/stopwatch.h"
 #include "support/text.h"
 
@@ -58,7 +61,9 @@ std::string full_message(const enhance_depth::Error& error, enhance_depth_handle
 }
 
 std::string sentence(const std::string& what_failed, std::string message, std::int32_t code) {
-  while (!message.empty() && message.back() == '.') message.pop_back();
+  while (!message.empty() && message.back() == '.') {
+    message.pop_back();
+  }
   return what_failed + ": " + message + " (code " + std::to_string(code) + ")." + remedy(code);
 }
 
@@ -82,6 +87,18 @@ enhance_depth::Engine load(const std::filesystem::path& path) {
 
 }  // namespace
 
+std::string network_runner() {
+  if (const auto emulated =
+          reinterpret_cast<const char* (*)()>(dlsym(RTLD_DEFAULT, "emulated_board_network_runner"))) {
+    return emulated();
+  }
+  if (const auto version = reinterpret_cast<std::int32_t (*)()>(dlsym(RTLD_DEFAULT, "getInferLibVersion"))) {
+    const int number = version();  // 101300 is 10.13.0
+    return fmt::format("TensorRT {}.{}.{}", number / 10000, number / 100 % 100, number % 100);
+  }
+  return "TensorRT";
+}
+
 EngineError::EngineError(ExitStatus exit_status, const std::string& what_failed,
                          const enhance_depth::Error& error, enhance_depth_handle handle)
     : ToolError(exit_status, sentence(what_failed, full_message(error, handle), error.code())) {}
@@ -89,7 +106,9 @@ EngineError::EngineError(ExitStatus exit_status, const std::string& what_failed,
 Engine::Engine(const std::filesystem::path& path) : path_(path), engine_(load(path)), size_(640, 480) {}
 
 void Engine::configure(cv::Size size) {
-  if (size == size_) return;
+  if (size == size_) {
+    return;
+  }
   size_ = cv::Size();  // after a failure the engine has no size
   try {
     engine_.reset(size.width, size.height);
@@ -111,7 +130,9 @@ Refined Engine::process(const std::vector<std::uint8_t>& rgb, const cv::Mat& dep
     refined.library_ms = stopwatch.milliseconds();
     refined.network_ms = static_cast<double>(engine_.last_inference_time().value_or(0.0F));
     refined.depth = borrowed(result.depth, CV_16UC1);
-    if (result.confidence) refined.confidence = borrowed(*result.confidence, CV_32FC1);
+    if (result.confidence) {
+      refined.confidence = borrowed(*result.confidence, CV_32FC1);
+    }
     return refined;
   } catch (const enhance_depth::Error& error) {
     throw EngineError(kFramesFailed, "The frame cannot be refined", error, engine_.handle());

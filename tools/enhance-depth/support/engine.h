@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 #include <vector>
 
 #include <opencv2/core.hpp>
@@ -52,6 +53,10 @@ class Engine {
   enhance_depth::Engine engine_;
   cv::Size size_;
 };
+
+// What runs the network of the engine that was loaded last, in words: TensorRT's version, or on the emulated
+// board, which has a function for this that a real one lacks, its own network or OpenVINO.
+std::string network_runner();
 
 }  // namespace enhance_depth_tool
 

@@ -31,7 +31,9 @@ LogFields log_fields(std::string_view line) {
   std::string fields[3];
   for (std::string& field : fields) {
     const std::size_t end = line.find(']');
-    if (line.empty() || line.front() != '[' || end == std::string_view::npos || end > 100) return {};
+    if (line.empty() || line.front() != '[' || end == std::string_view::npos || end > 100) {
+      return {};
+    }
     field = lower_case(std::string(line.substr(1, end - 1)));
     line.remove_prefix(end + 1);
   }
@@ -40,7 +42,9 @@ LogFields log_fields(std::string_view line) {
 
 void pass_on(std::string_view line, bool quiet, int to) {
   const std::optional<std::string> text = filtered_line(line, quiet);
-  if (!text) return;
+  if (!text) {
+    return;
+  }
   const std::string whole = *text + "\n";
   // Standard error that cannot be written to leaves nobody to tell.
   [[maybe_unused]] const ssize_t written = write(to, whole.data(), whole.size());
@@ -48,7 +52,9 @@ void pass_on(std::string_view line, bool quiet, int to) {
 
 // Runs in the filter's process until the last writer is gone.
 [[noreturn]] void filter_lines(int from, int to, bool quiet) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, SIG_IGN);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    std::signal(signal, SIG_IGN);
+  }
   std::string line;
   char buffer[4096];
   for (ssize_t size = 0; (size = read(from, buffer, sizeof buffer)) > 0;) {
@@ -61,7 +67,9 @@ void pass_on(std::string_view line, bool quiet, int to) {
       }
     }
   }
-  if (!line.empty()) pass_on(line, quiet, to);
+  if (!line.empty()) {
+    pass_on(line, quiet, to);
+  }
   _exit(0);
 }
 
@@ -83,7 +91,9 @@ std::optional<std::string> filtered_line(std::string_view line, bool quiet) {
   const LogFields fields = log_fields(line);
   const bool is_information = fields.severity == "info" || fields.severity == "debug";
   const bool is_said_twice = fields.severity == "error" && fields.module == "enhancedepth";
-  if (is_said_twice || (quiet && is_information)) return std::nullopt;
+  if (is_said_twice || (quiet && is_information)) {
+    return std::nullopt;
+  }
   const bool is_cut = line.size() > kLongestLine;
   return printable(line.substr(0, kLongestLine)) + (is_cut ? "..." : "");
 }
@@ -91,7 +101,9 @@ std::optional<std::string> filtered_line(std::string_view line, bool quiet) {
 LibraryOutput::LibraryOutput(bool quiet)
     : output_(duplicate(STDOUT_FILENO)), error_(duplicate(STDERR_FILENO)) {
   int ends[2] = {-1, -1};
-  if (output_ < 0 || error_ < 0 || pipe2(ends, O_CLOEXEC) != 0) return;
+  if (output_ < 0 || error_ < 0 || pipe2(ends, O_CLOEXEC) != 0) {
+    return;
+  }
   std::cout.flush();
   std::fflush(nullptr);
   filter_ = fork();
@@ -113,7 +125,9 @@ LibraryOutput::LibraryOutput(bool quiet)
 }
 
 LibraryOutput::~LibraryOutput() {
-  if (filter_ <= 0) return;
+  if (filter_ <= 0) {
+    return;
+  }
   redirect(std::cout, kStandardOutput);
   redirect(std::cerr, kStandardError);
   std::fflush(nullptr);

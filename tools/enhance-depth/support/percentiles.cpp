@@ -6,8 +6,8 @@
 
 namespace enhance_depth_tool {
 
-double percentile(const std::vector<double>& values, double share) {
-  const double position = share * static_cast<double>(values.size() - 1);
+double percentile(const std::vector<double>& values, double fraction) {
+  const double position = fraction * static_cast<double>(values.size() - 1);
   const auto below = static_cast<std::size_t>(position);
   const std::size_t above = std::min(below + 1, values.size() - 1);
   return values[below] + (position - std::floor(position)) * (values[above] - values[below]);

@@ -6,9 +6,9 @@
 
 namespace enhance_depth_tool {
 
-// The value below which the fraction `share` (0..1) of `values` lies: 0 gives the smallest, 1 the largest,
+// The value below which this fraction (0..1) of `values` lies: 0 gives the smallest, 1 the largest,
 // with linear interpolation between values. `values` must be sorted and not empty.
-double percentile(const std::vector<double>& values, double share);
+double percentile(const std::vector<double>& values, double fraction);
 
 struct Percentiles {
   double median = 0.0;

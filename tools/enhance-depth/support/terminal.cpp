@@ -51,7 +51,9 @@ std::string highlighted(const std::string& text, Highlight highlight, StandardSt
 }
 
 void print_warning(const std::string& sentence) {
-  if (sentence.empty()) return;
+  if (sentence.empty()) {
+    return;
+  }
   std::cerr << highlighted("enhance-depth: warning:", Highlight::kError, StandardStream::kError) << " "
             << printable(sentence) << "\n";
 }

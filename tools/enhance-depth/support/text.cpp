@@ -40,7 +40,7 @@ bool is_control(std::string_view character) {
 
 std::string decimals(double value, int digits) { return fmt::format("{:.{}f}", value, digits); }
 
-std::string percent(double share) { return decimals(share * 100.0, 1) + " %"; }
+std::string percent(double fraction) { return decimals(fraction * 100.0, 1) + " %"; }
 
 std::string milliseconds(double value) { return decimals(value, 1) + " ms"; }
 

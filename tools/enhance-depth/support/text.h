@@ -10,7 +10,7 @@
 namespace enhance_depth_tool {
 
 std::string decimals(double value, int digits);                   // 1.50
-std::string percent(double share);                                // 78.3 %
+std::string percent(double fraction);                             // 78.3 %
 std::string milliseconds(double value);                           // 12.3 ms
 std::string duration(double seconds);                             // 12.3 s, 4 min 05 s, 2 h 07 min
 std::string count(std::int64_t number, const char* what);         // 1 frame, 2 frames
