@@ -21,9 +21,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       const cv::Mat image = color ? decode_color(file, "image") : decode_depth(file, "image", {});
       const bool fits = image.type() == (color ? CV_8UC3 : CV_16UC1) && image.rows >= 1 && image.cols >= 1 &&
                         image.rows <= kLongestSide && image.cols <= kLongestSide;
-      if (!fits) std::abort();
+      if (!fits) {
+        std::abort();
+      }
     } catch (const UsageError& error) {
-      if (std::strlen(error.what()) == 0) std::abort();
+      if (std::strlen(error.what()) == 0) {
+        std::abort();
+      }
     }
   }
   return 0;

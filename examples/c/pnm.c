@@ -14,12 +14,16 @@ static int read_number(FILE* file) {
   int c = fgetc(file);
   while (isspace(c) || c == '#') {
     if (c == '#') {
-      while (c != '\n' && c != EOF) c = fgetc(file);
+      while (c != '\n' && c != EOF) {
+        c = fgetc(file);
+      }
     }
     c = fgetc(file);
   }
   for (; isdigit(c); c = fgetc(file)) {
-    if (value > 100000) return -1;
+    if (value > 100000) {
+      return -1;
+    }
     value = (value < 0 ? 0 : value) * 10 + (c - '0');
   }
   return isspace(c) ? value : -1; /* exactly one white space ends the header */
@@ -65,7 +69,9 @@ uint16_t* read_pgm16(const char* path, int* width, int* height) {
   if (pixels != NULL) { /* the file has the high byte first */
     const size_t count = (size_t)*width * (size_t)*height;
     const uint8_t* bytes = (const uint8_t*)pixels;
-    for (size_t i = 0; i < count; ++i) pixels[i] = (uint16_t)(bytes[2 * i] << 8 | bytes[2 * i + 1]);
+    for (size_t i = 0; i < count; ++i) {
+      pixels[i] = (uint16_t)(bytes[2 * i] << 8 | bytes[2 * i + 1]);
+    }
   }
   return pixels;
 }
@@ -82,7 +88,11 @@ int write_pgm16(const char* path, const uint16_t* pixels, int width, int height)
     const uint8_t bytes[2] = {(uint8_t)(pixels[i] >> 8), (uint8_t)(pixels[i] & 0xFF)};
     written = fwrite(bytes, 1, 2, file) == 2;
   }
-  if (fclose(file) != 0) written = 0; /* a full disk shows here at the latest */
-  if (!written) fprintf(stderr, "%s: %s\n", path, strerror(errno));
+  if (fclose(file) != 0) {
+    written = 0; /* a full disk shows here at the latest */
+  }
+  if (!written) {
+    fprintf(stderr, "%s: %s\n", path, strerror(errno));
+  }
   return written;
 }

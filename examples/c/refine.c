@@ -31,10 +31,13 @@ static void free_frame(frame* f) {
 static uint8_t* to_planar(const uint8_t* interleaved, int width, int height) {
   const size_t count = (size_t)width * (size_t)height;
   uint8_t* planar = malloc(count * 3);
-  if (planar == NULL) return NULL;
+  if (planar == NULL) {
+    return NULL;
+  }
   for (size_t i = 0; i < count; ++i) {
-    for (size_t channel = 0; channel < 3; ++channel)
+    for (size_t channel = 0; channel < 3; ++channel) {
       planar[channel * count + i] = interleaved[i * 3 + channel];
+    }
   }
   return planar;
 }
@@ -52,7 +55,9 @@ static int read_frame(frame* f, const char* color_path, const char* depth_path) 
             color_height, depth_path, f->width, f->height);
   } else if (color != NULL && f->depth != NULL) {
     f->rgb = to_planar(color, f->width, f->height);
-    if (f->rgb == NULL) fprintf(stderr, "%s: no memory\n", color_path);
+    if (f->rgb == NULL) {
+      fprintf(stderr, "%s: no memory\n", color_path);
+    }
   }
   free(color);
   return f->rgb != NULL && f->depth != NULL;
@@ -83,7 +88,9 @@ static int refine(enhance_depth_handle handle, const frame* f, const char* outpu
     print_failure(handle, *error);
     return 0;
   }
-  if (!write_pgm16(output_path, output.pred, f->width, f->height)) return 0;
+  if (!write_pgm16(output_path, output.pred, f->width, f->height)) {
+    return 0;
+  }
   printf("%s: %d x %d, %.2f ms on the device, %s\n", output_path, f->width, f->height,
          (double)enhance_GetLastInferenceTime(handle),
          output.conf != NULL ? "with confidence" : "no confidence");
@@ -119,13 +126,19 @@ int main(int argc, char** argv) {
       width = f.width; /* kept when it fails, too: the next frame of another size then tries again */
       height = f.height;
       ok = enhance_depth_reset(handle, width, height, &error);
-      if (!ok) print_failure(handle, error);
+      if (!ok) {
+        print_failure(handle, error);
+      }
     }
-    if (!ok || !refine(handle, &f, output_path, &error)) ++failed;
+    if (!ok || !refine(handle, &f, output_path, &error)) {
+      ++failed;
+    }
     free_frame(&f);
   }
   enhance_delete_error(error);
   enhance_depth_destroy(handle);
-  if (failed > 0) fprintf(stderr, "%d of %d frames failed\n", failed, (argc - 3) / 2);
+  if (failed > 0) {
+    fprintf(stderr, "%d of %d frames failed\n", failed, (argc - 3) / 2);
+  }
   return failed > 0 ? 1 : 0;
 }

@@ -37,8 +37,12 @@ inline Image<char> read(const std::string& path, const std::string& kind, int la
   constexpr int kLargestSide = 16384;
   std::ifstream file(path, std::ios::binary);
   std::string magic;
-  if (!(file >> magic)) throw std::runtime_error(path + ": cannot be read");
-  if (magic != kind) throw std::runtime_error(path + ": not a binary PNM file of kind " + kind);
+  if (!(file >> magic)) {
+    throw std::runtime_error(path + ": cannot be read");
+  }
+  if (magic != kind) {
+    throw std::runtime_error(path + ": not a binary PNM file of kind " + kind);
+  }
   Image<char> image;
   image.width = read_number(file);
   image.height = read_number(file);
@@ -88,7 +92,9 @@ void write_depth(const std::string& path, const DepthImage& image) {
   for (const std::uint16_t value : image) {
     file.put(static_cast<char>(value >> 8)).put(static_cast<char>(value & 0xFF));
   }
-  if (!file.flush()) throw std::runtime_error(path + ": cannot be written");
+  if (!file.flush()) {
+    throw std::runtime_error(path + ": cannot be written");
+  }
 }
 
 }  // namespace pnm
