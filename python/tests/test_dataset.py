@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 import pathlib
 import shutil
+import signal
 from typing import Any, Callable
 
 import numpy as np
@@ -297,6 +298,32 @@ def test_an_engine_that_failed_is_loaded_again(
     ]
     failed = worker._engine
     assert (worker.refine(recording).refined, worker._engine is failed) == (2, False)
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
+@pytest.mark.parametrize("ignored", [False, True])
+def test_a_signal_ends_a_run_unless_it_was_ignored_before(
+    make_engine: MakeEngine,
+    root: pathlib.Path,
+    tmp_path: pathlib.Path,
+    monkeypatch: pytest.MonkeyPatch,
+    capsys: pytest.CaptureFixture[str],
+    number: signal.Signals,
+    ignored: bool,
+) -> None:
+    process = Engine.process
+
+    def process_and_signal(*arguments: Any, **options: Any) -> Any:
+        os.kill(os.getpid(), number)
+        return process(*arguments, **options)
+
+    monkeypatch.setattr(Engine, "process", process_and_signal)
+    before = signal.signal(number, signal.SIG_IGN if ignored else lambda *_: None)
+    try:
+        assert run(root, tmp_path / "out", "--engine", make_engine()) == (0 if ignored else 1)
+    finally:
+        signal.signal(number, before)
+    assert (f"ended by {number.name}" in capsys.readouterr().err) is not ignored
 
 
 def test_a_second_run_waits_for_the_first(

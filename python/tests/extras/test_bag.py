@@ -25,6 +25,7 @@ from enhance_depth.bags import messages, refinement
 from enhance_depth.bags.registration import Camera, Registration
 from enhance_depth.bags.storage import Bag
 from enhance_depth.commands import main
+from enhance_depth.support.errors import UserError
 from enhance_depth.support.pairing import pair
 
 from bag_maker import COLOR, DEPTH, FRAME, START, STEP, BagMaker, Form
@@ -298,6 +299,8 @@ def test_the_nearest_of_several_surfaces_counts_and_nothing_behind_the_camera() 
     registration = Registration(depth_camera, color_camera, np.eye(4))
     for values, nearest in (([500, 900], 500), ([900, 500], 500), ([0, 900], 900)):
         assert registration.apply(np.array([values], np.uint16)).tolist() == [[nearest]]
+    with pytest.raises(UserError, match="a depth image has 1 x 2 pixels, its CameraInfo 2 x 1"):
+        registration.apply(np.array([[500], [900]], np.uint16))
     before_it = np.eye(4)
     before_it[2, 3] = -1.0
     registration = Registration(depth_camera, color_camera, before_it)
@@ -383,6 +386,7 @@ def test_topics_are_listed_and_chosen(
         bag.color(START, color, Form())
         bag.color(START, color, Form("jpeg"))
         bag.depth(START, depth, Form())
+        bag.depth(START, depth, Form("", "16UC1 compressedDepth"))
         bag.depth(START, depth[:20, :20], Form(), "/camera/depth/raw")
         bag.depth(START, depth, Form("", "mono16"), "/camera/infra1")
     assert run("bag", tmp_path / "in.bag", "--list") == 0
@@ -391,6 +395,7 @@ def test_topics_are_listed_and_chosen(
         ["colour", COLOR, "1"],
         ["colour", f"{COLOR}/compressed", "1"],
         ["depth", DEPTH, "1"],
+        ["depth", f"{DEPTH}/compressedDepth", "1"],
         ["depth", "/camera/depth/raw", "1"],
         ["depth", "/camera/infra1", "1"],
     ]
@@ -493,19 +498,20 @@ def test_a_bag_in_a_dataset_is_done_once_with_one_engine(
     assert "a.bag was made with another engine" in capsys.readouterr().err
 
 
-@pytest.mark.parametrize("kind", list(KINDS))
+@pytest.mark.parametrize(("kind", "number"), zip(KINDS, (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)))
 def test_nothing_is_left_of_a_run_that_ends_early(
     tmp_path: pathlib.Path,
     frames: Frames,
     monkeypatch: pytest.MonkeyPatch,
     capsys: pytest.CaptureFixture[str],
     kind: str,
+    number: signal.Signals,
 ) -> None:
     source, target = tmp_path / KINDS[kind], tmp_path / KINDS[kind].replace("in", "out")
     write_bag(source, kind, frames)
-    monkeypatch.setattr(enhance_depth.Engine, "process", lambda *_, **__: os.kill(os.getpid(), signal.SIGTERM))
+    monkeypatch.setattr(enhance_depth.Engine, "process", lambda *_, **__: os.kill(os.getpid(), number))
     assert run("bag", source, target, "--engine", REFERENCE) == 1
-    assert "ended by SIGTERM" in capsys.readouterr().err
+    assert f"ended by {number.name}" in capsys.readouterr().err
     assert [path.name for path in tmp_path.iterdir()] == [source.name]
 
 
