@@ -139,8 +139,8 @@ class RefineTest(Case):
                             "Register the depth")
         self.expect_failure(self.refine(depth="missing.png"), 2, "missing.png does not exist")
         self.expect_failure(self.refine(output="depth.png"), 2, "depth.png is read by this command")
-        self.expect_failure(self.refine(color="depth.png", depth="color.png"), 2,
-                            "--color names a depth image, depth.png, and --depth a colour image, color.png. Swap them.")
+        self.expect_failure(self.refine(color="depth.png", depth="color.png"), 2, "depth.png is given as colour but is a "
+                            "depth image, and color.png is given as depth but is a colour image. Swap them.")
         self.write("wide.png", depth_png(8193, 2))
         self.expect_failure(self.refine(depth="wide.png"), 2, "wide.png has 8193 x 2 pixels; at most 8192 x 8192")
         for option, value, sentence in (
@@ -691,6 +691,26 @@ class SequenceTest(Case):
         self.assertEqual(result.returncode, 0, result.stderr)
         for i in range(2):
             self.assertEqual((self.folder / f"out/depth/{i}.png").read_bytes(), (self.folder / f"{i}.png").read_bytes())
+
+    def test_recognises_swapped_images(self):
+        (self.folder / "rec").rename(self.folder / "right")
+        swapped = {"rec/color": "right/depth", "rec/depth": "right/color"}
+        for place, images in swapped.items():
+            shutil.copytree(self.folder / images, self.folder / place)
+        self.make_tum()
+        hint = ("{}/0.png is given as colour but is a depth image, and {}/0.png is given as depth but is a colour image. "
+                "Swap them.")
+        places = ("--color", "right/depth", "--depth", "right/color")
+        for command in (("sequence", "--output", "out"), ("bench",), ("evaluate",)):
+            for recording, color, depth in ((("rec",), "rec/color", "rec/depth"), (places, "right/depth", "right/color")):
+                result = self.run_tool(*command, "--engine", ENGINE, *recording)
+                self.expect_failure(result, 2, hint.format(color, depth))
+        self.assertFalse((self.folder / "out").exists())
+        for place, images in swapped.items():  # one frame among others that are right
+            (self.folder / f"right/{Path(place).name}/5.png").write_bytes((self.folder / f"{place}/5.png").read_bytes())
+        result = self.sequence("right")
+        self.expect_failure(result, 1, hint.format("right/color", "right/depth").replace("0.png", "5.png"))
+        self.assertIn("Refined 5 of 6 frames", result.stdout)
 
     def test_refuses_contradictions(self):
         self.expect_failure(self.sequence("--color", "rec/color", "--depth", "rec/depth"), 2, "excludes")

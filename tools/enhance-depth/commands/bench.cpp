@@ -77,9 +77,7 @@ std::vector<Input> recorded_inputs(const RecordingOptions& options, RgbLayout la
     if (inputs.size() == kMost) {
       break;
     }
-    const cv::Mat color = read_color(frame.color);
-    const cv::Mat depth = read_depth(frame.depth, {});
-    require_same_size(color, frame.color.string(), depth, frame.depth.string());
+    const auto [color, depth] = read_frame(frame.color, frame.depth, {});
     if (inputs.empty() || depth.size() == inputs[0].depth.size()) {
       inputs.push_back({arrange_rgb(color, layout), depth});
     }

@@ -199,9 +199,7 @@ int evaluate(EvaluateOptions options) {
       if (interrupt.interrupted()) {
         break;
       }
-      const cv::Mat color = read_color(frame.files.color);
-      const cv::Mat depth = read_depth(frame.files.depth, options.scale);
-      require_same_size(color, frame.files.color.string(), depth, frame.files.depth.string());
+      const auto [color, depth] = read_frame(frame.files.color, frame.files.depth, options.scale);
       const JudgedFrame judged_frame = judged(frame, depth, options.scale, options.seed);
       std::vector<cv::Mat> predictions;
       double error_of_first = 0.0;

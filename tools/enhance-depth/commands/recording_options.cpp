@@ -58,6 +58,20 @@ Recording open_whole_recording(const RecordingOptions& options) {
   return open_recording(options.color, options.depth);
 }
 
+// Looks at the first frame only: whoever swaps the images of a recording swaps them all.
+void refuse_swapped_images(const Recording& recording) {
+  const FrameFiles& first = recording.frames.front();
+  Bytes color;
+  Bytes depth;
+  try {
+    color = read_file(first.color, "image", kMaxFileBytes);
+    depth = read_file(first.depth, "image", kMaxFileBytes);
+  } catch (const ToolError&) {
+    return;  // will be reported when its turn comes
+  }
+  require_not_swapped(color, first.color.string(), depth, first.depth.string());
+}
+
 bool is_file(const char* argument) {
   std::error_code ignored;
   return argument[0] != '-' && std::filesystem::is_regular_file(argument, ignored);
@@ -73,6 +87,7 @@ Recording open_recording(const RecordingOptions& options) {
               << " depth images are paired by their order.\n";
   }
   select_frames(recording, options.selection);
+  refuse_swapped_images(recording);
   return recording;
 }
 

@@ -27,7 +27,7 @@ struct RecordingOptions {
 void add_recording_options(CLI::App& app, RecordingOptions& options);
 
 // The selected frames. Says on standard error if images are paired only by their order. Throws a UsageError
-// if there is no such recording, or none is named.
+// if there is no such recording, none is named, or its colour and depth images are swapped.
 Recording open_recording(const RecordingOptions& options);
 
 // The message for a command line in which the shell has expanded a pattern: several files follow --color or

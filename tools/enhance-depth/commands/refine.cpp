@@ -47,11 +47,6 @@ struct RefineOptions {
   JsonOutput json;
 };
 
-struct Images {
-  cv::Mat color;
-  cv::Mat depth;
-};
-
 // The report on a refined frame.
 struct Report {
   cv::Size size;
@@ -79,19 +74,6 @@ void check_paths(const RefineOptions& options) {
     require_writable(options.cloud, {".ply"});
   }
   options.json.require_writable();
-}
-
-Images read_images(const RefineOptions& options) {
-  const Bytes color_file = read_file(options.color, "image", kMaxFileBytes);
-  const Bytes depth_file = read_file(options.depth, "image", kMaxFileBytes);
-  if (holds_depth(color_file) && holds_color(depth_file)) {
-    throw UsageError("--color names a depth image, " + options.color.string() +
-                     ", and --depth a colour image, " + options.depth.string() + ". Swap them.");
-  }
-  Images images{decode_color(color_file, options.color.string()),
-                decode_depth(depth_file, options.depth.string(), options.scale)};
-  require_same_size(images.color, options.color.string(), images.depth, options.depth.string());
-  return images;
 }
 
 std::string depth_text(const DepthStatistics& depth, DepthScale scale) {
@@ -161,7 +143,7 @@ nlohmann::ordered_json to_json(const Report& report, const RefineOptions& option
           {"clipped_pixels", report.outside}};
 }
 
-void write_results(const RefineOptions& options, const Images& images, const cv::Mat& refined,
+void write_results(const RefineOptions& options, const FrameImages& images, const cv::Mat& refined,
                    const cv::Mat& confidence) {
   write_file(options.output, encode_depth(refined));
   if (!options.confidence.empty()) {
@@ -180,7 +162,7 @@ void write_results(const RefineOptions& options, const Images& images, const cv:
 int refine(const RefineOptions& options) {
   const Stopwatch stopwatch;
   check_paths(options);
-  const Images images = read_images(options);
+  const FrameImages images = read_frame(options.color, options.depth, options.scale);
   Report report;
   report.size = images.depth.size();
   report.grey_color = is_grey(images.color);

@@ -18,9 +18,8 @@ constexpr const char* kColorNeeded =
     "convert FILE -alpha off -depth 8 color.png";
 constexpr const char* kDepthNeeded =
     "Depth must be a 16-bit image with one channel as PNG, PGM, TIFF or NPY, or floats in metres as TIFF or "
-    "NPY; Python makes one with numpy.save(\"depth.npy\", depth), after depth.astype(\"uint16\") for units "
-    "or "
-    "depth.astype(\"float32\") for metres";
+    "NPY; Python makes one with numpy.save(\"depth.npy\", depth), after depth.astype(\"uint16\") for "
+    "units or depth.astype(\"float32\") for metres";
 
 const char* format_name(ImageFormat format) {
   switch (format) {
@@ -125,6 +124,17 @@ bool is_color(const ImageHeader& header) {
          (header.channels == 3 || header.channels == 1 || cmyk);
 }
 
+// Whether a file can be nothing but a colour image, or nothing but a depth image.
+bool holds_only_color(const Bytes& file) {
+  const ImageHeader header = read_image_header(file.data(), file.size());
+  return header.fault.empty() && is_color(header) && header.channels > 1;
+}
+
+bool holds_only_depth(const Bytes& file) {
+  const ImageHeader header = read_image_header(file.data(), file.size());
+  return header.fault.empty() && is_depth(header);
+}
+
 cv::Mat from_metres(const cv::Mat& metres, DepthScale scale) {
   cv::Mat values;
   metres.convertTo(values, CV_64F, scale.units_per_metre);
@@ -188,22 +198,31 @@ cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scal
   throw UsageError(name + " is not stored as plain pixels. " + kDepthNeeded + ".");
 }
 
-cv::Mat read_color(const std::filesystem::path& path) {
-  return decode_color(read_file(path, "image", kMaxFileBytes), path.string());
-}
-
 cv::Mat read_depth(const std::filesystem::path& path, DepthScale scale) {
   return decode_depth(read_file(path, "image", kMaxFileBytes), path.string(), scale);
 }
 
-bool holds_color(const Bytes& file) {
-  const ImageHeader header = read_image_header(file.data(), file.size());
-  return header.fault.empty() && is_color(header) && header.channels > 1;
+void require_not_swapped(const Bytes& color_file, const std::string& color_name, const Bytes& depth_file,
+                         const std::string& depth_name) {
+  if (holds_only_depth(color_file) && holds_only_color(depth_file)) {
+    throw UsageError(color_name + " is given as colour but is a depth image, and " + depth_name +
+                     " is given as depth but is a colour image. Swap them.");
+  }
 }
 
-bool holds_depth(const Bytes& file) {
-  const ImageHeader header = read_image_header(file.data(), file.size());
-  return header.fault.empty() && is_depth(header);
+FrameImages decode_frame(const Bytes& color_file, const std::string& color_name, const Bytes& depth_file,
+                         const std::string& depth_name, DepthScale scale) {
+  require_not_swapped(color_file, color_name, depth_file, depth_name);
+  FrameImages images{decode_color(color_file, color_name), decode_depth(depth_file, depth_name, scale)};
+  require_same_size(images.color, color_name, images.depth, depth_name);
+  return images;
+}
+
+FrameImages read_frame(const std::filesystem::path& color, const std::filesystem::path& depth,
+                       DepthScale scale) {
+  const Bytes color_file = read_file(color, "image", kMaxFileBytes);
+  return decode_frame(color_file, color.string(), read_file(depth, "image", kMaxFileBytes), depth.string(),
+                      scale);
 }
 
 bool is_grey(const cv::Mat& color) {

@@ -30,12 +30,23 @@ cv::Mat decode_color(const Bytes& file, const std::string& name);
 // 16 bits become 0, no depth.
 cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scale);
 
-cv::Mat read_color(const std::filesystem::path& path);
 cv::Mat read_depth(const std::filesystem::path& path, DepthScale scale);
 
-// Whether a file can only be a colour image, or only a depth image: tells a mix-up from other mistakes.
-bool holds_color(const Bytes& file);
-bool holds_depth(const Bytes& file);
+// The two images of a frame, of one size.
+struct FrameImages {
+  cv::Mat color;
+  cv::Mat depth;
+};
+
+// Throws a UsageError if the two files are a depth image and a colour image, in this order.
+void require_not_swapped(const Bytes& color_file, const std::string& color_name, const Bytes& depth_file,
+                         const std::string& depth_name);
+
+// Decodes both images of a frame, unless they are swapped or their sizes differ.
+FrameImages decode_frame(const Bytes& color_file, const std::string& color_name, const Bytes& depth_file,
+                         const std::string& depth_name, DepthScale scale);
+FrameImages read_frame(const std::filesystem::path& color, const std::filesystem::path& depth,
+                       DepthScale scale);
 
 // Whether the three channels of a CV_8UC3 image are equal everywhere.
 bool is_grey(const cv::Mat& color);

@@ -67,17 +67,16 @@ void SequenceRun::make(FrameJob& job) {
 void SequenceRun::make_results(FrameJob& job) {
   const FrameFiles& files = *job.files;
   Stopwatch stopwatch;
-  cv::Mat color;
-  cv::Mat depth;
+  FrameImages images;
   {
     const IdentifiedInput color_file = read_identified(files.color);
     const IdentifiedInput depth_file = read_identified(files.depth);
     job.record.color = color_file.identity;
     job.record.depth = depth_file.identity;
-    color = decode_color(color_file.content, files.color.string());
-    depth = decode_depth(depth_file.content, files.depth.string(), settings_.scale);
+    images = decode_frame(color_file.content, files.color.string(), depth_file.content, files.depth.string(),
+                          settings_.scale);
   }
-  require_same_size(color, files.color.string(), depth, files.depth.string());
+  const auto& [color, depth] = images;
   const Bytes rgb = arrange_rgb(color, settings_.rgb_layout);
   job.measures.input_ms = stopwatch.milliseconds();
 
