@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
-#include <limits>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -204,12 +203,7 @@ int inspect_engine(const InspectOptions& options) {
 int inspect(const InspectOptions& options) {
   require_distinct({options.json.file()}, {options.model});
   options.json.require_writable();
-  std::optional<ModelInfo> model;
-  if (begins_like_onnx(read_beginning(options.model, 4096))) {
-    constexpr auto kProtobufLimit = std::numeric_limits<int>::max();
-    model = read_onnx(read_file(options.model, "model", kProtobufLimit));
-  }
-  if (model) {
+  if (const std::optional<ModelInfo> model = read_onnx_file(options.model)) {
     return report(options, Kind::kOnnx, *model, {});
   }
   if (lower_case(options.model.extension().string()) == ".onnx") {

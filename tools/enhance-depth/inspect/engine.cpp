@@ -8,6 +8,7 @@
 
 #include <NvInferRuntime.h>
 
+#include "inspect/onnx.h"
 #include "support/input_file.h"
 #include "support/text.h"
 
@@ -130,11 +131,14 @@ LoadedEngine load_engine(const std::filesystem::path& path) {
 }
 
 std::optional<RgbLayout> rgb_layout_of(const std::filesystem::path& engine) {
-  const LoadedEngine loaded = load_engine(engine);
-  if (!loaded.model) {
+  std::optional<ModelInfo> model = read_onnx_file(engine);
+  if (!model) {
+    model = load_engine(engine).model;
+  }
+  if (!model) {
     return std::nullopt;
   }
-  for (const TensorInfo& tensor : loaded.model->tensors) {
+  for (const TensorInfo& tensor : model->tensors) {
     if (tensor.name != "rgb" || !tensor.shape) {
       continue;
     }

@@ -22,7 +22,7 @@ struct LoadedEngine {
 LoadedEngine load_engine(const std::filesystem::path& path);
 
 // The colour layout according to the rank of the rgb tensor; none if the rank fits neither, or if TensorRT
-// refuses the engine.
+// refuses the engine. An ONNX model tells by itself: an emulated board would compile it for nothing.
 std::optional<RgbLayout> rgb_layout_of(const std::filesystem::path& engine);
 
 }  // namespace enhance_depth_tool

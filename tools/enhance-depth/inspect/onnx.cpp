@@ -1,6 +1,8 @@
 // ONNX models, as far as the contract concerns them.
 #include "inspect/onnx.h"
 
+#include <cstddef>
+#include <limits>
 #include <map>
 #include <string>
 #include <string_view>
@@ -88,10 +90,6 @@ std::string_view as_text(const Bytes& file) {
 
 }  // namespace
 
-bool begins_like_onnx(const Bytes& beginning) {
-  return enhance_depth_onnx::begins_like_a_model(as_text(beginning));
-}
-
 std::optional<ModelInfo> read_onnx(const Bytes& file) {
   ModelInfo info;
   try {
@@ -115,6 +113,15 @@ std::optional<ModelInfo> read_onnx(const Bytes& file) {
     return std::nullopt;
   }
   return info;
+}
+
+std::optional<ModelInfo> read_onnx_file(const std::filesystem::path& path) {
+  constexpr std::size_t kBeginning = 4096;
+  if (!enhance_depth_onnx::begins_like_a_model(as_text(read_beginning(path, kBeginning)))) {
+    return std::nullopt;
+  }
+  constexpr auto kProtobufLimit = std::numeric_limits<int>::max();
+  return read_onnx(read_file(path, "model", kProtobufLimit));
 }
 
 }  // namespace enhance_depth_tool

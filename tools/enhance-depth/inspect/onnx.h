@@ -2,6 +2,7 @@
 #ifndef ENHANCE_DEPTH_TOOL_INSPECT_ONNX_H
 #define ENHANCE_DEPTH_TOOL_INSPECT_ONNX_H
 
+#include <filesystem>
 #include <optional>
 
 #include "inspect/model.h"
@@ -9,12 +10,12 @@
 
 namespace enhance_depth_tool {
 
-// Whether a file that begins like this can be an ONNX model, so that other files, such as large engines, need
-// not be read to the end.
-bool begins_like_onnx(const Bytes& beginning);
-
 // What an ONNX model says; nothing when `file` is not one.
 std::optional<ModelInfo> read_onnx(const Bytes& file);
+
+// The same for the file at `path`. Other files, such as large engines, are not read to the end. Throws a
+// UsageError when it cannot be read.
+std::optional<ModelInfo> read_onnx_file(const std::filesystem::path& path);
 
 }  // namespace enhance_depth_tool
 
