@@ -110,11 +110,17 @@ DepthScale choose_scale(const Recording& recording, DepthScale scale) {
     constexpr double kTum = 5000.0;
     scale = {kTum, DepthScale::Source::kTumLayout};
   }
+  bool none_yet = true;  // of the images that could be read
   for (const FrameFiles& frame : recording.frames) {
     try {
-      const cv::Mat depth = read_depth(frame.depth, scale);
-      print_warning(depth_warning(frame.depth.string(), describe_depth(depth), scale));
-      break;
+      const DepthStatistics depth = describe_depth(read_depth(frame.depth, scale));
+      if (depth.farthest > 0 || none_yet) {
+        print_warning(depth_warning(frame.depth.string(), depth, scale));
+      }
+      if (depth.farthest > 0) {
+        break;
+      }
+      none_yet = false;
     } catch (const ToolError&) {
       continue;  // will be reported when its turn comes
     }

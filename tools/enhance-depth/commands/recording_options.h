@@ -35,7 +35,7 @@ Recording open_recording(const RecordingOptions& options);
 std::string explain_expanded_pattern(int argc, const char* const* argv);
 
 // The scale of a recording: the TUM layout has one of its own, unless the user gave another. Warns when the
-// first depth image that can be read speaks against it.
+// first depth image that has any depth speaks against it, and when one before that has none.
 DepthScale choose_scale(const Recording& recording, DepthScale scale);
 
 }  // namespace enhance_depth_tool
