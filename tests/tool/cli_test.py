@@ -153,6 +153,7 @@ class RefineTest(Case):
                   ("1,2,3", "1,2,3,4,5", "0,1,2,3", "1,2,3,x"))):
             self.expect_failure(self.refine(option, value), 2, f"enhance-depth: {option}: {sentence}")
         self.expect_failure(self.refine("--cloud", "c.ply"), 2, "--cloud requires --intrinsics")
+        self.expect_failure(self.refine("--intrinsics", "50,50,32,24"), 2, "--intrinsics requires --cloud")
         for arguments, sentence in ((["refine"], "required"), ([], "A subcommand is required"),
                                     (["sequence", "c", "a", "b", "--bogus"], "not expected: a b --bogus. Run with --help"),
                                     (["refine", "--color", "color.png", "depth.png"], "--color is followed by several "
@@ -270,8 +271,10 @@ class RefineTest(Case):
         self.expect_failure(self.refine("--min-confidence", 1, engine="plain.engine.toml"), 2, "Leave out --min-confidence")
         self.assertFalse((self.folder / "out.png").exists())
         self.assertEqual(self.refine("--preview", "p.jpg", engine="plain.engine.toml").returncode, 0)
-        self.expect_failure(self.run_tool("sequence", "--engine", "plain.engine.toml", "--color", "color.png", "--depth",
-                                          "depth.png", "--output", "out", "--confidence"), 2, "no confidence output")
+        for option in (("--confidence",), ("--min-confidence", 1)):
+            self.expect_failure(self.run_tool("sequence", "--engine", "plain.engine.toml", "--color", "color.png", "--depth",
+                                              "depth.png", "--output", "out", *option), 2,
+                                f"The engine plain.engine.toml has no confidence output. Leave out {option[0]}, or use")
         self.assertFalse((self.folder / "out").exists())
 
 
@@ -673,10 +676,87 @@ class SequenceTest(Case):
         self.assertEqual(sorted(os.listdir(self.folder / "out/depth")), ["1.png", "3.png"])
         lines = (self.folder / "frames.csv").read_text().splitlines()
         self.assertEqual([line.split(",")[0] for line in lines], ["frame", '"1"', '"3"'])
-        self.assertRegex(lines[1], r",0\.994792,1\.000000,0\.\d{6}$")
+        self.assertRegex(lines[1], r",0\.994792,1\.000000,0\.\d{6},0,0$")
         expanded = [f"rec/color/c{i}.png" for i in range(3)]
         result = self.run_tool("sequence", "--engine", ENGINE, "--color", *expanded, "--depth", "rec/depth", "--output", "o")
         self.expect_failure(result, 2, "--color is followed by several files, such as rec/color/c1.png", "in quotes")
+
+    def test_takes_out_what_a_consumer_should_not_see(self):
+        options = ("--min-confidence", 0.5, "--clip", "1.05..1.2")
+        result = self.sequence(*options, "--preview", "--json", "s.json", "--csv", "s.csv")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        lines = [line.split(",") for line in (self.folder / "s.csv").read_text().splitlines()]
+        self.assertEqual(lines[0][-2:], ["unsure_pixels", "clipped_pixels"])
+        unsure = clipped = 0
+        for i in range(self.count):
+            one = self.run_tool("refine", "--engine", ENGINE, "--color", f"rec/color/{i}.png", "--depth",
+                                f"rec/depth/{i}.png", "--output", "one.png", *options, "--json", "-")
+            of_refine = json.loads(one.stdout)
+            self.assertEqual((self.folder / f"out/depth/{i}.png").read_bytes(), (self.folder / "one.png").read_bytes())
+            unsure += of_refine["unsure_pixels"]
+            clipped += of_refine["clipped_pixels"]
+            self.assertEqual(lines[1 + i][-2:], [str(of_refine["unsure_pixels"]), str(of_refine["clipped_pixels"])])
+            self.assertAlmostEqual(float(lines[1 + i][6]), of_refine["depth_after"]["valid_fraction"], places=5)
+        self.assertGreater(min(unsure, clipped), 0)
+        self.assertIn(f"unsure          {unsure} pixels below confidence 0.5 set to 0\n"
+                      f"  clipped         {clipped} pixels outside of 1.05 to 1.2 m set to 0\n", result.stdout)
+        summary = self.summary()
+        self.assertEqual((summary["unsure_pixels"], summary["clipped_pixels"]), (unsure, clipped))
+        self.assertAlmostEqual(summary["valid_fraction_after"], sum(float(line[6]) for line in lines[1:]) / self.count,
+                               places=5)
+        # What is resumed has the same pixels taken out, and the pictures show it.
+        self.sequence("--preview", "--output", "whole")
+        self.assertNotEqual(self.content("out/preview")["3.jpg"], self.content("whole/preview")["3.jpg"])
+        before = self.content("out")
+        for other, differences in (((), "clip, min confidence"), ((*options[:3], "1.05..1.3"), "clip"),
+                                   (("--min-confidence", 0.4, *options[2:]), "min confidence")):
+            self.expect_failure(self.sequence(*other, "--preview", "--resume"), 2, f"with another {differences}. Choose")
+        self.assertEqual(self.content("out"), before)
+        (self.folder / "out/depth/3.png").unlink()
+        again = self.sequence(*options, "--preview", "--resume")
+        self.assertIn("Refined 1 of 1 frame ", again.stdout)
+        self.assertEqual(self.content("out"), before)
+        done = self.sequence(*options, "--preview", "--resume").stdout
+        self.assertIn("Nothing to do", done)
+        self.assertNotIn("unsure", done)
+        # A folder that a version without these options wrote.
+        manifest = json.loads((self.folder / "whole/run.json").read_text())
+        del manifest["clip"], manifest["min_confidence"]
+        self.write("whole/run.json", json.dumps(manifest).encode())
+        self.assertEqual(self.sequence("--output", "whole", "--resume").returncode, 0)
+        for option, value in (("--clip", "5..1"), ("--min-confidence", "nan")):
+            self.expect_failure(self.sequence(option, value, "--output", "no"), 2, f"{option}: {value} is not a ")
+
+    def test_warns_of_an_unlikely_unit(self):
+        self.write("rec/depth/0.png", png(64, 48, 16, 1, lambda y: bytes(128)))
+        self.write("rec/depth/1.png", b"damaged")  # whatever is wrong with it comes later
+        none = "rec/depth/0.png has no depth: every pixel is 0. Check that it is the right file."
+        unlikely = ("The median depth of rec/depth/2.png is {} m at 1000 units per metre, which no RGB-D camera delivers. "
+                    "It would be {} m with --depth-scale {}.")
+        for depth, *warnings in ((1500,), (30_182, unlikely.format("30.182", "6.04", "5000 (the TUM benchmark)")),
+                                 (82, unlikely.format("0.082", "0.32", "256 (KITTI)"))):
+            row = struct.pack(">64H", *[depth] * 64)
+            self.write("rec/depth/2.png", png(64, 48, 16, 1, lambda _, row=row: row))
+            for command, status in ((("sequence", "--output", f"out{depth}"), 1), (("evaluate",), 2)):
+                result = self.run_tool(*command, "--quiet", "--engine", ENGINE, "rec")
+                self.assertEqual([line for line in result.stderr.splitlines() if "warning" in line],
+                                 [f"enhance-depth: warning: {warning}" for warning in (none, *warnings)])
+                self.assertEqual(result.returncode, status, result.stderr)
+
+    def test_prints_one_result_for_programs_in_place_of_the_text(self):
+        table = self.sequence("--csv", "-", "--json", "s.json")
+        self.assertEqual(table.returncode, 0, table.stderr)
+        lines = table.stdout.splitlines()
+        self.assertEqual([line.split(",")[0] for line in lines], ["frame", *(f'"{i}"' for i in range(6))])
+        self.assertEqual(self.summary()["refined"], 6)
+        table = self.run_tool("evaluate", "--engine", ENGINE, "rec", "--csv", "-")
+        self.assertEqual(table.stdout.splitlines()[0], f"kind,measure,{ENGINE.name}", table.stderr)
+        self.assertNotIn("Evaluated", table.stdout)
+        for command in (("sequence", "--output", "both"), ("evaluate",)):
+            self.expect_failure(self.run_tool(*command, "--engine", ENGINE, "rec", "--csv", "-", "--json", "-"), 2,
+                                "--json and --csv would both be printed to standard output. Name a file for one of them.")
+        self.assertFalse((self.folder / "both").exists())
+        self.assertFalse((self.folder / "-").exists())
 
     def test_takes_images_of_all_formats_from_folders(self):
         shutil.rmtree(self.folder / "rec")
@@ -874,6 +954,10 @@ class InspectTest(Case):
         whole = (SOURCES.parents[1] / "bench" / "u_net.onnx").read_bytes()
         self.write("whole.onnx", whole)
         self.write("strange.onnx", whole.replace(b"ConvTranspose", b"ConvFrobnicat"))
+        # The file tells the layout of its colour: nothing has to compile it for that, and nothing could.
+        result = self.run_tool("bench", "--engine", "strange.onnx", "--rgb-layout", "interleaved")
+        self.expect_failure(result, 2, "--rgb-layout contradicts the engine strange.onnx, whose colour is planar")
+        self.assertNotIn("TRT:", result.stderr)
         strange = self.run_tool("inspect", "strange.onnx", "--json", "strange.json")
         self.assertEqual(strange.returncode, 0, strange.stderr)
         self.assertIn("It meets the contract.\nIt does not run here. ", strange.stdout)

@@ -263,7 +263,8 @@ TEST(ToolImageIo, SaysWhyAFileCannotBeRead) {
       {"circle/a", " cannot be reached: Too many levels of symbolic links. Check the path and the disk."},
       {"huge", " is larger than any image that is accepted. Name the file itself."}};
   for (const auto& [name, reason] : kCases) {
-    EXPECT_EQ(failure([&, path = folder / name] { read_depth(path, {}); }), (folder / name).string() + reason);
+    EXPECT_EQ(failure([&, path = folder / name] { read_depth(path, {}); }),
+              (folder / name).string() + reason);
   }
   EXPECT_EQ(read_beginning(folder / "huge", 3), (Bytes{'x', 0, 0}));
 }

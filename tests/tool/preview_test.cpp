@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <set>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
@@ -158,12 +159,17 @@ TEST(ToolDepthFilter, RemovesWhatIsUnsureOrOutside) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
   cv::Mat depth = (cv::Mat_<std::uint16_t>(1, 5) << 1000, 2000, 0, 4000, 5000);
   const cv::Mat confidence = (cv::Mat_<float>(1, 5) << 0.5F, 0.25F, 0.0F, nan, 1.0F);
-  EXPECT_EQ(remove_unsure(depth, confidence, 0.5), 2);
+  const auto remove = [&](const DepthFilter& filter, double units_per_metre) {
+    const RemovedPixels removed = remove_pixels(depth, confidence, filter, {units_per_metre});
+    return std::make_pair(removed.unsure, removed.outside);
+  };
+  using Removed = std::pair<std::int64_t, std::int64_t>;
+  EXPECT_EQ(remove({}, 1000.0), (Removed{0, 0}));
+  EXPECT_EQ(remove({0.5, MetreRange{0.2, 1.0}}, 5000.0), (Removed{2, 0})) << "the ends belong to it";
   EXPECT_EQ(depth.at<std::uint16_t>(0) + depth.at<std::uint16_t>(4), 6000);
   EXPECT_EQ(cv::countNonZero(depth), 2);
-  EXPECT_EQ(remove_outside(depth, {0.2, 1.0}, {5000.0}), 0) << "the ends belong to it";
-  EXPECT_EQ(remove_outside(depth, {0.2, 1.0}, {1000.0}), 1);
-  EXPECT_EQ(remove_outside(depth, {1.5, 9.0}, {1000.0}), 1);
+  EXPECT_EQ(remove({std::nullopt, MetreRange{0.2, 1.0}}, 1000.0), (Removed{0, 1}));
+  EXPECT_EQ(remove({0.75, MetreRange{1.5, 9.0}}, 1000.0), (Removed{1, 0})) << "each pixel counts once";
   EXPECT_EQ(cv::countNonZero(depth), 0);
 }
 

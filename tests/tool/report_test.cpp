@@ -174,13 +174,15 @@ TEST(ToolRunSummary, ReadsWell) {
 
 TEST(ToolRunSummary, HasALinePerFrameForTables) {
   RunSummary summary;
-  summary.add("a\"\n", {1.0, 2.0, 3.0, 4.0, 100, 50, 75, 0.25});
-  summary.add("b", {1.0, 2.0, 3.0, 4.0, 0, 0, 0, std::nullopt});
+  summary.add("a\"\n", {1.0, 2.0, 3.0, 4.0, 100, 50, 75, {3, 4}, 0.25});
+  summary.add("b", {1.0, 2.0, 3.0, 4.0, 0, 0, 0, {0, 1}, std::nullopt});
   EXPECT_EQ(to_csv(summary),
             "frame,input_ms,network_ms,library_ms,output_ms,valid_fraction_before,valid_fraction_after,"
-            "mean_confidence\n"
-            "\"a\"\"\\x0a\",3.000,1.000,2.000,4.000,0.500000,0.750000,0.250000\n"
-            "\"b\",3.000,1.000,2.000,4.000,0.000000,0.000000,\n");
+            "mean_confidence,unsure_pixels,clipped_pixels\n"
+            "\"a\"\"\\x0a\",3.000,1.000,2.000,4.000,0.500000,0.750000,0.250000,3,4\n"
+            "\"b\",3.000,1.000,2.000,4.000,0.000000,0.000000,,0,1\n");
+  EXPECT_EQ(to_json(summary)["unsure_pixels"], 3);
+  EXPECT_EQ(to_json(summary)["clipped_pixels"], 5);
   EXPECT_EQ(summary.times.input, (std::vector<double>{3.0, 3.0}));
   EXPECT_EQ(summary.times.output, (std::vector<double>{4.0, 4.0}));
 }

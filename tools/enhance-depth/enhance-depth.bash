@@ -28,8 +28,8 @@ _enhance_depth() {
         --intrinsics --depth-scale --json'
       ;;
     sequence)
-      options+=' --engine --rgb-layout --color --depth --output --max-difference --every --from --to --confidence --preview --video
-        --resume --strict --jobs --csv --depth-scale --json'
+      options+=' --engine --rgb-layout --color --depth --output --max-difference --every --from --to --confidence --preview
+        --video --min-confidence --clip --resume --strict --jobs --csv --depth-scale --json'
       files=folders  # the recording
       ;;
     bench)

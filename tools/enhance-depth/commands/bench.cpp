@@ -12,8 +12,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "commands/json_output.h"
 #include "commands/options.h"
+#include "commands/program_output.h"
 #include "commands/recording_options.h"
 #include "commands/subcommands.h"
 #include "image/image_io.h"

@@ -12,8 +12,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "commands/json_output.h"
 #include "commands/options.h"
+#include "commands/program_output.h"
 #include "commands/recording_options.h"
 #include "commands/subcommands.h"
 #include "evaluate/contact_sheet.h"
@@ -44,7 +44,7 @@ struct EvaluateOptions {
   std::uint64_t seed = 0;
   DepthScale scale;
   JsonOutput json;
-  fs::path csv;
+  ProgramOutput csv;
   fs::path plot;
   fs::path sheet;
   int sheet_rows = 6;
@@ -107,16 +107,15 @@ JudgedFrame judged(const TrueFrame& frame, const cv::Mat& depth, DepthScale scal
 }
 
 void check_paths(const EvaluateOptions& options, const std::vector<TrueFrame>& frames) {
+  options.json.require_apart_from(options.csv);
   std::vector<fs::path> read = options.engines;
   read.push_back(options.compare);
   for (const TrueFrame& frame : frames) {
     read.insert(read.end(), {frame.files.color, frame.files.depth, frame.truth});
   }
-  require_distinct({options.json.file(), options.csv, options.plot, options.sheet}, read);
+  require_distinct({options.json.file(), options.csv.file(), options.plot, options.sheet}, read);
   options.json.require_writable();
-  if (!options.csv.empty()) {
-    require_writable(options.csv, {});
-  }
+  options.csv.require_writable();
   for (const fs::path& picture : {options.plot, options.sheet}) {
     if (!picture.empty()) {
       require_writable(picture, {".png"});
@@ -139,16 +138,14 @@ int report(const EvaluateOptions& options, std::size_t frames, const std::vector
            const ContactSheet& sheet) {
   const nlohmann::ordered_json json = to_json(options, frames, evaluations);
   options.json.write(json);
-  if (!options.csv.empty()) {
-    write_file(options.csv, to_csv(evaluations, options.scale));
-  }
+  options.csv.write(to_csv(evaluations, options.scale));
   if (!options.plot.empty()) {
     write_file(options.plot, encode_picture(render_error_plot(evaluations), options.plot));
   }
   if (!options.sheet.empty()) {
     write_file(options.sheet, encode_picture(sheet.render(), options.sheet));
   }
-  std::ostream& text = options.json.text();
+  std::ostream& text = options.json.text_beside(options.csv);
   text << highlighted(
               fmt::format("Evaluated {} frame{}, {}", frames, frames == 1 ? "" : "s",
                           options.truth.empty() ? fmt::format("truth by hiding with seed {}", options.seed)
@@ -248,7 +245,7 @@ Action add_evaluate(CLI::App& app) {
       ->capture_default_str();
   add_depth_scale(app, options->scale);
   options->json.add_option(app);
-  app.add_option("--csv", options->csv, "Write the table as CSV too")->type_name("FILE");
+  options->csv.add_option(app, "--csv", "Write the table as CSV too");
   app.add_option("--plot", options->plot, "Plot of the error over the confidence kept, PNG")
       ->type_name("FILE");
   app.add_option("--sheet", options->sheet, "Contact sheet of the frames with the largest errors, PNG")

@@ -7,7 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "commands/json_output.h"
+#include "commands/program_output.h"
 #include "commands/subcommands.h"
 #include "enhance_depth.h"
 #include "inspect/contract.h"

@@ -1,6 +1,8 @@
 #include "commands/options.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <sstream>
 #include <string>
 #include <system_error>
@@ -25,6 +27,26 @@ std::function<std::string(const std::string&)> finite_in(double low, double high
     sentence << text << " is not a number from " << low << " to " << high;
     return sentence.str();
   };
+}
+
+std::optional<std::vector<double>> parse_numbers(std::string_view text, std::string_view separator,
+                                                 std::size_t wanted) {
+  std::vector<double> numbers;
+  for (bool more = true; more;) {
+    const std::size_t end = std::min(text.find(separator), text.size());
+    more = end < text.size();
+    double number = 0.0;
+    const auto [stopped_at, problem] = std::from_chars(text.data(), text.data() + end, number);
+    if (problem != std::errc() || stopped_at != text.data() + end || !std::isfinite(number)) {
+      return std::nullopt;
+    }
+    numbers.push_back(number);
+    text.remove_prefix(more ? end + separator.size() : end);
+  }
+  if (numbers.size() != wanted) {
+    return std::nullopt;
+  }
+  return numbers;
 }
 
 void add_engine_options(CLI::App& app, EngineOptions& options) {
@@ -74,6 +96,24 @@ void add_depth_scale(CLI::App& app, DepthScale& scale) {
       ->check(check)
       ->type_name("UNITS")
       ->default_str("1000");
+}
+
+void add_depth_filter(CLI::App& app, DepthFilter& filter) {
+  app.add_option_function<double>(
+         "--min-confidence", [&filter](const double& least) { filter.least_confidence = least; },
+         "Set refined pixels of less confidence to 0")
+      ->check(finite_in(-1e30, 1e30))
+      ->type_name("NUMBER");
+  const auto set_clip = [&filter](const std::string& text) {
+    const auto numbers = parse_numbers(text, "..", 2);
+    if (!numbers || (*numbers)[0] < 0.0 || (*numbers)[1] <= (*numbers)[0]) {
+      throw CLI::ValidationError("--clip", text + " is not a range in metres such as 0.3..5");
+    }
+    filter.clip = MetreRange{(*numbers)[0], (*numbers)[1]};
+  };
+  app.add_option_function<std::string>("--clip", set_clip,
+                                       "Set refined pixels outside this range in metres to 0")
+      ->type_name("NEAR..FAR");
 }
 
 CLI::Option* add_image_size(CLI::App& app, cv::Size& size) {

@@ -1,7 +1,4 @@
 // enhance-depth refine: one frame, from files to files.
-#include <charconv>
-#include <cmath>
-#include <initializer_list>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -11,8 +8,8 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "commands/json_output.h"
 #include "commands/options.h"
+#include "commands/program_output.h"
 #include "commands/subcommands.h"
 #include "image/depth_filter.h"
 #include "image/depth_statistics.h"
@@ -41,8 +38,7 @@ struct RefineOptions {
   fs::path preview;
   fs::path cloud;
   std::optional<Intrinsics> camera;
-  std::optional<double> least_confidence;
-  std::optional<MetreRange> clip;
+  DepthFilter filter;
   DepthScale scale;
   JsonOutput json;
 };
@@ -56,8 +52,7 @@ struct Report {
   double total_ms = 0.0;
   DepthStatistics before;
   DepthStatistics after;
-  std::int64_t unsure = 0;   // pixels that --min-confidence removed
-  std::int64_t outside = 0;  // pixels that --clip removed
+  RemovedPixels removed;
 };
 
 void check_paths(const RefineOptions& options) {
@@ -99,16 +94,9 @@ void print(const Report& report, const RefineOptions& options) {
   text << "  valid pixels    " << percent(report.before.valid_fraction) << " before, "
        << percent(report.after.valid_fraction) << " after\n"
        << "  depth before    " << depth_text(report.before, options.scale) << "\n"
-       << "  depth after     " << depth_text(report.after, options.scale) << "\n";
-  if (options.least_confidence) {
-    text << "  unsure          " << count(report.unsure, "pixel") << " below confidence "
-         << *options.least_confidence << " set to 0\n";
-  }
-  if (options.clip) {
-    text << "  clipped         " << count(report.outside, "pixel") << " outside of " << options.clip->nearest
-         << " to " << options.clip->farthest << " m set to 0\n";
-  }
-  text << "  depth scale     " << scale_text(options.scale) << "\n";
+       << "  depth after     " << depth_text(report.after, options.scale) << "\n"
+       << removal_text(options.filter, report.removed) << "  depth scale     " << scale_text(options.scale)
+       << "\n";
   const std::pair<const char*, const fs::path&> kFiles[] = {{"  refined depth   ", options.output},
                                                             {"  confidence      ", options.confidence},
                                                             {"  preview         ", options.preview},
@@ -139,8 +127,8 @@ nlohmann::ordered_json to_json(const Report& report, const RefineOptions& option
           {"grey_color", report.grey_color},
           {"depth_before", to_json(report.before, options.scale)},
           {"depth_after", to_json(report.after, options.scale)},
-          {"unsure_pixels", report.unsure},
-          {"clipped_pixels", report.outside}};
+          {"unsure_pixels", report.removed.unsure},
+          {"clipped_pixels", report.removed.outside}};
 }
 
 void write_results(const RefineOptions& options, const FrameImages& images, const cv::Mat& refined,
@@ -176,46 +164,20 @@ int refine(const RefineOptions& options) {
   if (!options.confidence.empty()) {
     engine.require_confidence(refined, "--confidence");
   }
-  if (options.least_confidence) {
+  if (options.filter.least_confidence) {
     engine.require_confidence(refined, "--min-confidence");
   }
   report.network_ms = refined.network_ms;
   report.library_ms = refined.library_ms;
 
   cv::Mat depth = refined.depth.clone();
-  if (options.least_confidence) {
-    report.unsure = remove_unsure(depth, refined.confidence, *options.least_confidence);
-  }
-  if (options.clip) {
-    report.outside = remove_outside(depth, *options.clip, options.scale);
-  }
+  report.removed = remove_pixels(depth, refined.confidence, options.filter, options.scale);
   report.after = describe_depth(depth);
   write_results(options, images, depth, refined.confidence);
   report.total_ms = stopwatch.milliseconds();
   options.json.write(to_json(report, options));
   print(report, options);
   return kSuccess;
-}
-
-// The numbers in `text` between `separator`s; none when there are not exactly `wanted` finite ones.
-std::optional<std::vector<double>> parse_numbers(std::string_view text, std::string_view separator,
-                                                 std::size_t wanted) {
-  std::vector<double> numbers;
-  for (bool more = true; more;) {
-    const std::size_t end = std::min(text.find(separator), text.size());
-    more = end < text.size();
-    double number = 0.0;
-    const auto [stopped_at, problem] = std::from_chars(text.data(), text.data() + end, number);
-    if (problem != std::errc() || stopped_at != text.data() + end || !std::isfinite(number)) {
-      return std::nullopt;
-    }
-    numbers.push_back(number);
-    text.remove_prefix(more ? end + separator.size() : end);
-  }
-  if (numbers.size() != wanted) {
-    return std::nullopt;
-  }
-  return numbers;
 }
 
 }  // namespace
@@ -228,8 +190,7 @@ Action add_refine(CLI::App& app) {
       ->type_name("FILE");
   app.add_option("-d,--depth", options->depth,
                  "Depth image of the same size, 0 where there is no depth: 16-bit PNG, PGM, TIFF or NPY, or "
-                 "floats in "
-                 "metres as TIFF or NPY")
+                 "floats in metres as TIFF or NPY")
       ->required()
       ->type_name("FILE");
   app.add_option("-o,--output", options->output, "Refined depth, 16-bit PNG in the unit of the input")
@@ -240,13 +201,6 @@ Action add_refine(CLI::App& app) {
   app.add_option("--preview", options->preview,
                  "Picture of colour, confidence, depth before and after: PNG or JPEG")
       ->type_name("FILE");
-  const auto set_clip = [options](const std::string& text) {
-    const auto numbers = parse_numbers(text, "..", 2);
-    if (!numbers || (*numbers)[0] < 0.0 || (*numbers)[1] <= (*numbers)[0]) {
-      throw CLI::ValidationError("--clip", text + " is not a range in metres such as 0.3..5");
-    }
-    options->clip = MetreRange{(*numbers)[0], (*numbers)[1]};
-  };
   const auto set_camera = [options](const std::string& text) {
     const auto numbers = parse_numbers(text, ",", 4);
     if (!numbers || (*numbers)[0] <= 0.0 || (*numbers)[1] <= 0.0) {
@@ -255,20 +209,15 @@ Action add_refine(CLI::App& app) {
     }
     options->camera = Intrinsics{(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]};
   };
-  app.add_option_function<double>(
-         "--min-confidence", [options](const double& least) { options->least_confidence = least; },
-         "Set refined pixels of less confidence to 0")
-      ->check(finite_in(-1e30, 1e30))
-      ->type_name("NUMBER");
-  app.add_option_function<std::string>("--clip", set_clip,
-                                       "Set refined pixels outside this range in metres to 0")
-      ->type_name("NEAR..FAR");
+  add_depth_filter(app, options->filter);
   CLI::Option* camera =
       app.add_option_function<std::string>("--intrinsics", set_camera, "The camera, in pixels, for --cloud")
           ->type_name("FX,FY,CX,CY");
-  app.add_option("--cloud", options->cloud, "Refined pixels as points in metres, with colour: binary PLY")
-      ->type_name("FILE")
-      ->needs(camera);
+  CLI::Option* cloud =
+      app.add_option("--cloud", options->cloud, "Refined pixels as points in metres, with colour: binary PLY")
+          ->type_name("FILE")
+          ->needs(camera);
+  camera->needs(cloud);
   add_depth_scale(app, options->scale);
   options->json.add_option(app);
   return [options] { return refine(*options); };

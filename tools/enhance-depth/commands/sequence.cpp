@@ -13,8 +13,8 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "commands/json_output.h"
 #include "commands/options.h"
+#include "commands/program_output.h"
 #include "commands/recording_options.h"
 #include "commands/subcommands.h"
 #include "image/video_file.h"
@@ -28,7 +28,6 @@
 #include "sequence/run.h"
 #include "sequence/run_manifest.h"
 #include "sequence/run_summary.h"
-#include "support/atomic_file.h"
 #include "support/interrupt.h"
 #include "support/output_path.h"
 #include "support/percentiles.h"
@@ -53,15 +52,17 @@ struct SequenceOptions {
   bool strict = false;
   std::size_t jobs = 1;
   DepthScale scale;
+  DepthFilter filter;
   JsonOutput json;
-  fs::path csv;
+  ProgramOutput csv;
 };
 
 // Throws a UsageError when the recording or the engine would be overwritten. Writes nothing.
 void check_outputs(const SequenceOptions& options, const Recording& recording, const SequenceOutput& output) {
+  options.json.require_apart_from(options.csv);
   output.require_apart_from(recording);
   std::vector<fs::path> written = output.files(recording);
-  written.insert(written.end(), {options.json.file(), options.csv, options.video});
+  written.insert(written.end(), {options.json.file(), options.csv.file(), options.video});
   std::vector<fs::path> read = recording.files;
   read.push_back(options.engine.engine);
   require_distinct(written, read);
@@ -108,8 +109,9 @@ void report(const RunSummary& summary, const SequenceOptions& options) {
     complain("stopped before the end: " + ended(summary.stopped_by) + " " + summary.remedy);
   }
   std::for_each(summary.not_written.begin(), summary.not_written.end(), complain);
-  std::ostream& text = options.json.text();
-  text << to_text(summary) << "  depth scale     " << scale_text(options.scale) << "\n"
+  std::ostream& text = options.json.text_beside(options.csv);
+  text << to_text(summary) << (summary.refined > 0 ? removal_text(options.filter, summary.removed) : "")
+       << "  depth scale     " << scale_text(options.scale) << "\n"
        << "  results         " << printable(options.output.string()) << "\n";
   if (!options.video.empty()) {  // that it was not there before has been checked
     text << "  video           " << (fs::exists(options.video) ? printable(options.video.string()) : "none")
@@ -135,11 +137,11 @@ std::size_t number_of_engines(const SequenceOptions& options) {
   return options.jobs > 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
 }
 
-// Refuses an engine without confidence before anything is written.
-void require_confidence(EnginePool& engines) {
+// Refuses an engine without the confidence that `option` needs before anything is written.
+void require_confidence(EnginePool& engines, const char* option) {
   const EnginePool::Lease engine = engines.take();
   const cv::Mat depth = cv::Mat::zeros(480, 640, CV_16UC1);
-  engine->require_confidence(engine->process(Bytes(3 * depth.total()), depth), "--confidence");
+  engine->require_confidence(engine->process(Bytes(3 * depth.total()), depth), option);
 }
 
 // Examines what an earlier run left, and creates the folders.
@@ -152,9 +154,7 @@ FramesToDo begin(const SequenceOptions& options, const RunManifest& manifest, co
   FramesToDo to_do = find_frames_to_do(recording, output, journal, of_another_place);
   output.create_folders();
   options.json.require_writable();
-  if (!options.csv.empty()) {
-    require_writable(options.csv, {});
-  }
+  options.csv.require_writable();
   return to_do;
 }
 
@@ -210,13 +210,13 @@ int refine_sequence(SequenceOptions options) {
   check_outputs(options, recording, output);
   const RgbLayout layout = choose_rgb_layout(options.engine);
   EnginePool engines(options.engine.engine, number_of_engines(options));
-  if (options.confidence) {
-    require_confidence(engines);
+  if (options.confidence || options.filter.least_confidence) {
+    require_confidence(engines, options.confidence ? "--confidence" : "--min-confidence");
   }
   const FolderLock lock = output.lock();
   ResultJournal journal(output.journal());
   const RunManifest manifest(options.engine.engine, places_of(options.recording), options.scale,
-                             options.recording.max_difference);
+                             options.recording.max_difference, options.filter);
   const FramesToDo to_do = begin(options, manifest, recording, output, journal);
   std::optional<VideoFile> video;
   if (!options.video.empty()) {
@@ -238,6 +238,7 @@ int refine_sequence(SequenceOptions options) {
   SequenceRun::Settings settings;
   settings.rgb_layout = layout;
   settings.scale = options.scale;
+  settings.filter = options.filter;
   settings.strict = options.strict;
   settings.interrupted = [&] { return interrupt.interrupted(); };
   if (options.preview || video) {
@@ -250,9 +251,9 @@ int refine_sequence(SequenceOptions options) {
   }
   summary.wall_s = stopwatch.seconds();
   write_the_whole(recording, output, journal, video_or_null, summary);
-  if (!options.csv.empty()) {
+  if (options.csv.is_wanted()) {
     write_or_note("The table of frames is", "Choose another place with --csv.", summary,
-                  [&] { write_file(options.csv, to_csv(summary)); });
+                  [&] { options.csv.write(to_csv(summary)); });
   }
   report(summary, options);
   return summary.all_went_well() ? kSuccess : kFramesFailed;
@@ -278,10 +279,11 @@ Action add_sequence(CLI::App& app) {
       ->check(CLI::Range(std::size_t{0}, std::size_t{256}).description(""))
       ->type_name("NUMBER")
       ->capture_default_str();
+  add_depth_filter(app, options->filter);
   add_depth_scale(app, options->scale);
   options->json.add_option(app);
-  app.add_option("--csv", options->csv, "Write a line per frame too: times, valid pixels, mean confidence")
-      ->type_name("FILE");
+  options->csv.add_option(app, "--csv",
+                          "Write a line per frame too: times, valid and removed pixels, mean confidence");
   return [options] { return refine_sequence(*options); };
 }
 

@@ -97,6 +97,7 @@ void SequenceRun::make_results(FrameJob& job) {
   }
 
   stopwatch = Stopwatch();
+  job.measures.removed = remove_pixels(refined_depth, confidence, settings_.filter, settings_.scale);
   job.results["depth"] = encode_depth(refined_depth);
   if (output_.with_confidence()) {
     job.results["confidence"] = encode_confidence(confidence);

@@ -13,6 +13,7 @@
 #include <opencv2/core.hpp>
 
 #include "image/color_scale.h"
+#include "image/depth_filter.h"
 #include "image/depth_scale.h"
 #include "image/image_io.h"
 #include "image/video_file.h"
@@ -43,6 +44,7 @@ class SequenceRun {
   struct Settings {
     RgbLayout rgb_layout = RgbLayout::kPlanar;
     DepthScale scale;
+    DepthFilter filter;
     ValueRange preview_range;           // of all previews, so that colours mean the same throughout
     bool strict = false;                // the first failed frame ends the run
     std::function<bool()> interrupted;  // any thread
@@ -55,7 +57,7 @@ class SequenceRun {
 
   // Refines `frames`, as many at a time as there are engines, while it reads and writes others. Results,
   // failures and pictures are in the order of the frames. Failures are reported through the progress and in
-  // the summary. The engines must deliver the confidence if the output needs it.
+  // the summary. The engines must deliver the confidence if the output or the filter needs it.
   void run(const std::vector<FrameFiles>& frames);
 
  private:

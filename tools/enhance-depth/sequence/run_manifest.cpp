@@ -41,14 +41,25 @@ nlohmann::ordered_json canonical(const std::vector<fs::path>& places) {
   return result;
 }
 
+// Null also equals the nothing that versions without these options wrote.
+nlohmann::ordered_json or_null(const std::optional<double>& value) {
+  return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json();
+}
+
+nlohmann::ordered_json describe(const std::optional<MetreRange>& range) {
+  return range ? nlohmann::ordered_json{range->nearest, range->farthest} : nlohmann::ordered_json();
+}
+
 }  // namespace
 
 RunManifest::RunManifest(const fs::path& engine, const std::vector<fs::path>& places, DepthScale scale,
-                         double max_difference)
+                         double max_difference, const DepthFilter& filter)
     : text_(json_text({{"engine", describe_content(engine)},
                        {kPlaces, canonical(places)},
                        {"depth_scale", scale.units_per_metre},
-                       {"max_difference", max_difference}})) {}
+                       {"max_difference", max_difference},
+                       {"min_confidence", or_null(filter.least_confidence)},
+                       {"clip", describe(filter.clip)}})) {}
 
 bool RunManifest::require_same(const fs::path& file) const {
   constexpr std::uintmax_t kLargest = std::uintmax_t{1} << 20;

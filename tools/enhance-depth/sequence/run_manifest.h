@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "image/depth_filter.h"
 #include "image/depth_scale.h"
 
 namespace enhance_depth_tool {
@@ -16,7 +17,7 @@ class RunManifest {
   // `places` are where the recording's images are: folders or patterns. Reads the engine, which is identified
   // by its content.
   RunManifest(const std::filesystem::path& engine, const std::vector<std::filesystem::path>& places,
-              DepthScale scale, double max_difference);
+              DepthScale scale, double max_difference, const DepthFilter& filter);
 
   // The content of run.json.
   const std::string& text() const { return text_; }

@@ -46,6 +46,8 @@ void RunSummary::add(const std::string& name, const FrameMeasures& frame) {
   pixels += frame.pixels;
   valid_before += frame.valid_before;
   valid_after += frame.valid_after;
+  removed.unsure += frame.removed.unsure;
+  removed.outside += frame.removed.outside;
   ++refined;
 }
 
@@ -118,22 +120,25 @@ nlohmann::ordered_json to_json(const RunSummary& summary) {
           {"input_ms", percentile_json(summary.times.input)},
           {"output_ms", percentile_json(summary.times.output)},
           {"valid_fraction_before", fraction(summary.valid_before, summary.pixels)},
-          {"valid_fraction_after", fraction(summary.valid_after, summary.pixels)}};
+          {"valid_fraction_after", fraction(summary.valid_after, summary.pixels)},
+          {"unsure_pixels", summary.removed.unsure},
+          {"clipped_pixels", summary.removed.outside}};
 }
 
 std::string to_csv(const RunSummary& summary) {
   std::string text =
-      "frame,input_ms,network_ms,library_ms,output_ms,valid_fraction_before,valid_fraction_after,mean_"
-      "confidence\n";
+      "frame,input_ms,network_ms,library_ms,output_ms,valid_fraction_before,valid_fraction_after,"
+      "mean_confidence,unsure_pixels,clipped_pixels\n";
   for (const auto& [name, frame] : summary.rows) {
     std::string quoted = printable(name);
     for (std::size_t at = 0; (at = quoted.find('"', at)) != std::string::npos; at += 2) {
       quoted.insert(at, 1, '"');
     }
-    text += fmt::format("\"{}\",{:.3f},{:.3f},{:.3f},{:.3f},{:.6f},{:.6f},{}\n", quoted, frame.input_ms,
+    text += fmt::format("\"{}\",{:.3f},{:.3f},{:.3f},{:.3f},{:.6f},{:.6f},{},{},{}\n", quoted, frame.input_ms,
                         frame.network_ms, frame.library_ms, frame.output_ms,
                         fraction(frame.valid_before, frame.pixels), fraction(frame.valid_after, frame.pixels),
-                        frame.mean_confidence ? fmt::format("{:.6f}", *frame.mean_confidence) : "");
+                        frame.mean_confidence ? fmt::format("{:.6f}", *frame.mean_confidence) : "",
+                        frame.removed.unsure, frame.removed.outside);
   }
   return text;
 }

@@ -10,6 +10,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "image/depth_filter.h"
+
 namespace enhance_depth_tool {
 
 // Milliseconds per frame, of every refined frame.
@@ -28,7 +30,8 @@ struct FrameMeasures {
   double output_ms = 0.0;
   std::int64_t pixels = 0;
   std::int64_t valid_before = 0;
-  std::int64_t valid_after = 0;
+  std::int64_t valid_after = 0;  // without the removed ones
+  RemovedPixels removed;
   std::optional<double> mean_confidence;  // if the engine delivers one
 };
 
@@ -59,6 +62,7 @@ struct RunSummary {
   std::int64_t pixels = 0;     // of all refined frames
   std::int64_t valid_before = 0;
   std::int64_t valid_after = 0;
+  RemovedPixels removed;
 
   // One more frame was refined.
   void add(const std::string& name, const FrameMeasures& frame);

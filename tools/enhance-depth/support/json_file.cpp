@@ -2,8 +2,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "support/atomic_file.h"
-
 namespace enhance_depth_tool {
 
 std::string json_text(const nlohmann::ordered_json& json) {
@@ -20,10 +18,6 @@ nlohmann::json parse_json(std::string_view text) {
     return depth <= kDeepest;
   };
   return nlohmann::json::parse(text, keep, false);
-}
-
-void write_json(const std::filesystem::path& path, const nlohmann::ordered_json& json) {
-  write_file(path, json_text(json));
 }
 
 }  // namespace enhance_depth_tool

@@ -1,7 +1,6 @@
 #ifndef ENHANCE_DEPTH_TOOL_JSON_FILE_H
 #define ENHANCE_DEPTH_TOOL_JSON_FILE_H
 
-#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -18,9 +17,6 @@ std::string json_line(const nlohmann::json& json);
 // The parsed `text`, or a "discarded" value if it is not JSON. Values nested deeper than those of the tool's
 // own files are left out: copying or comparing very deep values would crash the process.
 nlohmann::json parse_json(std::string_view text);
-
-// Throws as write_file() does.
-void write_json(const std::filesystem::path& path, const nlohmann::ordered_json& json);
 
 }  // namespace enhance_depth_tool
 
