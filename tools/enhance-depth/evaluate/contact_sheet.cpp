@@ -30,7 +30,7 @@ cv::Mat thumbnail(const cv::Mat& picture) {
   return cell;
 }
 
-void write(cv::Mat& canvas, const std::string& text, cv::Point at) {
+void write_title(cv::Mat& canvas, const std::string& text, cv::Point at) {
   cv::putText(canvas, text, at, cv::FONT_HERSHEY_SIMPLEX, 0.45, cv::Scalar::all(235), 1, cv::LINE_AA);
 }
 
@@ -50,7 +50,7 @@ void ContactSheet::offer(double error, const std::string& name, const cv::Mat& c
 
   cv::Mat row(kTitle + kHeight, static_cast<int>(pictures.size()) * (kWidth + kGap), CV_8UC3,
               cv::Scalar::all(27));
-  write(row, fmt::format("{}: relative error {:.2f} %", name, 100.0 * error), {4, kTitle - 8});
+  write_title(row, fmt::format("{}: relative error {:.2f} %", name, 100.0 * error), {4, kTitle - 8});
   for (std::size_t i = 0; i < pictures.size(); ++i) {
     thumbnail(pictures[i])
         .copyTo(row(cv::Rect(static_cast<int>(i) * (kWidth + kGap), kTitle, kWidth, kHeight)));
@@ -70,7 +70,7 @@ cv::Mat ContactSheet::render() const {
   std::vector<std::string> titles{"colour", "truth", "input"};
   titles.insert(titles.end(), columns_.begin(), columns_.end());
   for (std::size_t i = 0; i < titles.size(); ++i) {
-    write(head, titles[i], {static_cast<int>(i) * (kWidth + kGap) + 4, kTitle - 8});
+    write_title(head, titles[i], {static_cast<int>(i) * (kWidth + kGap) + 4, kTitle - 8});
   }
   parts.push_back(head);
   std::transform(worst_.begin(), worst_.end(), std::back_inserter(parts),
