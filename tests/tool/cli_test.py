@@ -97,7 +97,7 @@ class RefineTest(Case):
                              *arguments, **options)
 
     def test_writes_what_was_asked_for_and_says_what_it_did(self):
-        result = self.refine("--confidence", "c.tiff", "--preview", "p.png", "--json", "s.json")
+        result = self.refine("--confidence", "c.tif", "--preview", "p.png", "--json", "s.json")
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertIn("Refined 64 x 48 pixels", result.stdout)
         self.assertIn("99.5 % before, 100.0 % after", result.stdout)
@@ -108,14 +108,14 @@ class RefineTest(Case):
         self.assertAlmostEqual(summary["depth_before"]["valid_fraction"], 1 - 16 / (64 * 48))
         self.assertAlmostEqual(summary["depth_before"]["nearest_m"], 1.0)
         self.assertEqual(sorted(os.listdir(self.folder)),
-                         ["c.tiff", "color.png", "depth.png", "out.png", "p.png", "s.json"])
+                         ["c.tif", "color.png", "depth.png", "out.png", "p.png", "s.json"])
         self.assertNotIn("\033", result.stdout, "no colours in a pipe")
 
     def test_colours_a_terminal_unless_no_color_holds_something(self):
-        for value, coloured in (("", True), ("1", False)):
+        for kind, value, coloured in (("xterm", "", True), ("xterm", "1", False), ("dumb", "", False)):
             terminal, standard_output = os.openpty()
             self.refine(stdout=standard_output, stderr=subprocess.PIPE, capture_output=False,
-                        env={**os.environ, "TERM": "xterm", "NO_COLOR": value})
+                        env={**os.environ, "TERM": kind, "NO_COLOR": value})
             os.close(standard_output)
             self.assertEqual(b"\033[1m" in os.read(terminal, 4096), coloured)
             os.close(terminal)
@@ -131,6 +131,7 @@ class RefineTest(Case):
         first_json, scaled = (json.loads(self.refine(*scale, "--json", "-").stdout) for scale in ((), ("--depth-scale", 5000)))
         self.assertAlmostEqual(scaled["depth_after"]["median_m"], first_json["depth_after"]["median_m"] / 5)
         self.assertIn("depth before    0.20 to", self.refine("--depth-scale", 5000).stdout)
+        self.assertEqual(self.refine("--depth-scale", "1e9").returncode, 0)
         self.assertEqual((self.folder / "out.png").read_bytes(), first)
 
     def test_reports_unusable_input_as_usage(self):
@@ -148,16 +149,20 @@ class RefineTest(Case):
                   ("0", "nan", "inf", "5000mm", "1e10")),
                 ("--depth-scale", "0.001", "0.001 would be metres per unit. Give units per metre: 1000."),
                 *(("--clip", text, f"{text} is not a range in metres such as 0.3..5") for text in
-                  ("1", "1..", "5..1", "-1..2", "1..nan", "1..2..3", "1..2m")),
+                  ("1", "1..", "2..2", "5..1", "-1..2", "1..nan", "1..2..3", "1..2m")),
                 *(("--intrinsics", text, f"{text} is not fx,fy,cx,cy in pixels") for text in
                   ("1,2,3", "1,2,3,4,5", "0,1,2,3", "1,2,3,x"))):
             self.expect_failure(self.refine(option, value), 2, f"enhance-depth: {option}: {sentence}")
         self.expect_failure(self.refine("--cloud", "c.ply"), 2, "--cloud requires --intrinsics")
         self.expect_failure(self.refine("--intrinsics", "50,50,32,24"), 2, "--intrinsics requires --cloud")
+        self.expect_failure(self.refine("--cloud", "c.ply", "--intrinsics", "1,1,0,0", "--json", "c.ply"), 2,
+                            "c.ply is named twice")
+        self.expect_failure(self.refine("--json", "no/s.json"), 2, "the folder no does not exist")
         for arguments, sentence in ((["refine"], "required"), ([], "A subcommand is required"),
                                     (["sequence", "c", "a", "b", "--bogus"], "not expected: a b --bogus. Run with --help"),
-                                    (["refine", "--color", "color.png", "depth.png"], "--color is followed by several "
-                                     "files, such as depth.png: the shell replaced a pattern")):
+                                    *((["refine", option, "color.png", "depth.png"], f"{option} is followed by several "
+                                       "files, such as depth.png: the shell replaced a pattern")
+                                      for option in ("--color", "-c", "--depth", "-d"))):
             result = self.run_tool(*arguments)
             self.expect_failure(result, 2, sentence)
             self.assertTrue(result.stderr.startswith("enhance-depth: "), result.stderr)
@@ -231,7 +236,7 @@ class RefineTest(Case):
         sure = self.refine("--json", "all.json", "--min-confidence", 0)
         self.assertIn("unsure          0 pixels below confidence 0 set to 0", sure.stdout)
         result = self.refine("--min-confidence", 0.5, "--clip", "1.05..1.2", "--json", "s.json", "--cloud", "c.ply",
-                             "--intrinsics", "50,50,32,24")
+                             "--intrinsics", "50,50,-1000,24")
         self.assertEqual(result.returncode, 0, result.stderr)
         whole, rest = (json.loads((self.folder / name).read_text()) for name in ("all.json", "s.json"))
         self.assertGreater(rest["unsure_pixels"], 0)
@@ -243,7 +248,11 @@ class RefineTest(Case):
                          rest["unsure_pixels"] + rest["clipped_pixels"])
         self.assertGreaterEqual(rest["depth_after"]["nearest_m"], 1.05)
         self.assertLessEqual(rest["depth_after"]["farthest_m"], 1.2)
-        self.assertIn(f"element vertex {left}\n".encode(), (self.folder / "c.ply").read_bytes())
+        head, points = (self.folder / "c.ply").read_bytes().split(b"end_header\n", 1)
+        self.assertIn(f"element vertex {left}\n".encode(), head)
+        x, y, z = struct.unpack("<3f", points[:12])
+        self.assertGreater(x, 20 * z, "the camera looks past the scene")
+        self.assertLess(abs(y), z)
 
     def test_warns_of_an_unlikely_unit(self):
         def expect_warning(depth, sentence, *options):
@@ -393,6 +402,7 @@ class SequenceTest(Case):
         for jobs in (3, 0):
             several = self.sequence("--preview", "--output", f"out{jobs}", "--video", f"{jobs}.avi", "--jobs", jobs)
             self.assertEqual(several.returncode, 1)
+            self.assertEqual(several.stderr.count("Tensor rgb:"), jobs or len(os.sched_getaffinity(0)), "engines")
             self.assertEqual([line for line in several.stderr.splitlines() if "INFO" not in line],
                              [line for line in one.stderr.splitlines() if "INFO" not in line])
             self.assertEqual(self.content(f"out{jobs}"), self.content("one"))
@@ -400,27 +410,35 @@ class SequenceTest(Case):
 
     def test_makes_results_again_that_are_not_of_the_images_that_belong_together(self):
         self.make_tum()
+        self.write("rec/color/5.png", color_png(64, 48) + b"a")
         self.assertEqual(self.sequence("--output", "out").returncode, 0)
         # A recording that moved is the same one, also when its files look new.
         shutil.copytree(self.folder / "rec", self.folder / "moved")
         shutil.rmtree(self.folder / "rec")
         moved = self.sequence("moved", "--resume")
         self.assertIn("Nothing to do", moved.stdout, moved.stderr)
-        # A closer colour image, a depth image of the same size, one that changed at the same time, a damaged one.
+        # A closer colour image as old and as large as the other, a depth image of the same size, one that changed at
+        # the same time, a damaged one, a colour image that changed right afterwards, a result that cannot be written.
         with open(self.folder / "moved/rgb.txt", "a", encoding="ascii") as stream:
             stream.write("1000.043333 color/other.png\n")
-        self.write("moved/color/other.png", png(64, 48, 8, 3, lambda y: bytes(64 * 3)))
+        other = png(64, 48, 8, 3, lambda y: bytes(64 * 3))
+        old = self.folder / "moved/color/1.png"
+        shutil.copystat(old, self.write("moved/color/other.png", other.ljust(old.stat().st_size, b"\0")))
         self.write("moved/depth/2.png", depth_png(64, 48, offset=7))
         self.write("moved/depth/3.png", b"damaged")
+        changed = (self.folder / "moved/color/5.png").stat().st_mtime_ns
+        os.utime(self.write("moved/color/5.png", color_png(64, 48) + b"b"), ns=(changed + 1, changed + 1))
+        (self.folder / "out/depth/4.png").unlink()
+        (self.folder / "out/depth/4.png").mkdir()
         before = self.content("out/depth")
         again = self.sequence("moved", "--resume", "--json", "s.json")
-        self.expect_failure(again, 1, "3.png")
-        self.assertIn("refined again   3 frames whose images changed", again.stdout)
-        self.assertEqual(self.summary()["changed"], 3)
+        self.expect_failure(again, 1, "3.png", "out/depth/4.png cannot be written: Is a directory")
+        self.assertIn("refined again   4 frames whose images changed", again.stdout)
+        self.assertEqual(self.summary()["changed"], 4)
         after = self.content("out/depth")
         self.assertEqual({name for name in before if before[name] != after.get(name)}, {"1.png", "2.png", "3.png"})
         self.assertNotIn("3.png", after, "the result of another image would pass for that of this one")
-        self.assertEqual(len((self.folder / "out/depth.txt").read_text().splitlines()), 2 + 5)
+        self.assertEqual(len((self.folder / "out/depth.txt").read_text().splitlines()), 2 + 4)
 
     def test_keeps_results_of_another_recording_with_a_frame_in_common(self):
         self.assertEqual(self.sequence().returncode, 0)
@@ -485,7 +503,7 @@ class SequenceTest(Case):
         self.assertEqual([p for p in self.folder.rglob("*") if p.is_file() and (p.name[0] == "." or p.suffix == ".avi")], [])
 
     def test_fails_one_frame_whose_name_is_too_long_for_a_result(self):
-        name = "n" * 251
+        name = "0" * 251
         for kind in ("color", "depth"):
             (self.folder / f"rec/{kind}/3.png").rename(self.folder / f"rec/{kind}/{name}.png")
         result = self.sequence("--confidence")
@@ -494,9 +512,10 @@ class SequenceTest(Case):
 
     def test_takes_any_finite_time_stamp(self):
         # Pairs of stamps, and the microseconds per frame of the video: its header has them.
-        for stamps, interval in ((("1e-310", "20"), 1000000), (("5", "5"), 33333), (("5", "5.1"), 100000)):
+        for stamps, interval in ((("1e-310", "20"), 1000000), (("5", "5"), 33333), (("5", "5.1", "5.2"), 100000)):
             for name, kind in (("rgb", "color"), ("depth", "depth")):
-                self.write(f"rec/{name}.txt", f"{stamps[0]} {kind}/0.png\n{stamps[1]} {kind}/1.png\n".encode())
+                lines = (f"{stamp} {kind}/{i}.png\n" for i, stamp in enumerate(stamps))
+                self.write(f"rec/{name}.txt", "".join(lines).encode())
             result = self.sequence("--video", f"{interval}.avi", "--output", f"out{interval}")
             self.assertEqual(result.returncode, 0, result.stderr)
             self.assertEqual(struct.unpack("<I", (self.folder / f"{interval}.avi").read_bytes()[32:36])[0], interval)
@@ -546,9 +565,12 @@ class SequenceTest(Case):
         places = ("--color", "rec/color/[1-5].png", "--depth", "rec/depth/[1-5].png")
         self.assertEqual(self.run_tool("sequence", "--engine", ENGINE, *places, "--output", "late", "--preview").returncode,
                          0)
-        self.write("rec/depth/0.png", png(64, 48, 16, 1, lambda y: bytes(128)))
-        self.assertEqual(self.sequence("--preview").returncode, 0)
-        self.assertEqual(self.content("late/preview")["3.jpg"], self.content("out/preview")["3.jpg"])
+        for output, depth in (("out", png(64, 48, 16, 1, lambda y: bytes(128))), ("far", depth_png(offset=500))):
+            self.write("rec/depth/0.png", depth)
+            self.assertEqual(self.sequence("--preview", "--output", output).returncode, 0)
+        late, out, far = (self.content(f"{output}/preview")["3.jpg"] for output in ("late", "out", "far"))
+        self.assertTrue(late == out)
+        self.assertFalse(late == far)
 
     def require_namespaces(self):
         if subprocess.run(["unshare", "-rm", "true"], capture_output=True, check=False).returncode != 0:
@@ -611,7 +633,7 @@ class SequenceTest(Case):
         self.assertEqual(self.content("rec/raw"), lists)
         shutil.rmtree(self.folder / "rec/raw")
         for file in ("rec/depth/1.png", "rec/rgb.txt", "out/depth/1.png"):
-            for option in ("--json", "--video"):
+            for option in ("--json", "--video", "--csv"):
                 self.expect_failure(self.sequence(option, file), 2, f"{file} is ")
         # An image that is a link to what would become a result of another.
         self.write("out/depth/3.png", before["depth/3.png"])
@@ -637,6 +659,7 @@ class SequenceTest(Case):
         self.expect_failure(result, 2, "OpenCV has no encoder for it on this system")
         self.assertEqual(os.listdir(self.folder / "out/depth"), [])
         self.assertEqual(list(self.folder.glob("v*")), [])
+        self.assertEqual(self.sequence().returncode, 0)  # there is nothing yet that it could overwrite
 
     def test_lets_an_ignored_interrupt_be_ignored(self):
         self.make_frames(6)
@@ -651,7 +674,7 @@ class SequenceTest(Case):
         shutil.copytree(self.folder / "rec", self.folder / "other")
         for i in range(self.count):
             self.write(f"other/depth/{i}.png", depth_png(64, 48, offset=100 + i))
-        engine = self.write("other.toml", ENGINE.read_bytes() + b"# another")
+        engine = self.write("other.toml", ENGINE.read_bytes().replace(b"# The", b"# Not"))  # of the same size
         for arguments, differences in ((("other",), "recording"),
                                        (("--engine", engine, "--depth-scale", 2500), "depth scale, engine"),
                                        (("--max-difference", 0.01), "max difference")):
@@ -762,8 +785,8 @@ class SequenceTest(Case):
 
     def test_takes_images_of_all_formats_from_folders(self):
         shutil.rmtree(self.folder / "rec")
-        for i in range(2):
-            values = b"".join(struct.pack(">64H", *range(1000 + y + i, 1320 + y + i, 5)) for y in range(48))
+        for i in ("0", "\udcff"):  # the other name is no UTF-8
+            values = b"".join(struct.pack(">64H", *range(29000 + y, 29320 + y, 5)) for y in range(48))
             self.write(f"rec/depth/{i}.pgm", b"P5 64 48 65535\n" + values)
             self.write(f"rec/color/{i}.ppm", b"P6 64 48 255\n" + bytes(64 * 48 * 3))
             alone = self.run_tool("refine", "--engine", ENGINE, "--color", f"rec/color/{i}.ppm", "--depth",
@@ -771,8 +794,10 @@ class SequenceTest(Case):
             self.assertEqual(alone.returncode, 0, alone.stderr)
         result = self.sequence()
         self.assertEqual(result.returncode, 0, result.stderr)
-        for i in range(2):
+        self.assertEqual(result.stderr.count("warning"), 1, "of the unlikely unit, once")
+        for i in ("0", "\udcff"):
             self.assertEqual((self.folder / f"out/depth/{i}.png").read_bytes(), (self.folder / f"{i}.png").read_bytes())
+        self.assertIn("Nothing to do: 2 frames", self.sequence("--resume").stdout)
 
     def test_recognises_swapped_images(self):
         (self.folder / "rec").rename(self.folder / "right")
@@ -799,6 +824,7 @@ class SequenceTest(Case):
         self.expect_failure(self.run_tool("sequence", "--engine", ENGINE, "--output", "out"), 2, "No recording is named")
         self.expect_failure(self.sequence("--video", "v.avi", "--resume"), 2, "excludes")
         self.expect_failure(self.sequence("--video", "v.gif"), 2, "must end in .mp4 or .avi")
+        self.expect_failure(self.sequence("--csv", "no/f.csv"), 2, "the folder no does not exist")
         self.write("bad.engine", b"not an engine")
         self.expect_failure(self.run_tool("sequence", "--engine", "bad.engine", "rec", "--output", "none"), 3,
                             "cannot be loaded")
@@ -868,6 +894,7 @@ class BenchTest(Case):
         summary = json.loads(output)
         self.assertTrue(summary["interrupted"])
         self.assertRegex(errors, f"warning:\\S* interrupted after {summary['frames']} frame")
+        self.assertIn(" of 10000000 frames", errors)
 
     def test_never_overwrites_the_engine(self):
         shutil.copy(ENGINE, self.folder / "e.toml")
@@ -902,6 +929,7 @@ class EvaluateTest(Case):
         self.assertEqual(first["hidden"], second["hidden"])
         self.assertLess(first["hidden"]["relative error [%]"], 3)  # the wall is smooth
         self.assertGreater(first["hidden"]["filled [%]"], 50)
+        self.assertLess(first["hidden"]["filled [%]"], 100, "the engine saw what was hidden")
         self.assertIn("hidden,relative error [%],", (self.folder / "e.csv").read_text())
         for picture, height in (("p.png", 588), ("s.png", 292)):
             self.assertEqual((self.folder / picture).read_bytes()[:4], b"\x89PNG")
@@ -932,8 +960,8 @@ class EvaluateTest(Case):
 
 class InspectTest(Case):
     def test_reads_no_more_of_a_large_file_than_it_needs(self):
-        os.truncate(self.write("large.onnx", b"ftrt\0"), 3 << 30)
-        self.expect_failure(self.run_tool("inspect", "large.onnx", timeout=10), 2, "large.onnx is not an ONNX model")
+        os.truncate(self.write("large.ONNX", b"ftrt\0"), 3 << 30)
+        self.expect_failure(self.run_tool("inspect", "large.ONNX", timeout=10), 2, "large.ONNX is not an ONNX model")
 
     def test_says_in_json_what_it_says_in_words(self):
         result = self.run_tool("inspect", ENGINE, "--json", "i.json")

@@ -142,9 +142,13 @@ const std::vector<ChangedModel> kModels = {
      [](onnx_file::Graph& graph) {
        *graph.add_input() = graph.output(1);
        graph.mutable_output()->RemoveLast();
+       set_shape(*graph.mutable_input(2), {7});
      },
      "confidence_output: it is an input; make it an output.\n"},
     {"RankOfDepth", input_shape(1, {-1, -1}), "dep: its shape (-1, -1) has rank 2; make it (1, 1, H, W).\n"},
+    {"RankBeyondAll", input_shape(1, Shape(17, 1)),
+     "dep: its shape (1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, ...) has rank 17; make it (1, 1, H, "
+     "W).\n"},
     {"InterleavedColourOfRankFour", input_shape(0, {1, -1, -1, 3}),
      "rgb: its shape (1, -1, -1, 3) does not admit 640 x 480 pixels, which the library sets up first; make "
      "it (1, 3, H, W) with H and W dynamic.\n"},
@@ -243,6 +247,7 @@ TEST(InspectEngine, KeepsWhatTensorRtSaysShortAndFitToBeShown) {
   const LoadedEngine unknown = load(description("\"\\u001b[2J" + std::string(200'000, 'a') + "\" = 1\n"));
   ASSERT_EQ(unknown.messages.size(), 1U);
   EXPECT_LT(unknown.messages[0].size(), 600U);
+  EXPECT_EQ(unknown.messages[0].substr(unknown.messages[0].size() - 4), "a...");
   EXPECT_NE(unknown.messages[0].find("\\x1b[2Jaaa"), std::string::npos) << unknown.messages[0];
 }
 

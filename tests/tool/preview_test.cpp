@@ -2,6 +2,8 @@
 #include "image/preview.h"
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <set>
@@ -9,6 +11,7 @@
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
+#include <unistd.h>
 
 #include "image/color_scale.h"
 #include "image/depth_filter.h"
@@ -228,13 +231,25 @@ TEST(ToolLibraryOutput, PassesOnWhatIsNotSaidTwice) {
   EXPECT_EQ(filtered_line(std::string(5000, 'x'), true), std::string(2000, 'x') + "...");
 }
 
+TEST(ToolLibraryOutput, PassesOnALastLineWithoutAnEnd) {
+  testing::GTEST_FLAG(death_test_style) = "fast";
+  const auto end_in_a_line = [] {
+    {
+      const LibraryOutput output(false);
+      dprintf(STDOUT_FILENO, "a last word");
+    }
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(end_in_a_line(), testing::ExitedWithCode(0), "a last word\n");
+}
+
 TEST(ToolText, StatesTimesAndBreaksLines) {
   EXPECT_EQ(duration(59.94), "59.9 s");
   EXPECT_EQ(duration(59.97), "1 min 00 s");
   EXPECT_EQ(duration(3599.6), "1 h 00 min");
   EXPECT_EQ(duration(7 * 3600 + 125), "7 h 02 min");
   EXPECT_EQ(percent(1.0 / 3.0), "33.3 %");
-  EXPECT_EQ(wrapped("one two three-four five", 9), "one two\nthree-four\nfive");
+  EXPECT_EQ(wrapped("one two three-four five", 7), "one two\nthree-four\nfive");
 }
 
 }  // namespace

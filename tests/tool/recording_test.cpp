@@ -67,7 +67,7 @@ TEST(ToolPairing, AgreesWithItsDefinition) {
     std::vector<double> depth(random() % 20);
     std::generate(color.begin(), color.end(), [&] { return time(random); });
     std::generate(depth.begin(), depth.end(), [&] { return time(random); });
-    EXPECT_EQ(by_time(color, depth, 0.05), pair_by_definition(color, depth, 0.05 + 1e-6));
+    EXPECT_EQ(by_time(color, depth, 0.3), pair_by_definition(color, depth, 0.3 + 1e-6));
   }
   // As far apart as is allowed, and just beyond.
   EXPECT_EQ(by_time({1305031102.37}, {1305031102.39}, 0.02), (Pairs{{0, 0}}))
@@ -136,11 +136,11 @@ TEST_F(ToolRecording, PairsATumFolderAndCountsWhatIsLeft) {
 
 TEST_F(ToolRecording, PairsFoldersByNameAndCountsWhatIsLeft) {
   for (const char* name : {"color/2.jpg", "color/10.JPG", "color/notes.txt", "color/7.png", "depth/2.png",
-                           "depth/10.png", "depth/99.png", "color/._7.png", "depth/._99.png"}) {
+                           "depth/10.tif", "depth/99.png", "color/._7.png", "depth/._99.png"}) {
     add(name);
   }
   const Recording by_name = open_recording(folder_.path(), 0.02);
-  EXPECT_EQ(names(by_name), (Names{"2.jpg+2.png", "10.JPG+10.png"}));
+  EXPECT_EQ(names(by_name), (Names{"2.jpg+2.png", "10.JPG+10.tif"}));
   EXPECT_EQ(by_name.unpaired_color, 1U);
   EXPECT_EQ(by_name.unpaired_depth, 1U);
   EXPECT_FALSE(by_name.timed);
