@@ -140,8 +140,10 @@ class RefineTest(Case):
                             "Register the depth")
         self.expect_failure(self.refine(depth="missing.png"), 2, "missing.png does not exist")
         self.expect_failure(self.refine(output="depth.png"), 2, "depth.png is read by this command")
-        self.expect_failure(self.refine(color="depth.png", depth="color.png"), 2, "depth.png is given as colour but is a "
-                            "depth image, and color.png is given as depth but is a colour image. Swap them.")
+        self.write("grey.png", png(64, 48, 8, 1, lambda y: bytes(64)))
+        for color in ("color.png", "grey.png"):
+            self.expect_failure(self.refine(color="depth.png", depth=color), 2, "depth.png is given as colour but is a depth "
+                                f"image, and {color} is given as depth but is a colour image. Swap them.")
         self.write("wide.png", depth_png(8193, 2))
         self.expect_failure(self.refine(depth="wide.png"), 2, "wide.png has 8193 x 2 pixels; at most 8192 x 8192")
         for option, value, sentence in (
@@ -782,6 +784,15 @@ class SequenceTest(Case):
                                 "--json and --csv would both be printed to standard output. Name a file for one of them.")
         self.assertFalse((self.folder / "both").exists())
         self.assertFalse((self.folder / "-").exists())
+
+    def test_does_not_suggest_a_scale_for_floats(self):
+        header = b"{'descr': '<f4', 'fortran_order': False, 'shape': (48, 64), }"
+        shutil.rmtree(self.folder / "rec/depth")
+        self.write("rec/depth/0.npy", b"\x93NUMPY\1\0" + struct.pack("<H", len(header)) + header + struct.pack("<f", 30) * 3072)
+        for command in (("sequence", "rec"), ("refine", "--color", "rec/color/0.png", "--depth", "rec/depth/0.npy")):
+            result = self.run_tool(*command, "--engine", ENGINE, "--output", f"{command[0]}.png")
+            self.assertIn("rec/depth/0.npy is 30.000 m, which no RGB-D camera delivers. Floats are taken", result.stderr)
+            self.assertNotIn("with --depth-scale", result.stderr)
 
     def test_takes_images_of_all_formats_from_folders(self):
         shutil.rmtree(self.folder / "rec")

@@ -197,8 +197,9 @@ TEST(ToolPointCloud, HoldsEveryPixelThatHasDepth) {
 }
 
 TEST(ToolDepthScale, NamesALikelierUnitWhenTheMedianIsUnlikely) {
-  const auto warning = [](std::uint16_t median, double units_per_metre) {
-    return depth_warning("d", {1.0, 1, median, 60000}, {units_per_metre});
+  const auto warning = [](std::uint16_t median, double units_per_metre,
+                          DepthStorage storage = DepthStorage::kUnits) {
+    return depth_warning("d", {1.0, 1, median, 60000}, {units_per_metre}, storage);
   };
   for (const std::uint16_t likely : {std::uint16_t{100}, std::uint16_t{20000}}) {
     EXPECT_EQ(warning(likely, 1000.0), "");
@@ -215,6 +216,10 @@ TEST(ToolDepthScale, NamesALikelierUnitWhenTheMedianIsUnlikely) {
   EXPECT_EQ(warning(3, 1000.0),
             "The median depth of d is 0.003 m at 1000" + unlikely +
                 " Give its units per metre with --depth-scale, or store metres as 32-bit floats.");
+  EXPECT_EQ(warning(30000, 1000.0, DepthStorage::kMetres),
+            "The median depth of d is 30.000 m, which no RGB-D camera delivers. Floats are taken as metres: "
+            "convert "
+            "the file if they are not, for example by dividing millimetres by 1000.");
 }
 
 TEST(ToolLibraryOutput, PassesOnWhatIsNotSaidTwice) {

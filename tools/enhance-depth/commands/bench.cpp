@@ -77,9 +77,9 @@ std::vector<Input> recorded_inputs(const RecordingOptions& options, RgbLayout la
     if (inputs.size() == kMost) {
       break;
     }
-    const auto [color, depth] = read_frame(frame.color, frame.depth, {});
-    if (inputs.empty() || depth.size() == inputs[0].depth.size()) {
-      inputs.push_back({arrange_rgb(color, layout), depth});
+    const FrameImages images = read_frame(frame.color, frame.depth, {});
+    if (inputs.empty() || images.depth.size() == inputs[0].depth.size()) {
+      inputs.push_back({arrange_rgb(images.color, layout), images.depth});
     }
   }
   return inputs;

@@ -196,19 +196,20 @@ int evaluate(EvaluateOptions options) {
       if (interrupt.interrupted()) {
         break;
       }
-      const auto [color, depth] = read_frame(frame.files.color, frame.files.depth, options.scale);
-      const JudgedFrame judged_frame = judged(frame, depth, options.scale, options.seed);
+      const FrameImages images = read_frame(frame.files.color, frame.files.depth, options.scale);
+      const JudgedFrame judged_frame = judged(frame, images.depth, options.scale, options.seed);
       std::vector<cv::Mat> predictions;
       double error_of_first = 0.0;
       for (std::size_t i = 0; i < engines.size(); ++i) {
-        engines[i]->configure(depth.size());
-        const Refined refined = engines[i]->process(arrange_rgb(color, layouts[i]), judged_frame.input);
+        engines[i]->configure(images.depth.size());
+        const Refined refined =
+            engines[i]->process(arrange_rgb(images.color, layouts[i]), judged_frame.input);
         const double error =
             evaluations[i].add(judged_frame, refined.depth, refined.confidence, refined.library_ms);
         error_of_first = i == 0 ? error : error_of_first;
         predictions.push_back(refined.depth.clone());
       }
-      sheet.offer(error_of_first, frame.files.name, color, judged_frame, predictions);
+      sheet.offer(error_of_first, frame.files.name, images.color, judged_frame, predictions);
       ++done;
       progress.frame_done(false);
     }

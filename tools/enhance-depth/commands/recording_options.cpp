@@ -113,9 +113,10 @@ DepthScale choose_scale(const Recording& recording, DepthScale scale) {
   bool none_yet = true;  // of the images that could be read
   for (const FrameFiles& frame : recording.frames) {
     try {
-      const DepthStatistics depth = describe_depth(read_depth(frame.depth, scale));
+      const Bytes file = read_file(frame.depth, "image", kMaxFileBytes);
+      const DepthStatistics depth = describe_depth(decode_depth(file, frame.depth.string(), scale));
       if (depth.farthest > 0 || none_yet) {
-        print_warning(depth_warning(frame.depth.string(), depth, scale));
+        print_warning(depth_warning(frame.depth.string(), depth, scale, depth_storage(file)));
       }
       if (depth.farthest > 0) {
         break;

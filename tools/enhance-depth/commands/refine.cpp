@@ -155,7 +155,7 @@ int refine(const RefineOptions& options) {
   report.size = images.depth.size();
   report.grey_color = is_grey(images.color);
   report.before = describe_depth(images.depth);
-  print_warning(depth_warning(options.depth.string(), report.before, options.scale));
+  print_warning(depth_warning(options.depth.string(), report.before, options.scale, images.depth_storage));
 
   const RgbLayout layout = choose_rgb_layout(options.engine);
   Engine engine(options.engine.engine);

@@ -30,12 +30,22 @@ std::string scale_text(DepthScale scale) {
   return number(scale.units_per_metre) + " units per metre" + source;
 }
 
-std::string depth_warning(const std::string& name, const DepthStatistics& depth, DepthScale scale) {
+std::string depth_warning(const std::string& name, const DepthStatistics& depth, DepthScale scale,
+                          DepthStorage storage) {
   if (depth.farthest == 0) {
     return name + " has no depth: every pixel is 0. Check that it is the right file.";
   }
   if (is_likely(scale.metres(depth.median))) {
     return "";
+  }
+  const std::string median =
+      "The median depth of " + name + " is " + decimals(scale.metres(depth.median), 3) + " m";
+  const std::string unlikely = ", which no RGB-D camera delivers.";
+  if (storage == DepthStorage::kMetres) {
+    return median + unlikely +
+           " Floats are taken as metres: convert the file if they are not, for example by dividing "
+           "millimetres "
+           "by 1000.";
   }
   const struct {
     double units_per_metre;
@@ -50,8 +60,7 @@ std::string depth_warning(const std::string& name, const DepthStatistics& depth,
     likelier += (likelier.empty() ? " It would be " : ", or ") + decimals(metres, 2) +
                 " m with --depth-scale " + number(known.units_per_metre) + " (" + known.whose + ")";
   }
-  return "The median depth of " + name + " is " + decimals(scale.metres(depth.median), 3) + " m at " +
-         number(scale.units_per_metre) + " units per metre, which no RGB-D camera delivers." +
+  return median + " at " + number(scale.units_per_metre) + " units per metre" + unlikely +
          (likelier.empty() ? " Give its units per metre with --depth-scale, or store metres as 32-bit floats."
                            : likelier + ".");
 }

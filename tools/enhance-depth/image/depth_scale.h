@@ -19,9 +19,13 @@ struct DepthScale {
 // "1000 units per metre", and where that comes from unless the user gave it.
 std::string scale_text(DepthScale scale);
 
+// What the numbers in the file of a depth image are. A scale applies to units only.
+enum class DepthStorage { kUnits, kMetres };
+
 // What speaks against an image, or against its unit: that it has no depth, or a median that no RGB-D camera
 // delivers, with the scale that is likelier. `name` stands for the image. Empty when nothing does.
-std::string depth_warning(const std::string& name, const DepthStatistics& depth, DepthScale scale);
+std::string depth_warning(const std::string& name, const DepthStatistics& depth, DepthScale scale,
+                          DepthStorage storage);
 
 }  // namespace enhance_depth_tool
 

@@ -124,13 +124,13 @@ bool is_color(const ImageHeader& header) {
          (header.channels == 3 || header.channels == 1 || cmyk);
 }
 
-// Whether a file can be nothing but a colour image, or nothing but a depth image.
-bool holds_only_color(const Bytes& file) {
+// No image can be both.
+bool holds_color(const Bytes& file) {
   const ImageHeader header = read_image_header(file.data(), file.size());
-  return header.fault.empty() && is_color(header) && header.channels > 1;
+  return header.fault.empty() && is_color(header);
 }
 
-bool holds_only_depth(const Bytes& file) {
+bool holds_depth(const Bytes& file) {
   const ImageHeader header = read_image_header(file.data(), file.size());
   return header.fault.empty() && is_depth(header);
 }
@@ -198,13 +198,18 @@ cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scal
   throw UsageError(name + " is not stored as plain pixels. " + kDepthNeeded + ".");
 }
 
+DepthStorage depth_storage(const Bytes& file) {
+  const bool floats = read_image_header(file.data(), file.size()).sample_type == SampleType::kFloat;
+  return floats ? DepthStorage::kMetres : DepthStorage::kUnits;
+}
+
 cv::Mat read_depth(const std::filesystem::path& path, DepthScale scale) {
   return decode_depth(read_file(path, "image", kMaxFileBytes), path.string(), scale);
 }
 
 void require_not_swapped(const Bytes& color_file, const std::string& color_name, const Bytes& depth_file,
                          const std::string& depth_name) {
-  if (holds_only_depth(color_file) && holds_only_color(depth_file)) {
+  if (holds_depth(color_file) && holds_color(depth_file)) {
     throw UsageError(color_name + " is given as colour but is a depth image, and " + depth_name +
                      " is given as depth but is a colour image. Swap them.");
   }
@@ -213,7 +218,8 @@ void require_not_swapped(const Bytes& color_file, const std::string& color_name,
 FrameImages decode_frame(const Bytes& color_file, const std::string& color_name, const Bytes& depth_file,
                          const std::string& depth_name, DepthScale scale) {
   require_not_swapped(color_file, color_name, depth_file, depth_name);
-  FrameImages images{decode_color(color_file, color_name), decode_depth(depth_file, depth_name, scale)};
+  FrameImages images{decode_color(color_file, color_name), decode_depth(depth_file, depth_name, scale),
+                     depth_storage(depth_file)};
   require_same_size(images.color, color_name, images.depth, depth_name);
   return images;
 }

@@ -30,12 +30,16 @@ cv::Mat decode_color(const Bytes& file, const std::string& name);
 // 16 bits become 0, no depth.
 cv::Mat decode_depth(const Bytes& file, const std::string& name, DepthScale scale);
 
+// What the numbers in a file that decode_depth() accepts are.
+DepthStorage depth_storage(const Bytes& file);
+
 cv::Mat read_depth(const std::filesystem::path& path, DepthScale scale);
 
 // The two images of a frame, of one size.
 struct FrameImages {
   cv::Mat color;
   cv::Mat depth;
+  DepthStorage depth_storage = DepthStorage::kUnits;
 };
 
 // Throws a UsageError if the two files are a depth image and a colour image, in this order.

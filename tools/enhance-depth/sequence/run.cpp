@@ -76,7 +76,8 @@ void SequenceRun::make_results(FrameJob& job) {
     images = decode_frame(color_file.content, files.color.string(), depth_file.content, files.depth.string(),
                           settings_.scale);
   }
-  const auto& [color, depth] = images;
+  const cv::Mat& color = images.color;
+  const cv::Mat& depth = images.depth;
   const Bytes rgb = arrange_rgb(color, settings_.rgb_layout);
   job.measures.input_ms = stopwatch.milliseconds();
 
