@@ -54,7 +54,7 @@ TEST(ToolProgress, KeepsOneLineUpToDateOnATerminal) {
   std::ostringstream stream;
   double now = 0.0;
   {
-    Progress progress(stream, {true, 60}, 2000, [&] { return now; });
+    Progress progress(stream, {true, 60}, {2000}, [&] { return now; });
     now = 10.0;
     progress.frame_done(false);
     EXPECT_EQ(stream.str(), "\r1 of 2000 frames, 0.1 frames/s, 5 h 33 min left\033[K");
@@ -76,7 +76,7 @@ TEST(ToolProgress, KeepsOneLineUpToDateOnATerminal) {
 
 TEST(ToolProgress, NeverWrapsOnANarrowTerminal) {
   std::ostringstream stream;
-  Progress progress(stream, {true, 20}, 2000, [] { return 10.0; });
+  Progress progress(stream, {true, 20}, {2000}, [] { return 10.0; });
   progress.frame_done(false);
   EXPECT_EQ(stream.str(), "\r1 of 2000 frames, 0\033[K");
 }
@@ -84,7 +84,7 @@ TEST(ToolProgress, NeverWrapsOnANarrowTerminal) {
 TEST(ToolProgress, WritesPlainLinesNowAndThenElsewhere) {
   std::ostringstream stream;
   double now = 0.0;
-  Progress progress(stream, {false, 80}, 300, [&] { return now; });
+  Progress progress(stream, {false, 80}, {300}, [&] { return now; });
   for (int i = 0; i < 250; ++i) {
     now += 0.125;
     progress.frame_done(i == 3);
@@ -93,6 +93,18 @@ TEST(ToolProgress, WritesPlainLinesNowAndThenElsewhere) {
             "80 of 300 frames, 8.0 frames/s, 27.5 s left, 1 failed\n"
             "160 of 300 frames, 8.0 frames/s, 17.5 s left, 1 failed\n"
             "240 of 300 frames, 8.0 frames/s, 7.5 s left, 1 failed\n");
+}
+
+TEST(ToolProgress, CountsTheTimeLeftWhereThatEndsTheRun) {
+  const auto text = [](Progress::Extent extent, double now) {
+    std::ostringstream stream;
+    Progress(stream, {false, 80}, extent, [now] { return now; }).frame_done(false);
+    return stream.str();
+  };
+  EXPECT_EQ(text({std::nullopt, 30.0}, 20.0), "1 frame, 0.1 frames/s, 10.0 s left\n");
+  EXPECT_EQ(text({2, 30.0}, 20.0), "1 of 2 frames, 0.1 frames/s, 10.0 s left\n");
+  EXPECT_EQ(text({2, 50.0}, 20.0), "1 of 2 frames, 0.1 frames/s, 20.0 s left\n");
+  EXPECT_EQ(text({std::nullopt, 10.0}, 20.0), "1 frame, 0.1 frames/s, 0.0 s left\n");
 }
 
 TEST(ToolInterrupt, ASecondSignalOfAnyKindEndsTheProcess) {
@@ -135,7 +147,7 @@ TEST(ToolSequenceRun, IsNotStoppedByAnInterruptAfterTheLastFrame) {
   ResultJournal journal(output.journal());
   std::ostringstream stream;
   for (const std::vector<FrameFiles>& frames : {std::vector<FrameFiles>(), std::vector<FrameFiles>(1)}) {
-    Progress progress(stream, {}, 1, [] { return 1.0; });
+    Progress progress(stream, {}, {1}, [] { return 1.0; });
     RunSummary summary;
     SequenceRun::Settings settings;
     settings.interrupted = [] { return true; };

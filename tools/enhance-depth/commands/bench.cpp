@@ -38,8 +38,8 @@ struct BenchOptions {
   EngineOptions engine;
   RecordingOptions recording;
   cv::Size size{640, 480};
-  int frames = 300;
-  std::optional<double> duration;  // seconds
+  std::optional<int> frames = 300;  // none if only the duration ends the measurement
+  std::optional<double> duration;   // seconds
   int warm_up = 10;
   JsonOutput json;
 
@@ -94,10 +94,11 @@ Times measure(const BenchOptions& options, const std::vector<Input>& inputs, Eng
     engine.process(input.rgb, input.depth);
   }
   const Stopwatch stopwatch;
-  Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()}, options.frames,
-                    [&] { return stopwatch.seconds(); });
+  Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()},
+                    {options.frames, options.duration}, [&] { return stopwatch.seconds(); });
   const double seconds = options.duration.value_or(std::numeric_limits<double>::infinity());
-  for (int i = 0; i < options.frames && stopwatch.seconds() < seconds && !interrupt.interrupted(); ++i) {
+  const int frames = options.frames.value_or(kMostFrames);
+  for (int i = 0; i < frames && stopwatch.seconds() < seconds && !interrupt.interrupted(); ++i) {
     const Input& input = inputs[static_cast<std::size_t>(options.warm_up + i) % inputs.size()];
     const Refined refined = engine.process(input.rgb, input.depth);
     times.network.push_back(refined.network_ms);
@@ -175,19 +176,20 @@ Action add_bench(CLI::App& app) {
   add_engine_options(app, options->engine);
   add_recording_options(app, options->recording);
   add_image_size(app, options->size)->excludes(app.get_option("INPUT"))->excludes(app.get_option("--color"));
-  CLI::Option* frames =
-      app.add_option("-n,--frames", options->frames, "Frames to measure; those of a recording are repeated")
-          ->check(CLI::Range(1, kMostFrames).description(""))
-          ->type_name("NUMBER")
-          ->capture_default_str();
+  const auto set_frames = [options](const int& frames) { options->frames = frames; };
+  CLI::Option* frames = app.add_option_function<int>("-n,--frames", set_frames,
+                                                     "Frames to measure; those of a recording are repeated")
+                            ->check(CLI::Range(1, kMostFrames).description(""))
+                            ->type_name("NUMBER")
+                            ->default_str(std::to_string(*options->frames));
   const auto set_duration = [options, frames](const double& seconds) {
     options->duration = seconds;
     if (frames->empty()) {
-      options->frames = kMostFrames;
+      options->frames.reset();
     }
   };
   app.add_option_function<double>("--duration", set_duration,
-                                  "End after this time, instead of a number of frames")
+                                  "Measure for this long; with --frames too, whichever ends first")
       ->check(finite_in(0.001, 1e6))
       ->type_name("SECONDS");
   app.add_option("--warm-up", options->warm_up, "Frames to run first, which are not measured")

@@ -191,7 +191,7 @@ int evaluate(EvaluateOptions options) {
   std::size_t done = 0;
   {
     Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()},
-                      static_cast<std::int64_t>(frames.size()), [&] { return stopwatch.seconds(); });
+                      {static_cast<std::int64_t>(frames.size())}, [&] { return stopwatch.seconds(); });
     for (const TrueFrame& frame : frames) {
       if (interrupt.interrupted()) {
         break;

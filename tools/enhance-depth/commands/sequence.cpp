@@ -246,7 +246,7 @@ int refine_sequence(SequenceOptions options) {
   }
   {
     Progress progress(std::cerr, {is_terminal(StandardStream::kError), terminal_width()},
-                      static_cast<std::int64_t>(to_do.frames.size()), [&] { return stopwatch.seconds(); });
+                      {static_cast<std::int64_t>(to_do.frames.size())}, [&] { return stopwatch.seconds(); });
     SequenceRun(engines, output, journal, video_or_null, progress, settings, summary).run(to_do.frames);
   }
   summary.wall_s = stopwatch.seconds();

@@ -1,6 +1,7 @@
 #include "sequence/progress.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "support/text.h"
@@ -13,10 +14,10 @@ constexpr double kPlainInterval = 10.0;
 
 }  // namespace
 
-Progress::Progress(std::ostream& stream, Style style, std::int64_t total, std::function<double()> seconds)
+Progress::Progress(std::ostream& stream, Style style, Extent extent, std::function<double()> seconds)
     : stream_(stream),
       style_(style),
-      total_(total),
+      extent_(extent),
       seconds_(std::move(seconds)),
       next_at_(style.terminal ? 0.0 : kPlainInterval) {}
 
@@ -46,9 +47,20 @@ void Progress::say(const std::string& line) {
 }
 
 std::string Progress::text() const {
-  const double rate = static_cast<double>(done_) / std::max(seconds_(), 1e-9);
-  std::string result = std::to_string(done_) + " of " + count(total_, "frame") + ", " + decimals(rate, 1) +
-                       " frames/s, " + duration(static_cast<double>(total_ - done_) / rate) + " left";
+  const double now = seconds_();
+  const double rate = static_cast<double>(done_) / std::max(now, 1e-9);
+  double left = std::numeric_limits<double>::infinity();
+  std::string result;
+  if (extent_.frames) {
+    result = std::to_string(done_) + " of " + count(*extent_.frames, "frame");
+    left = static_cast<double>(*extent_.frames - done_) / rate;
+  } else {
+    result = count(done_, "frame");
+  }
+  if (extent_.seconds) {
+    left = std::min(left, std::max(0.0, *extent_.seconds - now));
+  }
+  result += ", " + decimals(rate, 1) + " frames/s, " + duration(left) + " left";
   if (failed_ > 0) {
     result += ", " + std::to_string(failed_) + " failed";
   }

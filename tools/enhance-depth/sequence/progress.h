@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -16,8 +17,14 @@ class Progress {
     int width = 80;  // columns of the terminal
   };
 
-  // Reports on `total` frames to `stream`. `seconds` returns the time since the run began.
-  Progress(std::ostream& stream, Style style, std::int64_t total, std::function<double()> seconds);
+  // What ends the run: a number of frames, or a time if that is over before.
+  struct Extent {
+    std::optional<std::int64_t> frames = std::nullopt;
+    std::optional<double> seconds = std::nullopt;
+  };
+
+  // Reports to `stream`. `seconds` returns the time since the run began.
+  Progress(std::ostream& stream, Style style, Extent extent, std::function<double()> seconds);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress();
@@ -34,7 +41,7 @@ class Progress {
 
   std::ostream& stream_;
   Style style_;
-  std::int64_t total_;
+  Extent extent_;
   std::function<double()> seconds_;
   std::int64_t done_ = 0;
   std::int64_t failed_ = 0;
