@@ -955,7 +955,13 @@ class EvaluateTest(Case):
         differs = self.evaluate("--compare", "e.json")
         self.assertEqual(differs.returncode, 1)
         self.assertIn("visible, change [mm]", differs.stdout)
-        self.expect_failure(self.evaluate("--compare", "rec/color/1.png"), 2, "not written by evaluate")
+        for printed in ("--json", "--csv"):
+            differs = self.evaluate("--compare", "e.json", printed, "-")
+            self.assertEqual((differs.returncode, "visible, change [mm]" in differs.stderr), (1, True))
+            self.assertNotIn("differs", differs.stdout)
+        wrong = self.evaluate("--compare", "rec/color/1.png")
+        self.expect_failure(wrong, 2, "rec/color/1.png was not written by evaluate --json")
+        self.assertEqual(wrong.stdout, "", "before the work, not after it")
         self.expect_failure(self.evaluate("--compare", "e.json", "--csv", "e.json"), 2, "e.json is read by this command")
 
     def test_takes_a_given_truth(self):
@@ -965,6 +971,11 @@ class EvaluateTest(Case):
         self.assertIn("Evaluated 1 frame, truth from truth", result.stdout)
         figures = json.loads((self.folder / "e.json").read_text())["engines"][0]["figures"]["visible"]
         self.assertAlmostEqual(figures["mean absolute error [mm]"], 10, delta=1)
+        (self.folder / "truth/2.png").rename(self.folder / "truth/x.png")
+        self.expect_failure(self.evaluate("--truth", "truth"), 2, "1 and 2 images cannot be paired by their order")
+        shutil.copy(self.folder / "truth/x.png", self.folder / "truth/y.png")
+        self.assertIn("enhance-depth: No name is in both places: the 2 true and 2 depth images are paired by their order.\n",
+                      self.evaluate("--truth", "truth").stderr)
         self.write("truth/2.png", depth_png(64, 48))
         self.expect_failure(self.evaluate("--truth", "truth"), 2, "truth/2.png", "rec/depth/2.png")
 

@@ -27,6 +27,7 @@
 #include "support/atomic_file.h"
 #include "support/engine.h"
 #include "support/interrupt.h"
+#include "support/json_file.h"
 #include "support/output_path.h"
 #include "support/rgb_layout.h"
 #include "support/stopwatch.h"
@@ -72,7 +73,9 @@ std::vector<TrueFrame> frames_with_truth(const EvaluateOptions& options, const R
   const std::string depth = options.recording.depth.empty() ? recording.frames[0].depth.parent_path().string()
                                                             : options.recording.depth;
   std::map<fs::path, fs::path> truth_of;
-  for (const FrameFiles& pair : open_recording(options.truth, depth).frames) {
+  const Recording truth_and_depth = open_recording(options.truth, depth);
+  announce_pairing_by_order(truth_and_depth, "true");
+  for (const FrameFiles& pair : truth_and_depth.frames) {
     truth_of[pair.depth] = pair.color;
   }
   for (const FrameFiles& files : recording.frames) {
@@ -133,9 +136,23 @@ nlohmann::ordered_json to_json(const EvaluateOptions& options, std::size_t frame
   return json;
 }
 
+// The results of --compare; null without.
+nlohmann::ordered_json read_earlier_run(const fs::path& path) {
+  if (path.empty()) {
+    return nullptr;
+  }
+  const Bytes file = read_file(path, "an earlier run's JSON", kLargestComparison);
+  nlohmann::ordered_json earlier = parse_json({reinterpret_cast<const char*>(file.data()), file.size()});
+  if (!earlier.is_object()) {
+    throw UsageError(path.string() +
+                     " was not written by evaluate --json. Name the JSON of an earlier run with --compare.");
+  }
+  return earlier;
+}
+
 // Writes what was asked for and prints the table.
 int report(const EvaluateOptions& options, std::size_t frames, const std::vector<Evaluation>& evaluations,
-           const ContactSheet& sheet) {
+           const ContactSheet& sheet, const nlohmann::ordered_json& earlier) {
   const nlohmann::ordered_json json = to_json(options, frames, evaluations);
   options.json.write(json);
   options.csv.write(to_csv(evaluations, options.scale));
@@ -153,18 +170,18 @@ int report(const EvaluateOptions& options, std::size_t frames, const std::vector
               Highlight::kHeading, StandardStream::kOutput)
        << "\n"
        << to_table(evaluations, options.scale);
-  if (options.compare.empty()) {
+  if (earlier.is_null()) {
     return kSuccess;
   }
-  const Bytes earlier = read_file(options.compare, "an earlier run's JSON", kLargestComparison);
-  const auto parsed = nlohmann::ordered_json::parse(earlier.begin(), earlier.end(), nullptr, false);
-  const std::vector<std::string> lines = differences(json, parsed, options.tolerance);
+  const std::vector<std::string> lines = differences(json, earlier, options.tolerance);
+  // The exit status needs its reason even where the table is not printed.
+  std::ostream& verdict = options.json.replaces_text() || options.csv.replaces_text() ? std::cerr : text;
   for (const std::string& line : lines) {
-    text << "differs: " << line << "\n";
+    verdict << "differs: " << line << "\n";
   }
   if (lines.empty()) {
-    text << fmt::format("All figures are within {:g} % of those in {}.\n", 100.0 * options.tolerance,
-                        options.compare.string());
+    verdict << fmt::format("All figures are within {:g} % of those in {}.\n", 100.0 * options.tolerance,
+                           options.compare.string());
   }
   return lines.empty() ? kSuccess : kFramesFailed;
 }
@@ -174,6 +191,7 @@ int evaluate(EvaluateOptions options) {
   options.scale = choose_scale(recording, options.scale);
   const std::vector<TrueFrame> frames = frames_with_truth(options, recording);
   check_paths(options, frames);
+  const nlohmann::ordered_json earlier = read_earlier_run(options.compare);
   std::vector<RgbLayout> layouts;
   std::vector<std::unique_ptr<Engine>> engines;
   std::vector<Evaluation> evaluations;
@@ -222,7 +240,7 @@ int evaluate(EvaluateOptions options) {
   if (done == 0) {
     return kFramesFailed;
   }
-  const int status = report(options, done, evaluations, sheet);
+  const int status = report(options, done, evaluations, sheet, earlier);
   return done == frames.size() ? status : kFramesFailed;
 }
 

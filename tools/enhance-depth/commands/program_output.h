@@ -17,8 +17,11 @@ namespace enhance_depth_tool {
 // Goes nowhere, into a file, or to standard output in place of the text.
 class ProgramOutput {
  public:
-  // `what` explains the option, up to the place in which all of these options say the same.
+  // `what` begins the explanation of the option; what - does is added.
   void add_option(CLI::App& app, const std::string& name, const std::string& what);
+
+  // Whether it is printed to standard output, and the text is not.
+  bool replaces_text() const { return path_ == "-"; }
 
   bool is_wanted() const { return !path_.empty(); }
 
@@ -39,8 +42,6 @@ class ProgramOutput {
   void write(const std::string& content) const;
 
  private:
-  bool replaces_text() const { return path_ == "-"; }
-
   std::string option_;
   std::filesystem::path path_;
 };

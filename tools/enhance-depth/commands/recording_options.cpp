@@ -81,14 +81,18 @@ bool is_file(const char* argument) {
 
 Recording open_recording(const RecordingOptions& options) {
   Recording recording = open_whole_recording(options);
-  if (recording.paired_by_order) {
-    const std::size_t frames = recording.frames.size();
-    std::cerr << "enhance-depth: No name is in both places: the " << frames << " colour and " << frames
-              << " depth images are paired by their order.\n";
-  }
+  announce_pairing_by_order(recording, "colour");
   select_frames(recording, options.selection);
   refuse_swapped_images(recording);
   return recording;
+}
+
+void announce_pairing_by_order(const Recording& recording, const char* kind) {
+  if (recording.paired_by_order) {
+    const std::size_t frames = recording.frames.size();
+    std::cerr << "enhance-depth: No name is in both places: the " << frames << " " << kind << " and "
+              << frames << " depth images are paired by their order.\n";
+  }
 }
 
 std::string explain_expanded_pattern(int argc, const char* const* argv) {

@@ -30,6 +30,10 @@ void add_recording_options(CLI::App& app, RecordingOptions& options);
 // if there is no such recording, none is named, or its colour and depth images are swapped.
 Recording open_recording(const RecordingOptions& options);
 
+// Says on standard error if the images of two places were paired by nothing but their order. `kind` is that
+// of the images beside the depth images.
+void announce_pairing_by_order(const Recording& recording, const char* kind);
+
 // The message for a command line in which the shell has expanded a pattern: several files follow --color or
 // --depth. Empty for any other.
 std::string explain_expanded_pattern(int argc, const char* const* argv);
