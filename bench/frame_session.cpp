@@ -10,6 +10,7 @@
 
 #include "api/boundary.h"
 #include "convert/depth_conversion.h"
+#include "emulated_board/control.h"
 #include "scalar_conversion.h"
 #include "support/open_engine.h"
 
@@ -183,9 +184,12 @@ std::string FrameSession::check() {
 }
 
 SessionRing::SessionRing(std::size_t sessions, ImageSize size) {
-  for (std::size_t i = 0; i < sessions; ++i) {
+  // A ring takes a third of what is left at most: for the largest cache of a server, which many share, the
+  // device has not the room.
+  const std::size_t least_free = emulated_board::free_device_memory() / 3 * 2;
+  do {
     sessions_.emplace_back(size);
-  }
+  } while (sessions_.size() < sessions && emulated_board::free_device_memory() > least_free);
 }
 
 SessionRing& SessionRing::warm(ImageSize size) {

@@ -89,6 +89,7 @@ class FrameSession {
 // Sessions of one size that take turns.
 class SessionRing {
  public:
+  // Fewer than `sessions` where the device has not the memory for them.
   explicit SessionRing(std::size_t sessions, ImageSize size);
 
   // The rings of that size, created on first use: everything that is measured at one size shares its buffers.
