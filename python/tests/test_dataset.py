@@ -170,7 +170,7 @@ def test_recordings_that_cannot_be_paired_or_used_fail_alone(
     assert run(root, out, "--engine", make_engine()) == 1
     errors = capsys.readouterr().err
     assert "deep/ordered: " in errors and "has 2 colour and 3 depth images, no two of one name" in errors
-    assert "tum: " in errors and "rgb.txt:1 is no time stamp and file name: 'now rgb/0.png'" in errors
+    assert "enhance_depth: tum: " in errors and "rgb.txt:1 is no time stamp and file name: 'now rgb/0.png'" in errors
     assert "named is there and no result of an earlier run" in errors
     assert sorted(path.name for path in out.rglob(".*")) == [], "no locks of what failed"
 
@@ -194,7 +194,8 @@ def test_what_is_no_image_or_folder_does_not_stop_the_others(
     assert run(root, tmp_path / "out", "--engine", make_engine()) == 1
     said = capsys.readouterr()
     assert "d10.png.png is no regular file" in said.err and "rgb.txt is no regular file" in said.err
-    assert "deep/ordered: note: no two images of one name: 2 colour and depth images are paired by order" in said.err
+    note = "deep/ordered: note: no two images of one name: 2 colour and depth images are paired by order"
+    assert f"enhance_depth: {note}" in said.err
     assert "Refined 3 of 5 recordings" in said.out
     assert (tmp_path / "out" / "aside" / "tum" / "depth" / "0.png").exists()
     assert (tmp_path / "out" / "tabs" / "depth" / "0.png").exists()

@@ -11,7 +11,7 @@ from types import ModuleType
 from .._errors import Error, LibraryNotFoundError
 from .._library import load_library, version
 from .._version import __version__
-from ..support.errors import Interrupted, UserError, interruptible, printable
+from ..support.errors import Interrupted, UserError, complain, interruptible
 
 _COMMANDS = {
     "refine": "refine one frame",
@@ -110,5 +110,5 @@ class _Version(argparse.Action):
 
 
 def _complain(text: str, status: int) -> int:
-    print("enhance_depth:", "\n".join(map(printable, text.split("\n"))), file=sys.stderr)
+    complain(text)
     return status

@@ -6,11 +6,10 @@ from __future__ import annotations
 import argparse
 import contextlib
 import pathlib
-import sys
 from typing import TYPE_CHECKING
 
 from .._engine import Engine
-from ..support.errors import UserError, needed, printable
+from ..support.errors import UserError, complain, needed, printable
 from ..support.output import refuse_existing
 from ..support.progress import Progress
 from . import add_engine_arguments, add_max_difference
@@ -65,11 +64,11 @@ def run(options: argparse.Namespace) -> int:
 
 def _report(options: argparse.Namespace, summary: Summary) -> None:
     for note in summary.notes:
-        print(f"note: {printable(note)}", file=sys.stderr)
+        complain(f"note: {printable(note)}")
     for failure in summary.failures[:_FAILURES_SHOWN]:
-        print(f"not refined: {printable(failure)}", file=sys.stderr)
+        complain(f"not refined: {printable(failure)}")
     if len(summary.failures) > _FAILURES_SHOWN:
-        print(f"not refined: {len(summary.failures) - _FAILURES_SHOWN} more", file=sys.stderr)
+        complain(f"not refined: {len(summary.failures) - _FAILURES_SHOWN} more")
     color, depth = summary.color, summary.depth
     print(f"Refined {summary.refined} of {summary.pairs} pairs")
     print(f"  colour   {printable(color.name)}  {color.count - summary.pairs} of {color.count} images without a partner")

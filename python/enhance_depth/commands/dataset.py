@@ -5,13 +5,12 @@ from __future__ import annotations
 
 import argparse
 import pathlib
-import sys
 import time
 
 from ..datasets import pool
 from ..datasets.recordings import find_recordings
 from ..datasets.refinement import Outcome, Settings, digest_of
-from ..support.errors import UserError, printable
+from ..support.errors import UserError, complain, printable
 from ..support.progress import Progress
 from . import add_engine_arguments, add_max_difference
 
@@ -73,13 +72,13 @@ def run(options: argparse.Namespace) -> int:
 def _report(outcomes: list[Outcome], seconds: float, output: pathlib.Path) -> int:
     for outcome in sorted(outcomes, key=lambda outcome: outcome.name):
         for note in outcome.notes:
-            print(f"{printable(outcome.name)}: note: {printable(note)}", file=sys.stderr)
+            complain(printable(f"{outcome.name}: note: {note}"))
     failed = [outcome for outcome in outcomes if outcome.failures]
     for outcome in sorted(failed, key=lambda outcome: outcome.name):
         for failure in outcome.failures[:_FAILURES_SHOWN]:
-            print(f"{printable(outcome.name)}: {printable(failure)}", file=sys.stderr)
+            complain(printable(f"{outcome.name}: {failure}"))
         if len(outcome.failures) > _FAILURES_SHOWN:
-            print(f"{printable(outcome.name)}: {len(outcome.failures) - _FAILURES_SHOWN} more", file=sys.stderr)
+            complain(printable(f"{outcome.name}: {len(outcome.failures) - _FAILURES_SHOWN} more"))
     refined, kept = (sum(getattr(outcome, field) for outcome in outcomes) for field in ("refined", "kept"))
     before = sum(not outcome.refined and not outcome.failures for outcome in outcomes)
     print(f"Refined {len(outcomes) - len(failed) - before} of {len(outcomes)} recordings in {seconds:.1f} s")

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import signal
+import sys
 from types import FrameType
 from typing import Iterator
 
@@ -46,6 +47,11 @@ def interruptible() -> Iterator[None]:
 def needed(package: str, extra: str) -> UserError:
     """The error for a package that is needed by an optional part of this one but not installed."""
     return UserError(f"this command needs the package {package}: pip install 'enhance_depth[{extra}]'")
+
+
+def complain(text: str) -> None:
+    """Tells the user on standard error, under the name of the package. The lines of `text` stay lines."""
+    print("enhance_depth:", "\n".join(map(printable, text.split("\n"))), file=sys.stderr)
 
 
 def printable(text: str) -> str:

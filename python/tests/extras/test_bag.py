@@ -238,7 +238,7 @@ def test_a_frame_that_cannot_be_read_is_named_and_left_out(
                 bag._compressed(f"{COLOR}/compressed", header, "rgb8; png compressed bgr8", content, 0)
                 bag.depth(START + index * STEP, depth, Form())
     assert run("bag", tmp_path / "some.bag", tmp_path / "out.bag", "--engine", REFERENCE) == 1
-    assert "not refined: frame 1: an image of /camera/color/image_raw/compressed is damaged" in capsys.readouterr().err
+    assert "enhance_depth: not refined: frame 1: an image of /camera/color/image_raw/compressed is damaged" in capsys.readouterr().err
     assert len(read_bag(tmp_path / "out.bag")[f"{DEPTH}/refined"]) == 1
     assert run("bag", tmp_path / "none.bag", tmp_path / "nothing.bag", "--engine", REFERENCE) == 1
     assert "none of 2 pairs could be refined: frame 0: " in capsys.readouterr().err
@@ -457,7 +457,7 @@ def test_an_unlikely_unit_is_doubted(
             bag.depth(START + index * STEP, np.minimum(depth.astype(int) * factor, 65535).astype(np.uint16), Form())
     assert run("bag", tmp_path / "in.bag", tmp_path / "out.bag", "--engine", REFERENCE) == 0
     error = capsys.readouterr().err
-    assert error.count("note: ") == (1 if sentence else 0) and sentence in error
+    assert error.count("enhance_depth: note: ") == (1 if sentence else 0) and sentence in error
 
 
 def test_damaged_messages_fail_alone(
