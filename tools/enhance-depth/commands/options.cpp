@@ -95,7 +95,7 @@ void add_depth_scale(CLI::App& app, DepthScale& scale) {
                                   "Depth that is stored in units keeps them")
       ->check(check)
       ->type_name("UNITS")
-      ->default_str("1000");
+      ->default_str("1000, or 5000 for a folder in the TUM layout");
 }
 
 void add_depth_filter(CLI::App& app, DepthFilter& filter) {

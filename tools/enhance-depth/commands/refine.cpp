@@ -185,7 +185,7 @@ int refine(const RefineOptions& options) {
 Action add_refine(CLI::App& app) {
   const auto options = std::make_shared<RefineOptions>();
   add_engine_options(app, options->engine);
-  app.add_option("-c,--color", options->color, "Colour image: 8-bit PNG, JPEG, PPM or TIFF, RGB or grey")
+  app.add_option("-c,--color", options->color, "Colour image, RGB or grey: 8-bit PNG, JPEG, PPM, PGM or TIFF")
       ->required()
       ->type_name("FILE");
   app.add_option("-d,--depth", options->depth,
