@@ -161,7 +161,7 @@ int bench(const BenchOptions& options) {
   const bool interrupted = interrupt.interrupted();
   if (interrupted) {
     print_warning("interrupted after " + count(static_cast<std::int64_t>(times.library.size()), "frame") +
-                  (times.library.empty() ? "." : "; the figures are those of these."));
+                  (times.library.empty() ? "." : "; the figures are those until then."));
   }
   if (!times.library.empty()) {
     report(options, size, load_ms, interrupted, times);

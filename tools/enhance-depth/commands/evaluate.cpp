@@ -234,7 +234,7 @@ int evaluate(EvaluateOptions options) {
   }
   if (done < frames.size()) {
     std::cerr << fmt::format(
-        "enhance-depth: interrupted after {} of {} frames; the figures are those of these.\n", done,
+        "enhance-depth: interrupted after {} of {} frames; the figures are those until then.\n", done,
         frames.size());
   }
   if (done == 0) {
