@@ -25,7 +25,10 @@ constexpr std::uint32_t kOutput = 12;
 constexpr std::uint32_t kSparseInitializer = 15;
 }  // namespace graph_field
 
-constexpr std::uint32_t kFunctionNode = 7;
+namespace function_field {
+constexpr std::uint32_t kInput = 4;
+constexpr std::uint32_t kNode = 7;
+}  // namespace function_field
 
 namespace node_field {
 constexpr std::uint32_t kInput = 1;
@@ -42,6 +45,9 @@ constexpr std::uint32_t kGraphs = 11;
 constexpr std::uint32_t kSparseTensor = 22;
 constexpr std::uint32_t kSparseTensors = 23;
 }  // namespace attribute_field
+
+constexpr std::uint32_t kValueName = 1;
+constexpr std::uint32_t kSparseValues = 1;
 
 namespace tensor_field {
 constexpr std::uint32_t kName = 8;
@@ -137,6 +143,23 @@ Operator read_operator(std::string_view node) {
   return result;
 }
 
+template <typename Visit>
+void for_each(std::string_view message, std::uint32_t number, Visit visit) {
+  FieldReader fields(message);
+  for (Field field; fields.next(field);) {
+    if (field.is(number, kMessage)) {
+      visit(field.bytes);
+    }
+  }
+}
+
+// The last of the fields `number`, as protobuf has it for one that may occur once; empty if there is none.
+std::string_view read_bytes(std::string_view message, std::uint32_t number) {
+  std::string_view bytes;
+  for_each(message, number, [&](std::string_view field) { bytes = field; });
+  return bytes;
+}
+
 class ModelReader {
  public:
   Model read(std::string_view file) {
@@ -152,10 +175,10 @@ class ModelReader {
         model_.metadata.insert(read_entry(field.bytes));
       } else if (field.is(model_field::kGraph, kMessage)) {
         has_graph = true;
-        check_graph(field.bytes, 1);
+        check_graph(field.bytes, 1, Order::kAsTheyRun);
         read_main_graph(field.bytes);
       } else if (field.is(model_field::kFunction, kMessage)) {
-        check_nodes(field.bytes, kFunctionNode, 1);
+        check_function(field.bytes);
       } else if (field.is(model_field::kTraining, kMessage)) {
         check_training(field.bytes);
       }
@@ -173,6 +196,26 @@ class ModelReader {
   }
 
  private:
+  enum class Order { kAsTheyRun, kAny };
+
+  // The values of a graph or a function, for its operators and the graphs inside them.
+  class Values {
+   public:
+    explicit Values(ModelReader& reader) : names_(reader.names_) {}
+    Values(const Values&) = delete;
+    Values& operator=(const Values&) = delete;
+    ~Values() {
+      for (const auto& value : own_) {
+        names_.erase(value);
+      }
+    }
+    void add(std::string_view name) { own_.push_back(names_.insert(name)); }
+
+   private:
+    std::multiset<std::string_view>& names_;
+    std::vector<std::multiset<std::string_view>::iterator> own_;
+  };
+
   void read_operator_set(std::string_view message) {
     std::string_view domain;
     std::int64_t version = 0;
@@ -200,7 +243,7 @@ class ModelReader {
         model_.outputs.push_back(read_tensor(field.bytes));
       }
       if (field.is(graph_field::kInitializer, kMessage)) {
-        weights_.insert(weight_name(field.bytes));
+        weights_.insert(read_bytes(field.bytes, tensor_field::kName));
       }
       if (field.is(graph_field::kNode, kMessage)) {
         model_.operators.push_back(read_operator(field.bytes));
@@ -208,62 +251,58 @@ class ModelReader {
     }
   }
 
-  static std::string_view weight_name(std::string_view tensor) {
-    std::string_view name;
-    FieldReader fields(tensor);
-    for (Field field; fields.next(field);) {
-      if (field.is(tensor_field::kName, kMessage)) {
-        name = field.bytes;
-      }
-    }
-    return name;
-  }
-
+  // Training reads the values of the main graph, which nobody computes here.
   void check_training(std::string_view message) {
-    FieldReader fields(message);
-    for (Field field; fields.next(field);) {
-      if (field.is(1, kMessage) || field.is(2, kMessage)) {
-        check_graph(field.bytes, 1);
-      }
+    for (const std::uint32_t number : {1U, 2U}) {
+      for_each(message, number, [&](std::string_view graph) { check_graph(graph, 1, Order::kAny); });
     }
   }
 
-  void check_graph(std::string_view graph, int nesting) {
+  void check_function(std::string_view message) {
+    Values values(*this);
+    for_each(message, function_field::kInput, [&](std::string_view input) { values.add(input); });
+    check_nodes(message, function_field::kNode, 1, Order::kAsTheyRun, values);
+  }
+
+  void check_graph(std::string_view graph, int nesting, Order order) {
     if (nesting > kMaximumNesting) {
       throw DamagedFile("its graphs are nested more than " + std::to_string(kMaximumNesting) + " deep");
     }
-    FieldReader fields(graph);
-    for (Field field; fields.next(field);) {
-      if (field.is(graph_field::kInitializer, kMessage)) {
-        check_weights(field.bytes);
-      }
-      if (field.is(graph_field::kSparseInitializer, kMessage)) {
-        check_sparse_weights(field.bytes);
-      }
-    }
-    check_nodes(graph, graph_field::kNode, nesting);
+    Values values(*this);
+    for_each(graph, graph_field::kInput,
+             [&](std::string_view input) { values.add(read_bytes(input, kValueName)); });
+    for_each(graph, graph_field::kInitializer, [&](std::string_view weights) {
+      values.add(read_bytes(weights, tensor_field::kName));
+      check_weights(weights);
+    });
+    for_each(graph, graph_field::kSparseInitializer, [&](std::string_view weights) {
+      values.add(read_bytes(read_bytes(weights, kSparseValues), tensor_field::kName));
+      check_sparse_weights(weights);
+    });
+    check_nodes(graph, graph_field::kNode, nesting, order, values);
   }
 
-  // Of a graph or a function, whose nodes are in field `number`.
-  void check_nodes(std::string_view message, std::uint32_t number, int nesting) {
-    FieldReader fields(message);
-    for (Field node; fields.next(node);) {
-      if (!node.is(number, kMessage)) {
-        continue;
-      }
+  // Of a graph or a function, whose nodes are in field `number`; what they make joins `values`. Operators of
+  // which each reads only what is there before it form no circle, in which a reader of models may go round
+  // until memory ends.
+  void check_nodes(std::string_view message, std::uint32_t number, int nesting, Order order, Values& values) {
+    for_each(message, number, [&](std::string_view node) {
       if (++nodes_ > kMaximumNodes) {
         throw DamagedFile("it has more than " + std::to_string(kMaximumNodes) + " operators");
       }
-      FieldReader attributes(node.bytes);
-      for (Field attribute; attributes.next(attribute);) {
-        if (attribute.is(node_field::kAttribute, kMessage)) {
-          check_attribute(attribute.bytes, nesting);
+      for_each(node, node_field::kInput, [&](std::string_view name) {
+        if (order == Order::kAsTheyRun && !name.empty() && names_.count(name) == 0) {
+          throw DamagedFile("its operator \"" + read_operator(node).type + "\" reads \"" + std::string(name) +
+                            "\", which nothing before it makes");
         }
-      }
-    }
+      });
+      for_each(node, node_field::kAttribute,
+               [&](std::string_view attribute) { check_attribute(attribute, nesting, order); });
+      for_each(node, node_field::kOutput, [&](std::string_view name) { values.add(name); });
+    });
   }
 
-  void check_attribute(std::string_view message, int nesting) {
+  void check_attribute(std::string_view message, int nesting, Order order) {
     FieldReader fields(message);
     for (Field field; fields.next(field);) {
       if (field.type != kMessage) {
@@ -272,7 +311,7 @@ class ModelReader {
       switch (field.number) {
         case attribute_field::kGraph:
         case attribute_field::kGraphs:
-          check_graph(field.bytes, nesting + 1);
+          check_graph(field.bytes, nesting + 1, order);
           break;
         case attribute_field::kTensor:
         case attribute_field::kTensors:
@@ -321,6 +360,7 @@ class ModelReader {
 
   Model model_;
   std::set<std::string_view> weights_;
+  std::multiset<std::string_view> names_;  // of the values that the next operator may read
   std::size_t nodes_ = 0;
 };
 

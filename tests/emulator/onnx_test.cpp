@@ -192,7 +192,7 @@ Change graph_change(const std::function<void(onnx_file::Graph&)>& change) {
 void nest(onnx_file::Graph& graph, int depth) {
   constexpr int kGraph = 5;
   if (depth > 0) {
-    nest(*add_attribute(add_node(graph, "If", {"c"}, "o"), "then_branch", kGraph).mutable_g(), depth - 1);
+    nest(*add_attribute(add_node(graph, "If", {"dep"}, "o"), "then_branch", kGraph).mutable_g(), depth - 1);
   }
 }
 
@@ -276,7 +276,26 @@ const Refusal kRefusals[] = {
      graph_change([](auto& graph) { graph.mutable_node(0)->set_op_type("Frobnicate"); }), 13,
      "No conversion rule found for operations: Frobnicate-17)"},
     {"MissingValue", graph_change([](auto& graph) { graph.mutable_node(0)->set_input(0, "nowhere"); }), 13,
-     "OpenVINO: nowhere"},
+     "its operator \"Mul\" reads \"nowhere\", which nothing before it makes"},
+    {"OperatorsInACircle", graph_change([](auto& graph) {
+       add_node(graph, "Relu", {"b"}, "a");
+       add_node(graph, "Relu", {"a"}, "b");
+     }),
+     13, "its operator \"Relu\" reads \"b\", which nothing before it makes"},
+    {"OperatorsInACircleInsideAnother", graph_change([](auto& graph) {
+       nest(graph, 1);
+       auto& inner = *graph.mutable_node(graph.node_size() - 1)->mutable_attribute(0)->mutable_g();
+       add_node(inner, "Relu", {"dep"}, "a");
+       add_node(inner, "Relu", {"b"}, "b");
+     }),
+     13, "its operator \"Relu\" reads \"b\", which nothing before it makes"},
+    {"ValueOfAnEndedGraph", graph_change([](auto& graph) {
+       nest(graph, 1);
+       add_node(*graph.mutable_node(graph.node_size() - 1)->mutable_attribute(0)->mutable_g(), "Relu",
+                {"dep"}, "a");
+       add_node(graph, "Relu", {"a"}, "b");
+     }),
+     13, "its operator \"Relu\" reads \"a\", which nothing before it makes"},
     {"TypeThatTensorRtLacks",
      graph_change([](auto& graph) { set_value(*graph.add_input(), "d", kDouble, {1}); }), 13,
      "input \"d\" has the element type f64, which TensorRT has not"},
