@@ -1,5 +1,6 @@
 // The emulated TensorRT runtime: the rules for shapes and addresses, networks, and its failures.
 #include <cstdint>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
@@ -150,8 +151,8 @@ TEST_F(EmulatedTensorRT, ARunNeedsShapesAndDeviceMemoryForAllTensors) {
   EXPECT_FALSE(context->setTensorAddress("depth", tensors["dep"].first));
   ASSERT_TRUE(context->setTensorAddress("pred", nullptr));
   refused("tensor \"pred\" has no address");
-  alignas(256) char host_memory[256];
-  ASSERT_TRUE(context->setTensorAddress("pred", host_memory));
+  const std::unique_ptr<void, decltype(&std::free)> host_memory(std::aligned_alloc(256, 256), &std::free);
+  ASSERT_TRUE(context->setTensorAddress("pred", host_memory.get()));
   refused("the address of tensor \"pred\" is not device memory");
   ASSERT_TRUE(context->setTensorAddress("pred", allocate(4 * 5 * 4 - 1)));
   refused("tensor \"pred\" needs 80 bytes; at its address there are 79");
