@@ -905,7 +905,7 @@ class BenchTest(Case):
         summary = json.loads(output)
         self.assertTrue(summary["interrupted"])
         self.assertRegex(errors, f"warning:\\S* interrupted after {summary['frames']} frame")
-        self.assertRegex(errors, r"\r1 frame, [0-9.]+ frames/s, (10 min 00|9 min 59) s left")
+        self.assertRegex(errors, r"\r1 frame, [0-9.]+ frames/s, (10 min 00|9 min \d\d) s left")
 
     def test_never_overwrites_the_engine(self):
         shutil.copy(ENGINE, self.folder / "e.toml")
@@ -916,7 +916,7 @@ class BenchTest(Case):
     def test_refuses_what_is_no_size(self):
         for size in ("640", "640x", "0x480", "640x480x3", "9000x9000", "axb"):
             self.expect_failure(self.run_tool("bench", "--engine", ENGINE, "--size", size), 2, f"{size} is not a size")
-        large = self.run_tool("bench", "--engine", ENGINE, "--size", "8192x8192", timeout=10)
+        large = self.run_tool("bench", "--engine", ENGINE, "--size", "8192x8192")
         self.expect_failure(large, 1, "(code 26)")
 
 
@@ -983,7 +983,7 @@ class EvaluateTest(Case):
 class InspectTest(Case):
     def test_reads_no_more_of_a_large_file_than_it_needs(self):
         os.truncate(self.write("large.ONNX", b"ftrt\0"), 3 << 30)
-        self.expect_failure(self.run_tool("inspect", "large.ONNX", timeout=10), 2, "large.ONNX is not an ONNX model")
+        self.expect_failure(self.run_tool("inspect", "large.ONNX"), 2, "large.ONNX is not an ONNX model")
 
     def test_says_in_json_what_it_says_in_words(self):
         result = self.run_tool("inspect", ENGINE, "--json", "i.json")
@@ -1086,7 +1086,7 @@ class HelpTest(Case):
         script = ('source "$1"; shift; COMP_WORDS=(enhance-depth "$@"); COMP_CWORD=$#; '
                   '_enhance_depth; printf "%s\\n" "${COMPREPLY[@]}"')
         result = subprocess.run(["bash", "-c", script, "bash", SOURCES / "enhance-depth.bash", *words],
-                                cwd=self.folder, capture_output=True, text=True, timeout=10, check=True)
+                                cwd=self.folder, capture_output=True, text=True, timeout=120, check=True)
         return result.stdout.split()
 
     def test_completes_and_documents_every_option(self):
