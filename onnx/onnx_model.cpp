@@ -46,8 +46,15 @@ constexpr std::uint32_t kSparseTensor = 22;
 constexpr std::uint32_t kSparseTensors = 23;
 }  // namespace attribute_field
 
-constexpr std::uint32_t kValueName = 1;
-constexpr std::uint32_t kSparseValues = 1;
+namespace value_field {
+constexpr std::uint32_t kName = 1;
+constexpr std::uint32_t kType = 2;
+}  // namespace value_field
+
+namespace sparse_tensor_field {
+constexpr std::uint32_t kValues = 1;
+constexpr std::uint32_t kIndices = 2;
+}  // namespace sparse_tensor_field
 
 namespace tensor_field {
 constexpr std::uint32_t kName = 8;
@@ -58,19 +65,26 @@ constexpr std::uint32_t kDataLocation = 14;
 constexpr WireType kNumber = WireType::kVarint;
 constexpr WireType kMessage = WireType::kLengthDelimited;
 
-// A message of two strings: a key and a value.
-std::pair<std::string_view, std::string_view> read_entry(std::string_view message) {
-  std::pair<std::string_view, std::string_view> entry;
+template <typename Visit>
+void for_each(std::string_view message, std::uint32_t number, Visit visit) {
   FieldReader fields(message);
   for (Field field; fields.next(field);) {
-    if (field.is(1, kMessage)) {
-      entry.first = field.bytes;
-    }
-    if (field.is(2, kMessage)) {
-      entry.second = field.bytes;
+    if (field.is(number, kMessage)) {
+      visit(field.bytes);
     }
   }
-  return entry;
+}
+
+// The last of the fields `number`, as protobuf has it for one that may occur once; empty if there is none.
+std::string_view read_bytes(std::string_view message, std::uint32_t number) {
+  std::string_view bytes;
+  for_each(message, number, [&](std::string_view field) { bytes = field; });
+  return bytes;
+}
+
+// A message of two strings: a key and a value.
+std::pair<std::string_view, std::string_view> read_entry(std::string_view message) {
+  return {read_bytes(message, 1), read_bytes(message, 2)};
 }
 
 std::int64_t read_dimension(std::string_view message) {
@@ -97,67 +111,26 @@ void read_tensor_type(std::string_view message, Tensor& tensor) {
       continue;
     }
     tensor.shape.emplace();
-    FieldReader dimensions(field.bytes);
-    for (Field dimension; dimensions.next(dimension);) {
-      if (dimension.is(1, kMessage)) {
-        tensor.shape->push_back(read_dimension(dimension.bytes));
-      }
-    }
+    for_each(field.bytes, 1,
+             [&](std::string_view dimension) { tensor.shape->push_back(read_dimension(dimension)); });
   }
 }
 
 Tensor read_tensor(std::string_view value_info) {
   Tensor tensor;
-  FieldReader fields(value_info);
-  for (Field field; fields.next(field);) {
-    if (field.is(1, kMessage)) {
-      tensor.name = field.bytes;
-    }
-    if (!field.is(2, kMessage)) {
-      continue;
-    }
-    FieldReader types(field.bytes);
-    for (Field type; types.next(type);) {
-      if (type.is(1, kMessage)) {
-        read_tensor_type(type.bytes, tensor);
-      }
-    }
-  }
+  tensor.name = read_bytes(value_info, value_field::kName);
+  for_each(value_info, value_field::kType, [&](std::string_view type) {
+    for_each(type, 1, [&](std::string_view tensor_type) { read_tensor_type(tensor_type, tensor); });
+  });
   return tensor;
 }
 
 Operator read_operator(std::string_view node) {
   Operator result;
-  FieldReader fields(node);
-  for (Field field; fields.next(field);) {
-    if (field.is(node_field::kType, kMessage)) {
-      result.type = field.bytes;
-    }
-    if (field.is(node_field::kInput, kMessage)) {
-      result.inputs.emplace_back(field.bytes);
-    }
-    if (field.is(node_field::kOutput, kMessage)) {
-      result.outputs.emplace_back(field.bytes);
-    }
-  }
+  result.type = read_bytes(node, node_field::kType);
+  for_each(node, node_field::kInput, [&](std::string_view name) { result.inputs.emplace_back(name); });
+  for_each(node, node_field::kOutput, [&](std::string_view name) { result.outputs.emplace_back(name); });
   return result;
-}
-
-template <typename Visit>
-void for_each(std::string_view message, std::uint32_t number, Visit visit) {
-  FieldReader fields(message);
-  for (Field field; fields.next(field);) {
-    if (field.is(number, kMessage)) {
-      visit(field.bytes);
-    }
-  }
-}
-
-// The last of the fields `number`, as protobuf has it for one that may occur once; empty if there is none.
-std::string_view read_bytes(std::string_view message, std::uint32_t number) {
-  std::string_view bytes;
-  for_each(message, number, [&](std::string_view field) { bytes = field; });
-  return bytes;
 }
 
 class ModelReader {
@@ -234,21 +207,14 @@ class ModelReader {
   }
 
   void read_main_graph(std::string_view graph) {
-    FieldReader fields(graph);
-    for (Field field; fields.next(field);) {
-      if (field.is(graph_field::kInput, kMessage)) {
-        model_.inputs.push_back(read_tensor(field.bytes));
-      }
-      if (field.is(graph_field::kOutput, kMessage)) {
-        model_.outputs.push_back(read_tensor(field.bytes));
-      }
-      if (field.is(graph_field::kInitializer, kMessage)) {
-        weights_.insert(read_bytes(field.bytes, tensor_field::kName));
-      }
-      if (field.is(graph_field::kNode, kMessage)) {
-        model_.operators.push_back(read_operator(field.bytes));
-      }
-    }
+    for_each(graph, graph_field::kInput,
+             [&](std::string_view input) { model_.inputs.push_back(read_tensor(input)); });
+    for_each(graph, graph_field::kOutput,
+             [&](std::string_view output) { model_.outputs.push_back(read_tensor(output)); });
+    for_each(graph, graph_field::kInitializer,
+             [&](std::string_view weights) { weights_.insert(read_bytes(weights, tensor_field::kName)); });
+    for_each(graph, graph_field::kNode,
+             [&](std::string_view node) { model_.operators.push_back(read_operator(node)); });
   }
 
   // Training reads the values of the main graph, which nobody computes here.
@@ -270,13 +236,13 @@ class ModelReader {
     }
     Values values(*this);
     for_each(graph, graph_field::kInput,
-             [&](std::string_view input) { values.add(read_bytes(input, kValueName)); });
+             [&](std::string_view input) { values.add(read_bytes(input, value_field::kName)); });
     for_each(graph, graph_field::kInitializer, [&](std::string_view weights) {
       values.add(read_bytes(weights, tensor_field::kName));
       check_weights(weights);
     });
     for_each(graph, graph_field::kSparseInitializer, [&](std::string_view weights) {
-      values.add(read_bytes(read_bytes(weights, kSparseValues), tensor_field::kName));
+      values.add(read_bytes(read_bytes(weights, sparse_tensor_field::kValues), tensor_field::kName));
       check_sparse_weights(weights);
     });
     check_nodes(graph, graph_field::kNode, nesting, order, values);
@@ -292,8 +258,8 @@ class ModelReader {
       }
       for_each(node, node_field::kInput, [&](std::string_view name) {
         if (order == Order::kAsTheyRun && !name.empty() && names_.count(name) == 0) {
-          throw DamagedFile("its operator \"" + read_operator(node).type + "\" reads \"" + std::string(name) +
-                            "\", which nothing before it makes");
+          throw DamagedFile("its operator \"" + std::string(read_bytes(node, node_field::kType)) +
+                            "\" reads \"" + std::string(name) + "\", which nothing before it makes");
         }
       });
       for_each(node, node_field::kAttribute,
@@ -328,11 +294,8 @@ class ModelReader {
   }
 
   void check_sparse_weights(std::string_view message) {
-    FieldReader fields(message);
-    for (Field field; fields.next(field);) {
-      if (field.is(1, kMessage) || field.is(2, kMessage)) {
-        check_weights(field.bytes);
-      }
+    for (const std::uint32_t number : {sparse_tensor_field::kValues, sparse_tensor_field::kIndices}) {
+      for_each(message, number, [&](std::string_view weights) { check_weights(weights); });
     }
   }
 

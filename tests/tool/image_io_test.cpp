@@ -111,10 +111,9 @@ TEST(ToolImageIo, RefusesOtherImagesWithTheReasonAndTheRemedy) {
       "with: "
       "convert FILE -alpha off -depth 8 color.png.";
   const std::string depth =
-      " Depth must be a 16-bit image with one channel as PNG, PGM, TIFF or NPY, or floats in metres as TIFF "
-      "or "
-      "NPY; Python makes one with numpy.save(\"depth.npy\", depth), after depth.astype(\"uint16\") for units "
-      "or depth.astype(\"float32\") for metres";
+      " Depth must be a 16-bit image with one channel as PNG, PGM, TIFF or NPY, or floats in metres as "
+      "TIFF or NPY; Python makes one with numpy.save(\"depth.npy\", depth), after depth.astype(\"uint16\") "
+      "for units or depth.astype(\"float32\") for metres";
   const std::string shape = ", 'fortran_order': False, 'shape': (1, 1), }";
   Bytes damaged = encode_depth(pattern(9, 6, CV_16UC1));
   damaged[damaged.size() / 2] ^= 1U;

@@ -217,9 +217,8 @@ TEST(ToolDepthScale, NamesALikelierUnitWhenTheMedianIsUnlikely) {
             "The median depth of d is 0.003 m at 1000" + unlikely +
                 " Give its units per metre with --depth-scale, or store metres as 32-bit floats.");
   EXPECT_EQ(warning(30000, 1000.0, DepthStorage::kMetres),
-            "The median depth of d is 30.000 m, which no RGB-D camera delivers. Floats are taken as metres: "
-            "convert "
-            "the file if they are not, for example by dividing millimetres by 1000.");
+            "The median depth of d is 30.000 m, which no RGB-D camera delivers. Floats are taken as "
+            "metres: convert the file if they are not, for example by dividing millimetres by 1000.");
 }
 
 TEST(ToolLibraryOutput, PassesOnWhatIsNotSaidTwice) {

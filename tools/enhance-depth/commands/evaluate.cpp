@@ -256,8 +256,7 @@ Action add_evaluate(CLI::App& app) {
   add_recording_options(app, options->recording);
   app.add_option("--truth", options->truth,
                  "True depth, in the unit of the depth images: a folder, or a pattern in quotes. Without it, "
-                 "measured "
-                 "pixels are hidden from the engines and serve as the truth")
+                 "measured pixels are hidden from the engines and serve as the truth")
       ->type_name("PLACE");
   app.add_option("--seed", options->seed, "Which pixels are hidden")
       ->type_name("NUMBER")

@@ -44,8 +44,7 @@ std::string depth_warning(const std::string& name, const DepthStatistics& depth,
   if (storage == DepthStorage::kMetres) {
     return median + unlikely +
            " Floats are taken as metres: convert the file if they are not, for example by dividing "
-           "millimetres "
-           "by 1000.";
+           "millimetres by 1000.";
   }
   const struct {
     double units_per_metre;
