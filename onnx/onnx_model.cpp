@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include "onnx/operator_inputs.h"
+
 namespace enhance_depth_onnx {
 
 namespace {
@@ -35,6 +37,7 @@ constexpr std::uint32_t kInput = 1;
 constexpr std::uint32_t kOutput = 2;
 constexpr std::uint32_t kType = 4;
 constexpr std::uint32_t kAttribute = 5;
+constexpr std::uint32_t kDomain = 7;
 }  // namespace node_field
 
 namespace attribute_field {
@@ -81,6 +84,9 @@ std::string_view read_bytes(std::string_view message, std::uint32_t number) {
   for_each(message, number, [&](std::string_view field) { bytes = field; });
   return bytes;
 }
+
+// Whether operators of this domain are ONNX's own.
+bool is_onnx(std::string_view domain) { return domain.empty() || domain == "ai.onnx"; }
 
 // A message of two strings: a key and a value.
 std::pair<std::string_view, std::string_view> read_entry(std::string_view message) {
@@ -138,12 +144,12 @@ class ModelReader {
   Model read(std::string_view file) {
     bool has_version = false;
     bool has_graph = false;
+    // First, because operators are checked by it, and a file has it after them.
+    for_each(file, model_field::kOperatorSet, [&](std::string_view message) { read_operator_set(message); });
     FieldReader fields(file);
     for (Field field; fields.next(field);) {
       if (field.is(model_field::kIrVersion, kNumber)) {
         has_version = static_cast<std::int64_t>(field.value) > 0;
-      } else if (field.is(model_field::kOperatorSet, kMessage)) {
-        read_operator_set(field.bytes);
       } else if (field.is(model_field::kMetadata, kMessage)) {
         model_.metadata.insert(read_entry(field.bytes));
       } else if (field.is(model_field::kGraph, kMessage)) {
@@ -201,7 +207,7 @@ class ModelReader {
         version = static_cast<std::int64_t>(field.value);
       }
     }
-    if (domain.empty() || domain == "ai.onnx") {
+    if (is_onnx(domain)) {
       model_.operator_set = version;
     }
   }
@@ -256,16 +262,32 @@ class ModelReader {
       if (++nodes_ > kMaximumNodes) {
         throw DamagedFile("it has more than " + std::to_string(kMaximumNodes) + " operators");
       }
+      std::size_t inputs = 0;
       for_each(node, node_field::kInput, [&](std::string_view name) {
+        ++inputs;
         if (order == Order::kAsTheyRun && !name.empty() && names_.count(name) == 0) {
           throw DamagedFile("its operator \"" + std::string(read_bytes(node, node_field::kType)) +
                             "\" reads \"" + std::string(name) + "\", which nothing before it makes");
         }
       });
+      check_inputs(node, inputs);
       for_each(node, node_field::kAttribute,
                [&](std::string_view attribute) { check_attribute(attribute, nesting, order); });
       for_each(node, node_field::kOutput, [&](std::string_view name) { values.add(name); });
     });
+  }
+
+  // Readers of models take the inputs that an operator must have for given.
+  void check_inputs(std::string_view node, std::size_t inputs) const {
+    if (!is_onnx(read_bytes(node, node_field::kDomain))) {
+      return;
+    }
+    const std::string_view type = read_bytes(node, node_field::kType);
+    const std::size_t required = required_inputs(type, model_.operator_set.value_or(1));
+    if (inputs < required) {
+      throw DamagedFile("its operator \"" + std::string(type) + "\" has " + std::to_string(inputs) +
+                        (inputs == 1 ? " input" : " inputs") + " and needs " + std::to_string(required));
+    }
   }
 
   void check_attribute(std::string_view message, int nesting, Order order) {

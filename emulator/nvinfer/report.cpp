@@ -1,5 +1,7 @@
 #include "nvinfer/report.h"
 
+#include <algorithm>
+
 #include "device/driver.h"
 #include "device/error_text.h"
 
@@ -17,8 +19,10 @@ void send(nvinfer1::ILogger& logger, const char* text) noexcept {
 void report_error(nvinfer1::ILogger& logger, Function function, const ErrorCode& code,
                   const std::string& why) noexcept {
   try {
-    const std::string text = std::string(name_of(function)) + ": Error Code " + std::to_string(code.number) +
-                             ": " + code.name + " (" + why + ")";
+    std::string text = std::string(name_of(function)) + ": Error Code " + std::to_string(code.number) + ": " +
+                       code.name + " (" + why + ")";
+    // Names from an engine file may hold line ends; a report is one line.
+    std::replace(text.begin(), text.end(), '\n', '?');
     send(logger, text.c_str());
   } catch (const std::exception&) {
     send(logger, "Error Code 9: Internal Error (out of memory)");

@@ -277,6 +277,16 @@ const Refusal kRefusals[] = {
      "No conversion rule found for operations: Frobnicate-17)"},
     {"MissingValue", graph_change([](auto& graph) { graph.mutable_node(0)->set_input(0, "nowhere"); }), 13,
      "its operator \"Mul\" reads \"nowhere\", which nothing before it makes"},
+    {"OperatorWithTooFewInputs", graph_change([](auto& graph) { add_node(graph, "Conv", {"dep"}, "a"); }), 13,
+     "its operator \"Conv\" has 1 input and needs 2"},
+    {"OperatorWithTooFewInputsForItsVersion",
+     [](auto& model) {
+       model.mutable_opset_import(0)->set_version(10);
+       add_node(*model.mutable_graph(), "Gemm", {"dep", "dep"}, "a");
+     },
+     13, "its operator \"Gemm\" has 2 inputs and needs 3"},
+    {"LineEndInAName", graph_change([](auto& graph) { graph.mutable_node(0)->set_input(0, "no\nwhere"); }),
+     13, "reads \"no?where\""},
     {"OperatorsInACircle", graph_change([](auto& graph) {
        add_node(graph, "Relu", {"b"}, "a");
        add_node(graph, "Relu", {"a"}, "b");
@@ -324,7 +334,9 @@ const Refusal kRefusals[] = {
     {"WeightsElsewhereInAFunction",
      [](auto& model) {
        constexpr int kSparse = 11;
-       auto& attribute = *model.add_functions()->add_node()->add_attribute();
+       auto& node = *model.add_functions()->add_node();
+       node.set_op_type("Constant");
+       auto& attribute = *node.add_attribute();
        attribute.set_type(kSparse);
        attribute.mutable_sparse_tensor()->mutable_values()->set_data_location(1);
      },

@@ -128,11 +128,11 @@ const std::vector<ChangedModel> kModels = {
      "rgb: its type is FLOAT; make it UINT8 and cast it to FLOAT inside the network.\n"},
     {"ColourIsCast",
      first_operators(
-         {{"Shape", "rgb", "s"}, {"Identity", "rgb", "same"}, {"Cast", "same", "f"}, {"Mul", "f", "g"}}),
+         {{"Shape", "rgb", "s"}, {"Identity", "rgb", "same"}, {"Cast", "same", "f"}, {"Relu", "f", "g"}}),
      ""},
     {"ColourInUint8",
      first_operators(
-         {{"Identity", "rgb", "same"}, {"Transpose", "same", "t"}, {"Cast", "t", "f"}, {"Add", "rgb", "a"}}),
+         {{"Identity", "rgb", "same"}, {"Transpose", "same", "t"}, {"Cast", "t", "f"}, {"Relu", "rgb", "a"}}),
      "rgb: the operator Transpose takes it as UINT8, in which TensorRT computes nothing; cast it to FLOAT "
      "before.\n"},
     {"OutputAsHalf",
