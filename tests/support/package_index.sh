@@ -14,12 +14,18 @@ skip_without_index() {
 }
 
 # python_environment FOLDER REQUIREMENTS WHAT: makes a virtual environment with exactly the packages of the file, unless it
-# exists already, and none of the system's. Ends the test like skip_without_index if they cannot be downloaded.
+# exists already, and none of the system's. Another test may be about to make the same one: the second waits for the first.
+# Ends the test like skip_without_index if they cannot be downloaded.
 python_environment() {
-  cmp -s "$2" "$1/requirements.txt" && return
-  rm -rf "$1"
-  python3 -m venv "$1"
-  "$1/bin/python" -m pip --disable-pip-version-check install --quiet --require-hashes -r "$2" >"$1.log" 2>&1 ||
-    skip_without_index "$1.log" "$3"
-  cp "$2" "$1/requirements.txt"
+  mkdir -p "$(dirname "$1")"
+  exec 9>"$1.lock"
+  flock 9
+  if ! cmp -s "$2" "$1/requirements.txt"; then
+    rm -rf "$1"
+    python3 -m venv "$1"
+    "$1/bin/python" -m pip --disable-pip-version-check install --quiet --require-hashes -r "$2" >"$1.log" 2>&1 ||
+      skip_without_index "$1.log" "$3"
+    cp "$2" "$1/requirements.txt"
+  fi
+  exec 9>&-
 }
