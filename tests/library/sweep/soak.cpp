@@ -16,13 +16,13 @@ namespace {
 
 using test_support::Frame;
 
-int failures = 0;
+int failed_checks = 0;
 
 // A fault that repeats ends the run, which might otherwise not end.
 void expect(bool condition, const std::string& what) {
   if (!condition) {
     std::printf("soak: FAILED: %s\n", what.c_str());
-    if (++failures == 20) {
+    if (++failed_checks == 20) {
       std::exit(1);
     }
   }
@@ -159,5 +159,5 @@ int main(int argc, char** argv) {
   expect(emulated_board::live_objects() == emulated_board::LiveObjects{}, "something outlives the handle");
   std::printf(", %ld bytes of memory in use, then %ld\n", memory_before, memory_after);
   expect(memory_after - memory_before <= kTolerance, "the memory has grown");
-  return failures == 0 ? 0 : 1;
+  return failed_checks == 0 ? 0 : 1;
 }
