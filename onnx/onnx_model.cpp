@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "onnx/operator_inputs.h"
 
@@ -30,6 +31,7 @@ constexpr std::uint32_t kSparseInitializer = 15;
 namespace function_field {
 constexpr std::uint32_t kInput = 4;
 constexpr std::uint32_t kNode = 7;
+constexpr std::uint32_t kOperatorSet = 9;
 }  // namespace function_field
 
 namespace node_field {
@@ -139,13 +141,38 @@ Operator read_operator(std::string_view node) {
   return result;
 }
 
+// The version of ONNX's own operators that a model or a function takes, whose imports are the fields
+// `number`: of several the highest, as OpenVINO has it.
+std::optional<std::int64_t> read_operator_set(std::string_view message, std::uint32_t number) {
+  constexpr std::int64_t kLatest = 1000;  // far from any to come; OpenVINO may count up to the version
+  std::optional<std::int64_t> latest;
+  for_each(message, number, [&](std::string_view import) {
+    std::int64_t version = 0;
+    FieldReader fields(import);
+    for (Field field; fields.next(field);) {
+      if (field.is(2, kNumber)) {
+        version = static_cast<std::int64_t>(field.value);
+      }
+    }
+    if (!is_onnx(read_bytes(import, 1))) {
+      return;
+    }
+    if (version < 1 || version > kLatest) {
+      throw DamagedFile("it takes version " + std::to_string(version) + " of ONNX's operators");
+    }
+    latest = std::max(latest.value_or(version), version);
+  });
+  return latest;
+}
+
 class ModelReader {
  public:
   Model read(std::string_view file) {
     bool has_version = false;
     bool has_graph = false;
     // First, because operators are checked by it, and a file has it after them.
-    for_each(file, model_field::kOperatorSet, [&](std::string_view message) { read_operator_set(message); });
+    model_.operator_set = read_operator_set(file, model_field::kOperatorSet);
+    operator_set_ = model_.operator_set.value_or(1);
     FieldReader fields(file);
     for (Field field; fields.next(field);) {
       if (field.is(model_field::kIrVersion, kNumber)) {
@@ -195,23 +222,6 @@ class ModelReader {
     std::vector<std::multiset<std::string_view>::iterator> own_;
   };
 
-  void read_operator_set(std::string_view message) {
-    std::string_view domain;
-    std::int64_t version = 0;
-    FieldReader fields(message);
-    for (Field field; fields.next(field);) {
-      if (field.is(1, kMessage)) {
-        domain = field.bytes;
-      }
-      if (field.is(2, kNumber)) {
-        version = static_cast<std::int64_t>(field.value);
-      }
-    }
-    if (is_onnx(domain)) {
-      model_.operator_set = version;
-    }
-  }
-
   void read_main_graph(std::string_view graph) {
     for_each(graph, graph_field::kInput,
              [&](std::string_view input) { model_.inputs.push_back(read_tensor(input)); });
@@ -231,9 +241,12 @@ class ModelReader {
   }
 
   void check_function(std::string_view message) {
+    const auto own_set = read_operator_set(message, function_field::kOperatorSet);
+    const std::int64_t set_of_model = std::exchange(operator_set_, own_set.value_or(operator_set_));
     Values values(*this);
     for_each(message, function_field::kInput, [&](std::string_view input) { values.add(input); });
     check_nodes(message, function_field::kNode, 1, Order::kAsTheyRun, values);
+    operator_set_ = set_of_model;
   }
 
   void check_graph(std::string_view graph, int nesting, Order order) {
@@ -277,16 +290,15 @@ class ModelReader {
     });
   }
 
-  // Readers of models take the inputs that an operator must have for given.
+  // OpenVINO reads the inputs that an operator must have without looking whether they are there.
   void check_inputs(std::string_view node, std::size_t inputs) const {
-    if (!is_onnx(read_bytes(node, node_field::kDomain))) {
-      return;
-    }
+    const std::string_view domain = read_bytes(node, node_field::kDomain);
     const std::string_view type = read_bytes(node, node_field::kType);
-    const std::size_t required = required_inputs(type, model_.operator_set.value_or(1));
+    const std::size_t required = required_inputs(is_onnx(domain) ? "" : domain, type, operator_set_);
     if (inputs < required) {
       throw DamagedFile("its operator \"" + std::string(type) + "\" has " + std::to_string(inputs) +
-                        (inputs == 1 ? " input" : " inputs") + " and needs " + std::to_string(required));
+                        (inputs == 1 ? " input" : " inputs") + " and needs at least " +
+                        std::to_string(required));
     }
   }
 
@@ -347,6 +359,7 @@ class ModelReader {
   std::set<std::string_view> weights_;
   std::multiset<std::string_view> names_;  // of the values that the next operator may read
   std::size_t nodes_ = 0;
+  std::int64_t operator_set_ = 1;  // of the operators that are being checked
 };
 
 // Bytes that do not occur in texts.

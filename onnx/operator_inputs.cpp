@@ -1,5 +1,8 @@
 #include "onnx/operator_inputs.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace enhance_depth_onnx {
 
 namespace {
@@ -10,8 +13,8 @@ struct Requirement {
   std::size_t inputs;
 };
 
-// The operators that do not need exactly one input, after the schemas of ONNX 1.23 (Operators.md and
-// Changelog.md of its documentation), by type and version.
+// The operators whose least number of inputs is not one in every version, after the schemas of ONNX 1.23
+// (Operators.md and Changelog.md of its documentation), by type and version.
 constexpr Requirement kRequirements[] = {
     {"Add", 1, 2},
     {"AffineGrid", 1, 2},
@@ -118,9 +121,32 @@ constexpr Requirement kRequirements[] = {
     {"Xor", 1, 2},
 };
 
+// Operators of other domains of which OpenVINO 2026.4 reads so many inputs without looking whether they are
+// there.
+struct ForeignRequirement {
+  std::string_view domain;
+  std::string_view type;
+  std::size_t inputs;
+};
+constexpr ForeignRequirement kForeignRequirements[] = {
+    {"com.microsoft", "Attention", 3},
+    {"com.microsoft", "FusedConv", 2},
+    {"com.microsoft", "Pad", 2},
+    {"org.openvinotoolkit", "DetectionOutput", 3},
+    {"org.openvinotoolkit", "ExperimentalDetectronDetectionOutput", 4},
+    {"org.openvinotoolkit", "ExperimentalDetectronPriorGridGenerator", 3},
+    {"org.openvinotoolkit", "ExperimentalDetectronTopKROIs", 2},
+};
+
 }  // namespace
 
-std::size_t required_inputs(std::string_view type, std::int64_t operator_set) {
+std::size_t required_inputs(std::string_view domain, std::string_view type, std::int64_t operator_set) {
+  if (!domain.empty()) {
+    const auto* const found = std::find_if(
+        std::begin(kForeignRequirements), std::end(kForeignRequirements),
+        [&](const auto& requirement) { return requirement.domain == domain && requirement.type == type; });
+    return found == std::end(kForeignRequirements) ? 0 : found->inputs;
+  }
   std::size_t inputs = 1;
   for (const Requirement& requirement : kRequirements) {
     if (requirement.type == type && requirement.since <= operator_set) {

@@ -278,13 +278,38 @@ const Refusal kRefusals[] = {
     {"MissingValue", graph_change([](auto& graph) { graph.mutable_node(0)->set_input(0, "nowhere"); }), 13,
      "its operator \"Mul\" reads \"nowhere\", which nothing before it makes"},
     {"OperatorWithTooFewInputs", graph_change([](auto& graph) { add_node(graph, "Conv", {"dep"}, "a"); }), 13,
-     "its operator \"Conv\" has 1 input and needs 2"},
+     "its operator \"Conv\" has 1 input and needs at least 2"},
+    {"OperatorOfAnotherDomainWithTooFewInputs", graph_change([](auto& graph) {
+       add_node(graph, "FusedConv", {"dep"}, "a").set_domain("com.microsoft");
+     }),
+     13, "its operator \"FusedConv\" has 1 input and needs at least 2"},
     {"OperatorWithTooFewInputsForItsVersion",
      [](auto& model) {
        model.mutable_opset_import(0)->set_version(10);
        add_node(*model.mutable_graph(), "Gemm", {"dep", "dep"}, "a");
      },
-     13, "its operator \"Gemm\" has 2 inputs and needs 3"},
+     13, "its operator \"Gemm\" has 2 inputs and needs at least 3"},
+    {"OperatorWithTooFewInputsInTheHighestOfTwoVersions",
+     [](auto& model) {
+       model.add_opset_import()->set_version(1);
+       add_node(*model.mutable_graph(), "Pad", {"dep"}, "a");
+     },
+     13, "its operator \"Pad\" has 1 input and needs at least 2"},
+    {"OperatorWithTooFewInputsForTheVersionOfItsFunction",
+     [](auto& model) {
+       auto& function = *model.add_functions();
+       function.add_opset_import()->set_version(10);
+       auto& node = *function.add_node();
+       node.set_op_type("Gemm");
+       node.add_input("");
+       node.add_input("");
+     },
+     13, "its operator \"Gemm\" has 2 inputs and needs at least 3"},
+    {"OperatorsOfANegativeVersion", [](auto& model) { model.mutable_opset_import(0)->set_version(-1); }, 13,
+     "it takes version -1 of ONNX's operators"},
+    {"OperatorsOfAnEndlessVersion",
+     [](auto& model) { model.mutable_opset_import(0)->set_version(std::int64_t{1} << 62); }, 13,
+     "it takes version 4611686018427387904 of ONNX's operators"},
     {"LineEndInAName", graph_change([](auto& graph) { graph.mutable_node(0)->set_input(0, "no\nwhere"); }),
      13, "reads \"no?where\""},
     {"OperatorsInACircle", graph_change([](auto& graph) {

@@ -983,7 +983,12 @@ class EvaluateTest(Case):
 class InspectTest(Case):
     def test_reads_no_more_of_a_large_file_than_it_needs(self):
         os.truncate(self.write("large.ONNX", b"ftrt\0"), 3 << 30)
-        self.expect_failure(self.run_tool("inspect", "large.ONNX"), 2, "large.ONNX is not an ONNX model")
+        self.expect_failure(self.run_tool("inspect", "large.ONNX"), 2,
+                            "large.ONNX is not an ONNX model: it does not begin like one.")
+
+    def test_says_what_is_wrong_with_a_damaged_model(self):
+        self.write("m.onnx", b"\x08\x08")
+        self.expect_failure(self.run_tool("inspect", "m.onnx"), 2, "m.onnx is not an ONNX model: it has no graph.")
 
     def test_says_in_json_what_it_says_in_words(self):
         result = self.run_tool("inspect", ENGINE, "--json", "i.json")

@@ -207,8 +207,9 @@ int inspect(const InspectOptions& options) {
     return report(options, Kind::kOnnx, *model, {});
   }
   if (lower_case(options.model.extension().string()) == ".onnx") {
-    throw UsageError(printable(options.model.string()) +
-                     " is not an ONNX model: it is damaged, or another file by that name.");
+    throw UsageError(
+        printable(options.model.string() + " is not an ONNX model: " + why_not_onnx(options.model)) +
+        ". The file is damaged, or another by that name.");
   }
   return inspect_engine(options);
 }

@@ -88,6 +88,16 @@ std::string_view as_text(const Bytes& file) {
   return {reinterpret_cast<const char*>(file.data()), file.size()};
 }
 
+bool begins_like_a_model(const std::filesystem::path& path) {
+  constexpr std::size_t kBeginning = 4096;
+  return enhance_depth_onnx::begins_like_a_model(as_text(read_beginning(path, kBeginning)));
+}
+
+Bytes read_whole(const std::filesystem::path& path) {
+  constexpr auto kProtobufLimit = std::numeric_limits<int>::max();
+  return read_file(path, "model", kProtobufLimit);
+}
+
 }  // namespace
 
 std::optional<ModelInfo> read_onnx(const Bytes& file) {
@@ -116,12 +126,22 @@ std::optional<ModelInfo> read_onnx(const Bytes& file) {
 }
 
 std::optional<ModelInfo> read_onnx_file(const std::filesystem::path& path) {
-  constexpr std::size_t kBeginning = 4096;
-  if (!enhance_depth_onnx::begins_like_a_model(as_text(read_beginning(path, kBeginning)))) {
+  if (!begins_like_a_model(path)) {
     return std::nullopt;
   }
-  constexpr auto kProtobufLimit = std::numeric_limits<int>::max();
-  return read_onnx(read_file(path, "model", kProtobufLimit));
+  return read_onnx(read_whole(path));
+}
+
+std::string why_not_onnx(const std::filesystem::path& path) {
+  if (begins_like_a_model(path)) {
+    try {
+      const Bytes file = read_whole(path);
+      enhance_depth_onnx::read_model(as_text(file));
+    } catch (const enhance_depth_onnx::DamagedFile& error) {
+      return error.what();
+    }
+  }
+  return "it does not begin like one";
 }
 
 }  // namespace enhance_depth_tool
