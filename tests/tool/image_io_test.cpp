@@ -108,8 +108,7 @@ TEST(ToolImageIo, TakesFloatsForMetres) {
 TEST(ToolImageIo, RefusesOtherImagesWithTheReasonAndTheRemedy) {
   const std::string color =
       " Colour must be an 8-bit RGB or grey image as PNG, JPEG, PPM, PGM or TIFF; ImageMagick makes one "
-      "with: "
-      "convert FILE -alpha off -depth 8 color.png.";
+      "with: convert FILE -alpha off -depth 8 color.png.";
   const std::string depth =
       " Depth must be a 16-bit image with one channel as PNG, PGM, TIFF or NPY, or floats in metres as "
       "TIFF or NPY; Python makes one with numpy.save(\"depth.npy\", depth), after depth.astype(\"uint16\") "
